@@ -1,0 +1,184 @@
+#include <gmock/gmock.h>
+
+#include "data_folder.h"
+#include "temporary_folder.h"
+#include "test_engine.h"
+
+namespace brelmo::tavi::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+const std::string kOutputs = "|LeftChannel:left.txt|RightChannel:right.txt";
+
+std::string OutputText(const CompensationData& output) {
+  return std::to_string(output.type) + " " + output.file_name + " " +
+         testing::PrintToString(output.raw_data);
+}
+
+std::vector<std::string> OutputTexts(const std::vector<CompensationData>& outputs) {
+  std::vector<std::string> texts;
+  for (const CompensationData& output : outputs) texts.push_back(OutputText(output));
+  return texts;
+}
+
+std::vector<float> FlatResponse() {
+  std::vector<float> response;
+  for (int bin = 0; bin < 257; ++bin) response.insert(response.end(), {1, 0});
+  return response;
+}
+
+class ParseConfigTest : public testing::Test {
+ protected:
+  ParseConfigTest() {
+    files_.Write("left.txt", "1,2\n");
+    files_.Write("right.txt", "3,4\n5,6\n");
+    files_.Write("half.txt", "7,8\nbroken\n");
+  }
+
+  TemporaryFolder files_;
+  simulator::DataFolder folder_{files_.path()};
+};
+
+TEST_F(ParseConfigTest, FillsTheCaseTable) {
+  EngineBench bench("HingeAngle:0,,90|ScreenRotation:0,180" + kOutputs +
+                    " RightChannel:left.txt|LeftChannel:right.txt|ScreenRotation:90|HingeAngle:"
+                    "91,180");
+  EXPECT_THAT(bench.log.Take(), IsEmpty());
+  EXPECT_TRUE(bench.engine.is_valid());
+  const auto& cases = bench.engine.cases();
+  ASSERT_EQ(cases.size(), 2U);
+  EXPECT_THAT(cases[0].first,
+              UnorderedElementsAre(CaseKey("HingeAngle", {0}), CaseKey("ScreenRotation", {0, 1})));
+  EXPECT_THAT(OutputTexts(cases[0].second),
+              UnorderedElementsAre("0 left.txt { 1, 2 }", "1 right.txt { 3, 4, 5, 6 }"));
+  EXPECT_THAT(cases[1].first,
+              UnorderedElementsAre(CaseKey("HingeAngle", {1}), CaseKey("ScreenRotation", {2})));
+  EXPECT_THAT(OutputTexts(cases[1].second),
+              UnorderedElementsAre("0 right.txt { 3, 4, 5, 6 }", "1 left.txt { 1, 2 }"));
+  EXPECT_EQ(bench.engine.indices().size(), 2U);
+}
+
+TEST_F(ParseConfigTest, KeepsTheCasesBeforeTheFirstBadOne) {
+  const std::string good = "HingeAngle:0,90" + kOutputs;
+  const struct {
+    std::string bad;
+    std::vector<std::string> log;
+  } rows[] = {
+      {"HingeAngle:0,90|ScreenRotation:0|LeftChannel:absent.txt|RightChannel:absent.txt",
+       {EngineError("ParseConfig: invalid parm size, current:1, failed: 2")}},
+      {"LeftChannel:left.txt|RightChannel:right.txt",
+       {EngineError("ParseConfig: invalid parm size, current:1, failed: 0")}},
+      {"HingeAngle:0,90|RightChannel:absent.txt",
+       {EngineError("ParseConfig: output LeftChannel is missed.")}},
+      {"HingeAngle:0,90|LeftChannel:absent.txt",
+       {EngineError("ParseConfig: output RightChannel is missed.")}},
+      {"HingeAngle:0,90", {EngineError("ParseConfig: output LeftChannel is missed.")}},
+      {"hingeangle:0,90" + kOutputs,
+       {EngineError("ParseConfig: invalid condition name hingeangle")}},
+      {"HingeAngle:,x," + kOutputs, {EngineError("ParseRule: invalid rule data name x")}},
+      {"HingeAngle:,," + kOutputs, {EngineError("ParseRule: null rule data for name HingeAngle")}},
+      {"ScreenRotation:45" + kOutputs,
+       {IndexError("UpdateDecisionRules: invalid value found 45"),
+        EngineError("ParseRule: unsupported rule data for name ScreenRotation")}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.bad);
+    EngineBench bench(good + " " + row.bad + " " + good);
+    EXPECT_FALSE(bench.engine.is_valid());
+    EXPECT_EQ(bench.log.Take(), row.log);
+    ASSERT_EQ(bench.engine.cases().size(), 1U);
+    EXPECT_THAT(bench.engine.cases()[0].first, ElementsAre(CaseKey("HingeAngle", {0})));
+
+    // What was accepted works.
+    bench.Activate();
+    bench.engine.OnSensorValueChanged(45);
+    EXPECT_EQ(bench.writes.size(), 2U);
+  }
+}
+
+TEST_F(ParseConfigTest, RefusesACaseWithoutConditionsAfterReadingItsFiles) {
+  const auto config = TelephonySpeakerCompensation::GetConfig(
+      "LeftChannel:left.txt|RightChannel:absent.txt HingeAngle:0,90" + kOutputs);
+  LogRecorder log;
+  const TestEngine engine(nullptr, config);
+  EXPECT_FALSE(engine.is_valid());
+  EXPECT_THAT(engine.cases(), IsEmpty());
+  EXPECT_THAT(log.Take(),
+              ElementsAre(EngineError("ParseQuantityFromFile: read failed"),
+                          EngineInfo("SetRawData: set raw data size 514"),
+                          EngineError("ParseConfig: invalid case " + config.cases[0].ToString())));
+}
+
+TEST_F(ParseConfigTest, ChecksTheConfigurationFirst) {
+  const auto good = TelephonySpeakerCompensation::GetConfig("HingeAngle:0,90" + kOutputs);
+  const struct {
+    CompensationConfig config;
+    std::vector<std::string> log;
+  } rows[] = {
+      {{"", good.cases}, {}},
+      {{"TelephonySpeakerCompensation", {}}, {}},
+      {{"Other", {}}, {}},
+      {{"Other", good.cases}, {EngineError("ParseConfig: invalid config name Other")}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.config.name);
+    LogRecorder log;
+    const TestEngine engine(nullptr, row.config);
+    EXPECT_FALSE(engine.is_valid());
+    EXPECT_THAT(engine.cases(), IsEmpty());
+    EXPECT_EQ(log.Take(), row.log);
+  }
+}
+
+TEST_F(ParseConfigTest, OutputsWithUnusableFilesAreFlat) {
+  const struct {
+    const char* name;
+    const char* message;
+  } rows[] = {
+      {"absent.txt", "ParseQuantityFromFile: read failed"},
+      {"half.txt", "ParseQuantityFromFile: invalid content broken"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EngineBench bench;
+    std::vector<CompensationData> data(1);  // what is there stays
+    EXPECT_TRUE(
+        bench.engine.ParseOutput(data, {{"LeftChannel", row.name}, {"RightChannel", "right.txt"}}));
+    EXPECT_THAT(bench.log.Take(), ElementsAre(EngineError(row.message),
+                                              EngineInfo("SetRawData: set raw data size 514")));
+    EXPECT_THAT(OutputTexts(data), UnorderedElementsAre(OutputText(CompensationData()),
+                                                        OutputText(MakeOutput(0, FlatResponse())),
+                                                        "1 right.txt { 3, 4, 5, 6 }"));
+  }
+}
+
+TEST_F(ParseConfigTest, OutputsAreTheTwoChannels) {
+  const struct {
+    std::unordered_map<std::string, std::string> outputs;
+    const char* message;
+    size_t count;  // largest number of outputs appended
+  } rows[] = {
+      {{}, "ParseOutput: invalid output value size: 0", 0},
+      {{{"LeftChannel", "left.txt"}}, "ParseOutput: invalid output value size: 1", 0},
+      {{{"LeftChannel", "left.txt"}, {"RightChannel", "right.txt"}, {"x", "left.txt"}},
+       "ParseOutput: invalid output value size: 3",
+       0},
+      {{{"LeftChannel", "left.txt"}, {"Rightchannel", "right.txt"}},
+       "ParseOutput: invalid output value type ",
+       1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.message);
+    EngineBench bench;
+    std::vector<CompensationData> data;
+    EXPECT_FALSE(bench.engine.ParseOutput(data, row.outputs));
+    EXPECT_THAT(bench.log.Take(), ElementsAre(EngineError(row.message)));
+    EXPECT_LE(data.size(), row.count);
+  }
+}
+
+}  // namespace
+}  // namespace brelmo::tavi::test

@@ -1,0 +1,91 @@
+#include <gmock/gmock.h>
+
+#include "index.h"
+#include "log_recorder.h"
+
+namespace brelmo::tavi::test {
+namespace {
+
+using audio::compensation::ScreenRotationIndex;
+using testing::AnyOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// The index values of 0, 90, 180 and 270 degrees; -1 for none.
+std::vector<int> IndexValues(const ScreenRotationIndex& index) {
+  std::vector<int> values;
+  for (const int rotation : {0, 90, 180, 270}) {
+    values.push_back(index.GetIndex({rotation}).value_or(-1));
+  }
+  return values;
+}
+
+TEST(ScreenRotationIndex, MatchesItsNameOnly) {
+  const ScreenRotationIndex index;
+  EXPECT_TRUE(index.Match("ScreenRotation"));
+  for (const char* name : {"", "Screen", "ScreenRotations", "screenrotation", "HingeAngle"}) {
+    EXPECT_FALSE(index.Match(name)) << name;
+  }
+}
+
+TEST(ScreenRotationIndex, NumbersRotationsInOrderOfDeclaration) {
+  const struct {
+    std::vector<std::vector<int>> rules;
+    std::vector<int> indices;  // as IndexValues gives them
+  } rows[] = {
+      {{}, {-1, -1, -1, -1}},
+      {{{90}, {0, 90, 270}}, {1, 0, -1, 2}},
+      {{{180, 180}, {0}}, {1, -1, 0, -1}},
+      {{{270, 180, 90, 0}}, {3, 2, 1, 0}},
+      {{{0, 90, 180, 270}, {270, 0}}, {0, 1, 2, 3}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.rules));
+    LogRecorder log;
+    ScreenRotationIndex index;
+    for (const auto& rule : row.rules) EXPECT_TRUE(index.UpdateDecisionRules(rule));
+    EXPECT_EQ(IndexValues(index), row.indices);
+    EXPECT_EQ(index.GetIndex({}), std::nullopt);
+    EXPECT_EQ(index.GetIndex({0, 0}), std::nullopt);
+    EXPECT_EQ(index.GetIndex({45}), std::nullopt);
+    EXPECT_THAT(log.Take(), IsEmpty());
+  }
+}
+
+TEST(ScreenRotationIndex, StoresNothingOfARefusedRule) {
+  const struct {
+    std::vector<int> values;
+    const char* message;
+  } rows[] = {
+      {{}, "invalid input."},
+      {{0, 45}, "invalid value found 45"},
+      {{180, -90, 360}, "invalid value found -90"},
+      {{360}, "invalid value found 360"},
+  };
+  ScreenRotationIndex index;
+  ASSERT_TRUE(index.UpdateDecisionRules({90}));
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.message);
+    LogRecorder log;
+    EXPECT_FALSE(index.UpdateDecisionRules(row.values));
+    EXPECT_THAT(log.Take(),
+                ElementsAre(IndexError("UpdateDecisionRules: " + std::string(row.message))));
+    EXPECT_THAT(IndexValues(index), ElementsAre(-1, 0, -1, -1));
+  }
+  // No number was used up either.
+  ASSERT_TRUE(index.UpdateDecisionRules({270}));
+  EXPECT_THAT(IndexValues(index), ElementsAre(-1, 0, -1, 1));
+}
+
+TEST(ScreenRotationIndex, ToString) {
+  ScreenRotationIndex index;
+  EXPECT_EQ(index.ToString(), "ScreenRotation {}");
+  ASSERT_TRUE(index.UpdateDecisionRules({180}));
+  EXPECT_EQ(index.ToString(), "ScreenRotation {180:0, }");
+  ASSERT_TRUE(index.UpdateDecisionRules({90}));
+  EXPECT_THAT(index.ToString(),
+              AnyOf("ScreenRotation {180:0, 90:1, }", "ScreenRotation {90:1, 180:0, }"));
+}
+
+}  // namespace
+}  // namespace brelmo::tavi::test

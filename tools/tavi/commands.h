@@ -1,0 +1,16 @@
+// The commands of `tavi`. Each adds itself to the program's command line; its callback leaves the
+// exit code: 0 all as expected, 1 something was broken, 2 the input could not be used.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace brelmo::tavi::tools {
+
+constexpr int kExitAsExpected = 0;
+constexpr int kExitBroken = 1;
+constexpr int kExitUsage = 2;
+
+void AddRunCommand(CLI::App& program, int& exit_code);
+void AddDecodeCommand(CLI::App& program, int& exit_code);
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,46 @@
+// Where a command takes its configuration text and its other inputs from.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "data_folder.h"
+
+namespace brelmo::tavi::tools {
+
+// Input that cannot be used: what() names it and says why. The command ends with exit code 2.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The bytes of a file. Throws InputError.
+std::string ReadFile(const std::string& path);
+
+// The options --config, --config-text and --data-root, shared by all commands that need them.
+class ConfigSource {
+ public:
+  // `is_required`: the command cannot do without a configuration.
+  void AddTo(CLI::App& command, bool is_required);
+
+  bool is_given() const { return !file_.empty() || is_text_given_; }
+  // The text as the host would hand it over: of a file without one final line feed. Throws
+  // InputError.
+  std::string Text() const;
+  // What to call the text in messages: the file's name or "configuration".
+  std::string Name() const { return file_.empty() ? "configuration" : file_; }
+  // Puts the data folder that was asked for in force, for as long as the result lives. Throws
+  // InputError when it is no folder.
+  std::optional<simulator::DataFolder> UseDataFolder() const;
+
+ private:
+  std::string file_;
+  std::string text_;
+  bool is_text_given_ = false;
+  std::string data_root_;
+};
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,180 @@
+// tavi run: plays a scenario against a loaded module.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include <android-base/logging.h>
+
+#include "commands.h"
+#include "config_source.h"
+#include "loaded_module.h"
+#include "module_path.h"
+#include "run_reporter.h"
+#include "scenario.h"
+#include "scenario_runner.h"
+#include "supervisor.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+struct RunOptions {
+  ConfigSource config;
+  std::string module;
+  std::string scenario = "-";
+  std::string format = "text";
+  std::string capture;
+  std::string log_level = "info";
+};
+
+using LogSeverity = android::base::LogSeverity;
+
+const std::map<std::string, LogSeverity> kLogLevels = {
+    {"verbose", android::base::VERBOSE}, {"debug", android::base::DEBUG},
+    {"info", android::base::INFO},       {"warning", android::base::WARNING},
+    {"error", android::base::ERROR},     {"none", android::base::FATAL},
+};
+
+InputError AtLine(const std::string& name, const ScenarioError& error) {
+  return InputError(name + ":" + std::to_string(error.line()) + ": " + error.what());
+}
+
+// Everything is read before anything is played: a bad last line costs nothing.
+std::vector<Step> ReadScenario(const std::string& path) {
+  std::istringstream input(ReadFile(path));
+  try {
+    return ParseScenario(input);
+  } catch (const ScenarioError& error) {
+    throw AtLine(path, error);
+  }
+}
+
+// Plays lines as they come. False when the module did not return.
+bool PlayStandardInput(ScenarioRunner& runner) {
+  const bool is_prompting = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+  if (is_prompting) std::cout << "Type steps, one a line; help lists them, quit ends.\n";
+  int number = 0;
+  for (std::string line;;) {
+    if (is_prompting) std::cout << "tavi> " << std::flush;
+    if (!std::getline(std::cin, line)) return true;
+    ++number;
+    if (line == "quit" || line == "exit") return true;
+    if (line == "help") {
+      std::cout << ScenarioHelp() << std::flush;
+      continue;
+    }
+    try {
+      const auto step = ParseStep(line, number);
+      if (step && !runner.Play(*step)) return false;
+    } catch (const ScenarioError& error) {
+      if (!is_prompting) throw AtLine("standard input", error);
+      std::cout << error.what() << "\n";
+    }
+  }
+}
+
+int Play(const RunOptions& options, const std::string& config, const std::vector<Step>& steps,
+         const simulator::LoadedModule& module, std::FILE* capture, RunReporter& reporter,
+         Activity& activity) {
+  const bool is_interactive = options.scenario == "-";
+  ScenarioRunner runner(module,
+                        {config, is_interactive ? "standard input" : options.scenario, capture},
+                        reporter, activity);
+  // A module that did not return holds threads that cannot be joined.
+  const auto give_up = [] { std::_Exit(kExitBroken); };
+  if (is_interactive) {
+    if (!PlayStandardInput(runner)) give_up();
+  } else {
+    for (const Step& step : steps) {
+      try {
+        if (!runner.Play(step)) give_up();
+      } catch (const ScenarioError& error) {
+        throw AtLine(options.scenario, error);
+      }
+    }
+  }
+  if (!runner.Finish()) give_up();
+  return runner.is_as_expected() ? kExitAsExpected : kExitBroken;
+}
+
+int Run(const RunOptions& options) {
+  const std::string config = options.config.Text();
+  const auto data_folder = options.config.UseDataFolder();
+  std::vector<Step> steps;
+  if (options.scenario != "-") steps = ReadScenario(options.scenario);
+  const std::string module_path = options.module.empty() ? FindInstalledModule() : options.module;
+
+  struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, CloseFile> capture;
+  if (!options.capture.empty()) {
+    capture.reset(std::fopen(options.capture.c_str(), "wb"));
+    if (!capture) {
+      throw InputError(options.capture + ": cannot be written: " + std::strerror(errno));
+    }
+  }
+
+  android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
+  const bool is_colour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+  const std::unique_ptr<RunReporter> reporter =
+      options.format == "json" ? MakeJsonReporter() : MakeTextReporter(is_colour);
+  return RunSupervised(
+      [&](Activity& activity) {
+        try {
+          activity.Set("loading " + module_path);
+          const simulator::LoadedModule module(module_path);
+          return Play(options, config, steps, module, capture.get(), *reporter, activity);
+        } catch (const std::runtime_error& error) {
+          std::cout << std::flush;
+          std::cerr << "tavi: " << error.what() << std::endl;
+          return kExitUsage;
+        }
+      },
+      [&](const std::string& death, const std::string& activity) {
+        reporter->OnViolation("the module " + death + " during: " + activity);
+      });
+}
+
+}  // namespace
+
+void AddRunCommand(CLI::App& program, int& exit_code) {
+  auto* const command = program.add_subcommand(
+      "run", "Play a scenario: host events against the real module, and what it sends to the DSP");
+  const auto options = std::make_shared<RunOptions>();
+  options->config.AddTo(*command, /*is_required=*/true);
+  command
+      ->add_option("--module", options->module,
+                   "The module's library; default: the one built with tavi")
+      ->type_name("SO");
+  command
+      ->add_option("--scenario", options->scenario,
+                   "File with a step a line; - (the default) takes them from standard input, with "
+                   "a prompt at a terminal")
+      ->type_name("FILE");
+  command->add_option("--format", options->format, "text, or json: one object a line")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->type_name("FORMAT");
+  command->add_option("--capture", options->capture, "Store the bytes of every write to the DSP")
+      ->type_name("FILE");
+  command
+      ->add_option("--log-level", options->log_level,
+                   "Least severity that the module logs: verbose, debug, info (default), warning, "
+                   "error, none")
+      ->check(CLI::IsMember(kLogLevels))
+      ->type_name("LEVEL");
+  command->footer(std::string("A scenario's steps:\n") + ScenarioHelp() +
+                  "Exit code: 0 all as expected, 1 an expectation or the host's contract was "
+                  "broken, 2 bad usage or input.");
+  command->callback([options, &exit_code] { exit_code = Run(*options); });
+}
+
+}  // namespace brelmo::tavi::tools

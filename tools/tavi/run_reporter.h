@@ -1,0 +1,65 @@
+// What a run tells its user, in a form of the user's choice.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "log_capture.h"
+#include "simulated_host.h"
+#include "virtual_dsp.h"
+
+namespace brelmo::tavi::tools {
+
+// A write to the DSP with the names that the configuration has for it.
+struct NamedWrite {
+  const simulator::DspWrite& write;
+  std::vector<size_t> cases;                    // see CaseTable::CasesOf
+  std::vector<std::vector<std::string>> files;  // for each message, see CaseTable::FilesOf
+};
+
+struct RunTotals {
+  int events = 0;
+  int writes = 0;
+  int refused_writes = 0;
+  int expectations = 0;
+  int failures = 0;  // expectations not met and violations
+};
+
+// Called from one thread at a time. Each call puts out what it has at once.
+class RunReporter {
+ public:
+  RunReporter() = default;
+  RunReporter(const RunReporter&) = delete;
+  RunReporter& operator=(const RunReporter&) = delete;
+  virtual ~RunReporter() = default;
+
+  // Begin of a step; what it causes follows.
+  virtual void OnInit() = 0;
+  virtual void OnDeinit() = 0;
+  virtual void OnEvent(const simulator::HostEvent& event) = 0;
+  virtual void OnFault(const std::string& step) = 0;  // a fault of the device begins or ends
+  virtual void OnSay(const std::string& text) = 0;
+  // What a step causes.
+  virtual void OnHostCall(const std::string& call) = 0;
+  virtual void OnLog(const simulator::LogLine& line) = 0;
+  virtual void OnWrite(const NamedWrite& write) = 0;
+  virtual void OnInitResult(int result, bool has_handle) = 0;
+  virtual void OnNotDelivered(const std::string& reason) = 0;
+  virtual void OnDump(const std::string& text) = 0;
+  // An expectation that was not met, or the contract broken.
+  virtual void OnViolation(const std::string& text) = 0;
+  virtual void OnEnd(const RunTotals& totals) = 0;
+};
+
+// For people; `colour` for a terminal. Writes to standard output.
+std::unique_ptr<RunReporter> MakeTextReporter(bool colour);
+// For programs: one JSON object a line on standard output.
+std::unique_ptr<RunReporter> MakeJsonReporter();
+
+// The event as the scenario language writes it.
+std::string EventName(const simulator::HostEvent& event);
+
+}  // namespace brelmo::tavi::tools

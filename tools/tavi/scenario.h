@@ -1,0 +1,76 @@
+// The scenario language: what happens on the device, a step a line, in the host's terms.
+#pragma once
+
+#include <chrono>
+#include <istream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "simulated_host.h"
+
+namespace brelmo::tavi::tools {
+
+struct EventStep {
+  simulator::HostEvent event;
+};
+struct InitStep {};
+struct DeinitStep {};
+struct DumpStep {};
+struct WaitStep {
+  std::chrono::microseconds time;
+};
+struct SayStep {
+  std::string text;
+};
+struct DspStep {
+  enum class What { kRefuse, kSlow, kAbsent, kPresent };
+  What what;
+  int count = 0;  // of writes to refuse
+  int code = 0;
+  std::chrono::microseconds delay{0};
+};
+struct RefuseStep {
+  enum class What { kMemory, kCommonClient, kUsecaseClient, kSensor };
+  What what;
+  int code = 0;
+};
+struct ExpectStep {
+  enum class What { kWrite, kNoWrite, kWriteCount, kCase, kStatus, kLog, kInit, kNoHandle };
+  What what;
+  int number = 0;
+  std::string text;
+};
+
+struct Step {
+  int line = 0;
+  std::string text;  // as written, without comment and outer blanks
+  std::variant<EventStep, InitStep, DeinitStep, DumpStep, WaitStep, SayStep, DspStep, RefuseStep,
+               ExpectStep>
+      action;
+};
+
+// A line that is no step; what() says what is wrong with it, the line's number not included.
+class ScenarioError : public std::runtime_error {
+ public:
+  ScenarioError(int line, const std::string& message) : runtime_error(message), line_(line) {}
+  int line() const { return line_; }
+
+ private:
+  int line_;
+};
+
+// None for a line that is blank or a comment. Throws ScenarioError.
+std::optional<Step> ParseStep(const std::string& line, int number);
+// Throws ScenarioError at the first bad line.
+std::vector<Step> ParseScenario(std::istream& input);
+
+// The language on a page, for the prompt and the manual.
+const char* ScenarioHelp();
+
+// "25ms", "1.5s", "300us"; none when it is no time.
+std::optional<std::chrono::microseconds> ParseTime(const std::string& text);
+
+}  // namespace brelmo::tavi::tools

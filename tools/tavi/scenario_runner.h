@@ -1,0 +1,87 @@
+// Plays the steps of a scenario on a simulated host, reports what happens and checks what is
+// expected.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "case_table.h"
+#include "log_capture.h"
+#include "run_reporter.h"
+#include "scenario.h"
+#include "simulated_host.h"
+#include "supervisor.h"
+
+namespace brelmo::tavi::tools {
+
+class ScenarioRunner : private simulator::HostObserver {
+ public:
+  struct Options {
+    std::string config;
+    std::string scenario_name;     // for messages: "FILE" of "FILE:LINE: ..."
+    std::FILE* capture = nullptr;  // where the bytes of every write go; may be null
+  };
+
+  // All are borrowed.
+  ScenarioRunner(const simulator::LoadedModule& module, const Options& options,
+                 RunReporter& reporter, Activity& activity);
+  ~ScenarioRunner() override;
+
+  // Plays one step, init before it where it needs one. Throws ScenarioError for a step that cannot
+  // be played now. False when the module did not return: nothing more can be played.
+  bool Play(const Step& step);
+  // Deinit and the totals. False as above.
+  bool Finish();
+
+  // No expectation failed and no violation so far.
+  bool is_as_expected() const { return totals_.failures == 0; }
+
+ private:
+  struct Since {  // the last event, init or deinit
+    int writes = 0;
+    std::vector<std::string> log;
+  };
+
+  bool PlayAction(const Step& step, const EventStep& action);
+  bool PlayAction(const Step& step, const InitStep& action);
+  bool PlayAction(const Step& step, const DeinitStep& action);
+  bool PlayAction(const Step& step, const DumpStep& action);
+  bool PlayAction(const Step& step, const WaitStep& action);
+  bool PlayAction(const Step& step, const SayStep& action);
+  bool PlayAction(const Step& step, const DspStep& action);
+  bool PlayAction(const Step& step, const RefuseStep& action);
+  bool PlayAction(const Step& step, const ExpectStep& action);
+
+  bool Init();
+  bool Deinit();
+  // Why the expectation is not met; empty when it is. None when the module did not return.
+  std::optional<std::string> Check(const ExpectStep& expectation);
+  std::string CheckCase(int number, const std::string& dump);
+  bool ReportHang(const std::string& call);
+
+  void OnHostCall(const std::string& call) override;
+  void OnWrite(const simulator::DspWrite& write) override;
+  void OnViolation(const std::string& text) override;
+  void OnLog(const simulator::LogLine& line);
+
+  const Options options_;
+  Activity& activity_;
+  const CaseTable cases_;
+
+  std::mutex mutex_;  // for what the host's threads report
+  RunReporter& reporter_;
+  RunTotals totals_;
+  Since since_;
+  std::vector<size_t> held_cases_;  // whose corrections the DSP holds
+  bool has_held_response_ = false;
+
+  bool was_initialized_ = false;
+  simulator::SimulatedHost::InitResult init_result_;
+  simulator::LogCapture log_capture_;
+  simulator::SimulatedHost host_;
+};
+
+}  // namespace brelmo::tavi::tools

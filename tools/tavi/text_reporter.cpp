@@ -1,0 +1,177 @@
+#include <chrono>
+#include <cstdio>
+
+#include <algorithm>
+#include <sstream>
+
+#include "run_reporter.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+using android::base::LogSeverity;
+using simulator::DspMessage;
+using simulator::HostEvent;
+
+constexpr const char* kPlain = "";
+constexpr const char* kBold = "\033[1m";
+constexpr const char* kDim = "\033[2m";
+constexpr const char* kRed = "\033[31m";
+constexpr const char* kGreen = "\033[32m";
+constexpr const char* kYellow = "\033[33m";
+constexpr const char* kCyan = "\033[36m";
+constexpr const char* kReset = "\033[0m";
+
+// Under the column where a step's own text begins.
+constexpr const char* kIndent = "                     ";
+
+std::string Describe(const DspMessage& message) {
+  std::ostringstream text;
+  text << simulator::DspMessageTypeName(message.type) << " (type " << message.type << ")";
+  if (message.is_response()) {
+    text << ", " << message.bin_count() << (message.bin_count() == 1 ? " bin" : " bins");
+  } else {
+    text << ": " << (message.is_active() ? "active" : "inactive");
+  }
+  return text.str();
+}
+
+std::string DescribeFiles(const std::vector<std::string>& files) {
+  std::string text;
+  for (const std::string& file : files) {
+    text += text.empty() ? ", " : " or ";
+    text += file.empty() ? "flat for want of a usable file" : file;
+  }
+  return text;
+}
+
+class TextReporter : public RunReporter {
+ public:
+  explicit TextReporter(bool colour) : colour_(colour) {}
+
+  void OnInit() override { Begin("control", "init", ""); }
+  void OnDeinit() override { Begin("control", "deinit", ""); }
+
+  void OnEvent(const HostEvent& event) override {
+    std::string number;
+    if (event.source == HostEvent::Source::kCommon) {
+      number = "common event " + std::to_string(event.number);
+    } else if (event.source == HostEvent::Source::kUsecase) {
+      number = "use-case event " + std::to_string(event.number);
+    }
+    Begin(simulator::ThreadName(event.source), EventName(event), event.is_raw ? "" : number);
+  }
+
+  void OnFault(const std::string& step) override { Begin("", step, "fault"); }
+
+  void OnSay(const std::string& text) override { Put(kBold, "\n" + text + "\n"); }
+
+  void OnHostCall(const std::string& call) override { Cause(kDim, "host  ", call); }
+
+  void OnLog(const simulator::LogLine& line) override {
+    const char* colour = kDim;
+    if (line.severity == android::base::WARNING) colour = kYellow;
+    if (line.severity >= android::base::ERROR) colour = kRed;
+    std::ostringstream text;
+    text << simulator::SeverityName(line.severity) << " [" << line.tag << "] " << line.text;
+    Cause(colour, "log   ", text.str());
+  }
+
+  void OnWrite(const NamedWrite& named) override {
+    const simulator::DspWrite& write = named.write;
+    std::ostringstream text;
+    text << "write of " << write.bytes.size() << " bytes, "
+         << (write.is_accepted() ? "accepted" : "refused with " + std::to_string(write.result));
+    for (size_t i = 0; i < named.cases.size(); ++i) {
+      text << (i == 0 ? ": case " : " or ") << named.cases[i];
+    }
+    Cause(write.is_accepted() ? kCyan : kRed, "DSP   ", text.str());
+    for (size_t i = 0; i < write.parsed.messages.size(); ++i) {
+      Cause(kCyan, "        ", Describe(write.parsed.messages[i]) + DescribeFiles(named.files[i]));
+    }
+  }
+
+  void OnInitResult(int result, bool has_handle) override {
+    Cause(result == 0 && has_handle ? kPlain : kYellow, "",
+          "returned " + std::to_string(result) +
+              (has_handle ? ", with a context" : ", without a context"));
+  }
+
+  void OnNotDelivered(const std::string& reason) override {
+    Cause(kYellow, "", "not delivered: " + reason);
+  }
+
+  void OnDump(const std::string& text) override {
+    Begin("control", "dump", "");
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) Cause(kPlain, "", line);
+  }
+
+  void OnViolation(const std::string& text) override { Cause(kRed, "BROKEN  ", text); }
+
+  void OnEnd(const RunTotals& totals) override {
+    std::ostringstream text;
+    text << "\n" << totals.events << " events, " << totals.writes << " writes to the DSP";
+    if (totals.refused_writes > 0) text << " (" << totals.refused_writes << " refused)";
+    text << ", " << totals.expectations << " expectations: ";
+    Put(kPlain, text.str());
+    if (totals.failures == 0) {
+      Put(kGreen, "all as expected\n");
+    } else {
+      Put(kRed,
+          std::to_string(totals.failures) + (totals.failures == 1 ? " failure\n" : " failures\n"));
+    }
+  }
+
+ private:
+  void Begin(const std::string& thread, const std::string& what, const std::string& note) {
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
+    char head[64];
+    std::snprintf(head, sizeof(head), "%8.3f s  %-8s  ", time.count(), thread.c_str());
+    Put(kDim, head);
+    Put(kBold, what);
+    if (!note.empty()) Put(kDim, "  (" + note + ")");
+    Put(kPlain, "\n");
+  }
+
+  void Cause(const char* colour, const std::string& label, const std::string& text) {
+    Put(colour, kIndent + label + text);
+    Put(kPlain, "\n");
+  }
+
+  void Put(const char* colour, const std::string& text) {
+    if (colour_ && *colour != '\0') {
+      std::printf("%s%s%s", colour, text.c_str(), kReset);
+    } else {
+      std::printf("%s", text.c_str());
+    }
+    std::fflush(stdout);
+  }
+
+  const bool colour_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace
+
+std::string EventName(const HostEvent& event) {
+  const std::string value = event.value ? std::to_string(*event.value) : "null";
+  const std::string number = std::to_string(event.number);
+  if (event.source == HostEvent::Source::kHingeAngle) {
+    return (event.is_raw ? "raw hinge " : "hinge ") + value;
+  }
+  if (event.source == HostEvent::Source::kCommon) {
+    if (event.is_raw) return "raw common " + number + " " + value;
+    if (event.number == simulator::kScreenRotated) return "rotation " + value;
+    return (event.number == simulator::kValueAnnounced ? "announce " : "withdraw ") + value;
+  }
+  if (event.is_raw) return "raw usecase " + number + " " + value;
+  return (event.number == simulator::kUsecaseStarted ? "start " : "stop ") + value;
+}
+
+std::unique_ptr<RunReporter> MakeTextReporter(bool colour) {
+  return std::make_unique<TextReporter>(colour);
+}
+
+}  // namespace brelmo::tavi::tools
