@@ -107,8 +107,6 @@ SimulatedHost::~SimulatedHost() {
     const std::lock_guard<std::mutex> lock(hosts_mutex);
     hosts.erase(std::remove(hosts.begin(), hosts.end(), this), hosts.end());
   }
-  // Contexts that the module leaves behind on purpose are the host's memory all the same.
-  for (void* const block : memory_) std::free(block);
   delete device_;
 }
 
@@ -333,8 +331,9 @@ void* SimulatedHost::Allocate(size_t size) {
     ReportCall(call + " = null");
     return nullptr;
   }
-  void* const block = std::calloc(1, size);
-  memory_.insert(block);
+  auto memory = std::make_unique<unsigned char[]>(size);
+  void* const block = memory.get();
+  memory_.emplace(block, std::move(memory));
   freed_memory_.erase(block);
   ReportCall(call);
   return block;
@@ -351,7 +350,6 @@ void SimulatedHost::Free(void* memory) {
     return;
   }
   freed_memory_.insert(memory);
-  std::free(memory);
 }
 
 // ---- Event service ------------------------------------------------------------------------------

@@ -179,7 +179,7 @@ class SimulatedHost {
   int hinge_angle_code_ = 0;
 
   mutable std::mutex mutex_;  // for the fields up to the next blank line
-  std::set<void*> memory_;
+  std::map<void*, std::unique_ptr<unsigned char[]>> memory_;
   std::set<void*> freed_memory_;  // addresses only, for a better message
   std::optional<Client> common_client_;
   std::optional<Client> usecase_client_;

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <sstream>
 
@@ -29,8 +30,8 @@ struct DecodeOptions {
 // The least and the greatest magnitude of a response in dB; a bin that is no number makes it so.
 std::string DescribeMagnitude(const DspMessage& message) {
   const std::vector<float> response = message.Response();
-  double least = INFINITY;
-  double greatest = -INFINITY;
+  double least = std::numeric_limits<double>::infinity();
+  double greatest = -least;
   for (size_t i = 0; i + 1 < response.size(); i += 2) {
     const double magnitude = 20 * std::log10(std::hypot(response[i], response[i + 1]));
     if (std::isnan(magnitude)) {

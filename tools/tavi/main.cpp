@@ -8,8 +8,11 @@
 #include "commands.h"
 #include "config_source.h"
 
-int main(int argc, char** argv) {
-  using namespace brelmo::tavi::tools;
+namespace brelmo::tavi::tools {
+
+namespace {
+
+int Main(int argc, char** argv) {
   CLI::App program(
       "The telephony speaker compensation module at a desk: a simulated host and "
       "device for the real library.",
@@ -23,9 +26,21 @@ int main(int argc, char** argv) {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? kExitAsExpected : kExitUsage;
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "tavi: %s\n", error.what());
-    return kExitUsage;
   }
   return exit_code;
+}
+
+}  // namespace
+
+}  // namespace brelmo::tavi::tools
+
+int main(int argc, char** argv) {
+  try {
+    return brelmo::tavi::tools::Main(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "tavi: %s\n", error.what());
+  } catch (...) {
+    std::fprintf(stderr, "tavi: failed for an unknown reason\n");
+  }
+  return brelmo::tavi::tools::kExitUsage;
 }

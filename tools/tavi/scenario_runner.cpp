@@ -8,7 +8,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-using simulator::HostEvent;
 using simulator::SimulatedHost;
 
 std::string DescribeCases(const std::vector<size_t>& cases) {
@@ -34,8 +33,6 @@ ScenarioRunner::ScenarioRunner(const simulator::LoadedModule& module, const Opti
       reporter_(reporter),
       log_capture_([this](const simulator::LogLine& line) { OnLog(line); }),
       host_(module, *this) {}
-
-ScenarioRunner::~ScenarioRunner() = default;
 
 bool ScenarioRunner::Play(const Step& step) {
   return std::visit(

@@ -28,7 +28,6 @@ class ScenarioRunner : private simulator::HostObserver {
   // All are borrowed.
   ScenarioRunner(const simulator::LoadedModule& module, const Options& options,
                  RunReporter& reporter, Activity& activity);
-  ~ScenarioRunner() override;
 
   // Plays one step, init before it where it needs one. Throws ScenarioError for a step that cannot
   // be played now. False when the module did not return: nothing more can be played.

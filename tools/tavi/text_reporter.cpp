@@ -10,7 +10,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-using android::base::LogSeverity;
 using simulator::DspMessage;
 using simulator::HostEvent;
 

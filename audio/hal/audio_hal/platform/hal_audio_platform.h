@@ -11,8 +11,11 @@
 // that return int return 0 for success unless they say otherwise.
 #pragma once
 
+// The C names: a host may read this as C.
+// NOLINTBEGIN(modernize-deprecated-headers)
 #include <stddef.h>
 #include <stdint.h>
+// NOLINTEND(modernize-deprecated-headers)
 
 #ifdef __cplusplus
 extern "C" {

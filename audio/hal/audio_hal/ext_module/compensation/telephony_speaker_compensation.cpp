@@ -65,7 +65,9 @@ void RemoveValue(std::vector<uint32_t>& values, uint32_t value) {
 // Entries as "(name, value) ", in the map's order.
 std::string EntriesToString(const std::unordered_map<std::string, std::string>& entries) {
   std::string text;
-  for (const auto& [name, value] : entries) text += "(" + name + ", " + value + ") ";
+  for (const auto& [name, value] : entries) {
+    text.append("(").append(name).append(", ").append(value).append(") ");
+  }
   return text;
 }
 
