@@ -91,10 +91,11 @@ inline CompensationData MakeOutput(int type, const std::vector<float>& raw_data)
 inline const Bytes kStatusActive = {0, 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 0};
 inline const Bytes kStatusInactive = {0, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0};
 
-// The DSP message of fewer than 32 bins.
+// A DSP message, whole.
 inline Bytes ResponseMessage(unsigned char type, const std::vector<float>& raw_data) {
   const size_t size = raw_data.size() * sizeof(float);
-  Bytes message = {type, 0, 0, 0, static_cast<unsigned char>(size), 0, 0, 0};
+  Bytes message = {
+      type, 0, 0, 0, static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8), 0, 0};
   message.resize(message.size() + size);
   std::memcpy(message.data() + message.size() - size, raw_data.data(), size);
   return message;

@@ -1,5 +1,6 @@
 #include <cstring>
 #include <limits>
+#include <tuple>
 
 #include <gmock/gmock.h>
 
@@ -8,69 +9,31 @@
 namespace brelmo::tavi::test {
 namespace {
 
-using audio::LegacyAudioSensorInfoWrapper;
-using audio::LegacyAudioTunerDelivererWrapper;
+using testing::ElementsAre;
+using testing::FieldsAre;
+using testing::IsEmpty;
 
-struct SensorCall {
-  std::string function;
-  hal_audio_device* device;
-  int client_id;
-  hal_sensor_callback_t callback;
-  void* cookie;
-
-  bool operator==(const SensorCall& other) const {
-    return function == other.function && device == other.device && client_id == other.client_id &&
-           callback == other.callback && cookie == other.cookie;
-  }
-};
-
-struct TuningCall {
-  hal_audio_device* device;
-  int32_t code, sub_code, reserved;
-  void *reserved_pointer, *context;
-  const void* data;
-  int64_t size, reserved_1, reserved_2;
-
-  bool operator==(const TuningCall& other) const {
-    return device == other.device && code == other.code && sub_code == other.sub_code &&
-           reserved == other.reserved && reserved_pointer == other.reserved_pointer &&
-           context == other.context && data == other.data && size == other.size &&
-           reserved_1 == other.reserved_1 && reserved_2 == other.reserved_2;
-  }
-};
-
-// What the host below got and what it answers.
-std::vector<SensorCall> sensor_calls;
-std::vector<TuningCall> tuning_calls;
+// What the host got and what it answers.
+std::vector<std::tuple<std::string, hal_audio_device*, int, hal_sensor_callback_t, void*>>
+    sensor_calls;
+std::vector<std::tuple<hal_audio_device*, int32_t, int32_t, int32_t, void*, void*, const void*,
+                       int64_t, int64_t, int64_t>>
+    tuning_calls;
 int host_result = 0;
 
 int RecordSensorCall(const char* function, hal_audio_device* device, int client_id,
                      hal_sensor_callback_t callback = nullptr, void* cookie = nullptr) {
-  sensor_calls.push_back({function, device, client_id, callback, cookie});
+  sensor_calls.emplace_back(function, device, client_id, callback, cookie);
   return host_result;
 }
 
 int TuningEntry(hal_audio_device* device, int32_t code, int32_t sub_code, int32_t reserved,
                 void* reserved_pointer, void* context, const void* data, int64_t size,
                 int64_t reserved_1, int64_t reserved_2) {
-  tuning_calls.push_back({device, code, sub_code, reserved, reserved_pointer, context, data, size,
-                          reserved_1, reserved_2});
+  tuning_calls.emplace_back(device, code, sub_code, reserved, reserved_pointer, context, data, size,
+                            reserved_1, reserved_2);
   return host_result;
 }
-
-// A device record; everything around the tuning entry is garbage.
-class Device {
- public:
-  explicit Device(hal_tuning_entry_t entry) {
-    std::memset(record_, 0xA5, sizeof(record_));
-    Publish(entry);
-  }
-  void Publish(hal_tuning_entry_t entry) { std::memcpy(record_ + 2656, &entry, sizeof(entry)); }
-  hal_audio_device* get() { return reinterpret_cast<hal_audio_device*>(record_); }
-
- private:
-  alignas(16) unsigned char record_[2656 + 64];
-};
 
 class LegacyAudioWrappers : public testing::Test {
  protected:
@@ -78,25 +41,28 @@ class LegacyAudioWrappers : public testing::Test {
     sensor_calls.clear();
     tuning_calls.clear();
     host_result = 0;
+    // Garbage around the tuning entry.
+    std::memset(record_, 0xA5, sizeof(record_));
+    Publish(TuningEntry);
   }
+  void Publish(hal_tuning_entry_t entry) { std::memcpy(record_ + 2656, &entry, sizeof(entry)); }
 
-  Device device_{TuningEntry};
-  LegacyAudioTunerDelivererWrapper tuner_{device_.get()};
-  LegacyAudioSensorInfoWrapper sensors_{device_.get()};
+  alignas(16) unsigned char record_[2656 + 64];
+  hal_audio_device* const device_ = reinterpret_cast<hal_audio_device*>(record_);
+  audio::LegacyAudioTunerDelivererWrapper tuner_{device_};
+  audio::LegacyAudioSensorInfoWrapper sensors_{device_};
   unsigned char data_[4] = {};
   int context_ = 0;
 };
 
 TEST_F(LegacyAudioWrappers, PassTheTenTuningArguments) {
-  constexpr unsigned long kLargeSize = 0x123456789;
-  EXPECT_TRUE(tuner_.WriteCompensationData(data_, kLargeSize));
+  EXPECT_TRUE(tuner_.WriteCompensationData(data_, 0x123456789));
   EXPECT_TRUE(tuner_.SendStereoSpatializerParameters(data_, 4, &context_));
   EXPECT_TRUE(tuner_.SendStereoSpatializerParameters(nullptr, -3, &context_));
-  EXPECT_EQ(tuning_calls,
-            (std::vector<TuningCall>{
-                {device_.get(), 16, 10, 0, nullptr, nullptr, data_, 0x123456789, 0, 0},
-                {device_.get(), 12, 7, 0, nullptr, &context_, data_, 4, 0, 0},
-                {device_.get(), 12, 7, 0, nullptr, &context_, nullptr, -3, 0, 0}}));
+  EXPECT_THAT(tuning_calls,
+              ElementsAre(FieldsAre(device_, 16, 10, 0, nullptr, nullptr, data_, 0x123456789, 0, 0),
+                          FieldsAre(device_, 12, 7, 0, nullptr, &context_, data_, 4, 0, 0),
+                          FieldsAre(device_, 12, 7, 0, nullptr, &context_, nullptr, -3, 0, 0)));
 }
 
 TEST_F(LegacyAudioWrappers, TakeEveryTuningResultButZeroAsFailure) {
@@ -109,12 +75,12 @@ TEST_F(LegacyAudioWrappers, TakeEveryTuningResultButZeroAsFailure) {
 }
 
 TEST_F(LegacyAudioWrappers, DoNotCallAMissingTuningEntry) {
-  device_.Publish(nullptr);
+  Publish(nullptr);
   EXPECT_FALSE(tuner_.WriteCompensationData(data_, 4));
   EXPECT_FALSE(tuner_.SendStereoSpatializerParameters(data_, 4, &context_));
-  device_.Publish(TuningEntry);
+  Publish(TuningEntry);
   EXPECT_FALSE(tuner_.SendStereoSpatializerParameters(data_, 4, nullptr));
-  EXPECT_TRUE(tuning_calls.empty());
+  EXPECT_THAT(tuning_calls, IsEmpty());
   EXPECT_TRUE(tuner_.WriteCompensationData(data_, 4));
 }
 
@@ -126,19 +92,18 @@ TEST_F(LegacyAudioWrappers, ForwardSensorCalls) {
   EXPECT_EQ(sensors_.RegisterHingeAngleSensorCallback(3, callback, &context_), -7);
   host_result = 0;
   EXPECT_EQ(sensors_.DeregisterHingeAngleSensorCallback(4), 0);
-  hal_audio_device* const device = device_.get();
-  EXPECT_EQ(sensor_calls,
-            (std::vector<SensorCall>{{"register proximity", device, 1, callback, &context_},
-                                     {"deregister proximity", device, 2, nullptr, nullptr},
-                                     {"register hinge angle", device, 3, callback, &context_},
-                                     {"deregister hinge angle", device, 4, nullptr, nullptr}}));
+  EXPECT_THAT(sensor_calls,
+              ElementsAre(FieldsAre("register proximity", device_, 1, callback, &context_),
+                          FieldsAre("deregister proximity", device_, 2, nullptr, nullptr),
+                          FieldsAre("register hinge angle", device_, 3, callback, &context_),
+                          FieldsAre("deregister hinge angle", device_, 4, nullptr, nullptr)));
 }
 
 }  // namespace
 }  // namespace brelmo::tavi::test
 
-// The host that the entry points are linked with. The tests above do not call those, so nothing may
-// reach memory and event service.
+// The host that the module's entry points are linked with. The wrappers must not reach its memory
+// and its event service.
 using brelmo::tavi::test::RecordSensorCall;
 
 extern "C" {
