@@ -158,12 +158,12 @@ class TelephonySpeakerCompensation {
   void BuildRequestedTuningParameters(TuningParameters& parameters, std::string_view name,
                                       int value);
   bool IsMatched(const CaseKeys& case_keys, const TuningParameters& parameters) const;
+  void UpdateTuningData();
 
  private:
   bool ComputeSupportedScenario() const;
   void CheckAndUpdateSupportedScenario();
   void UpdateModuleStatus(bool active);
-  void UpdateTuningData();
   const Case* ChooseCase(const TuningParameters& parameters) const;
 
   // Serialises every change of state, the deliveries to the DSP included. The dump does without:
