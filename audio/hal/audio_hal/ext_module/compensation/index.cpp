@@ -65,23 +65,25 @@ bool ScreenRotationIndex::UpdateDecisionRules(const std::vector<int>& values) {
     }
   }
   for (const int value : values) {
-    if (rotation_indices_.emplace(value, next_index_).second) ++next_index_;
+    if (std::find(rotations_.begin(), rotations_.end(), value) == rotations_.end()) {
+      rotations_.push_back(value);
+    }
   }
   return true;
 }
 
 std::optional<int> ScreenRotationIndex::GetIndex(const std::vector<int>& values) const {
   if (values.size() != 1) return std::nullopt;
-  const auto entry = rotation_indices_.find(values[0]);
-  if (entry == rotation_indices_.end()) return std::nullopt;
-  return entry->second;
+  const auto rotation = std::find(rotations_.begin(), rotations_.end(), values[0]);
+  if (rotation == rotations_.end()) return std::nullopt;
+  return static_cast<int>(rotation - rotations_.begin());
 }
 
 std::string ScreenRotationIndex::ToString() const {
   std::string text(kName);
   text += " {";
-  for (const auto& [rotation, index] : rotation_indices_) {
-    text += std::to_string(rotation) + ":" + std::to_string(index) + ", ";
+  for (size_t i = 0; i < rotations_.size(); ++i) {
+    text += std::to_string(rotations_[i]) + ":" + std::to_string(i) + ", ";
   }
   text += "}";
   return text;

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -61,8 +60,7 @@ class ScreenRotationIndex final : public CompensationIndex {
   std::string ToString() const override;
 
  private:
-  std::unordered_map<int, int> rotation_indices_;
-  int next_index_ = 0;
+  std::vector<int> rotations_;  // in order of declaration: the position is the index value
 };
 
 }  // namespace brelmo::tavi::audio::compensation

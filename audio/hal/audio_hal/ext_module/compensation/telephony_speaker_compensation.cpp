@@ -431,13 +431,20 @@ void TelephonySpeakerCompensation::BuildRequestedTuningParameters(TuningParamete
 
 bool TelephonySpeakerCompensation::IsMatched(const CaseKeys& case_keys,
                                              const TuningParameters& parameters) const {
-  return std::all_of(case_keys.begin(), case_keys.end(), [&parameters](const CaseKey& key) {
-    return std::any_of(parameters.begin(), parameters.end(), [&key](const auto& parameter) {
-      return key.name == parameter.name &&
-             std::find(key.supported_indices.begin(), key.supported_indices.end(),
-                       parameter.index) != key.supported_indices.end();
-    });
-  });
+  const auto is_satisfied = [&parameters](const CaseKey& key) {
+    for (const TuningParameter& parameter : parameters) {
+      if (key.name == parameter.name &&
+          std::find(key.supported_indices.begin(), key.supported_indices.end(), parameter.index) !=
+              key.supported_indices.end()) {
+        return true;
+      }
+    }
+    return false;
+  };
+  for (const CaseKey& key : case_keys) {
+    if (!is_satisfied(key)) return false;
+  }
+  return true;
 }
 
 const TelephonySpeakerCompensation::Case* TelephonySpeakerCompensation::ChooseCase(
@@ -445,9 +452,11 @@ const TelephonySpeakerCompensation::Case* TelephonySpeakerCompensation::ChooseCa
   const CaseKeys* const previous = previous_case_keys();
   // A case equal to the one last sent is passed over, not stopped at: of two cases that fit one
   // posture, successive updates send one and the other by turns.
+  const auto is_previous = [previous](const CaseKeys& keys) {
+    return &keys == previous || (previous != nullptr && keys == *previous);
+  };
   const auto chosen = std::find_if(cases_.begin(), cases_.end(), [&](const Case& candidate) {
-    return IsMatched(candidate.first, parameters) &&
-           (previous == nullptr || candidate.first != *previous);
+    return IsMatched(candidate.first, parameters) && !is_previous(candidate.first);
   });
   return chosen == cases_.end() ? nullptr : &*chosen;
 }
