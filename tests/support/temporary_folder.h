@@ -1,8 +1,7 @@
 // A folder of files that lives as long as a test needs it.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>

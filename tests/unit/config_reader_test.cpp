@@ -30,8 +30,8 @@ TEST(GetConfig, ReadsCases) {
       // The first value of a name wins, in outputs and in conditions.
       {"LeftChannel:x|LeftChannel:y", {{{{"LeftChannel", "x"}}, {}}}},
       {"RightChannel:x|a:1|RightChannel:y|a:2", {{{{"RightChannel", "x"}}, {{"a", "1"}}}}},
-      {"leftchannel:a|LeftChannels:b|Left:c",
-       {{{}, {{"leftchannel", "a"}, {"LeftChannels", "b"}, {"Left", "c"}}}}},
+      {"leftchannel:a|LeftChannels:b|rightChannel:c",
+       {{{}, {{"leftchannel", "a"}, {"LeftChannels", "b"}, {"rightChannel", "c"}}}}},
       // Only the blank separates cases; nothing is trimmed.
       {"HingeAngle:1|RightChannel:z\n", {{{{"RightChannel", "z\n"}}, {{"HingeAngle", "1"}}}}},
       {"a\t:\t1\r\n|\vb:2", {{{}, {{"a\t", "\t1\r\n"}, {"\vb", "2"}}}}},

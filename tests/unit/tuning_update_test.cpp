@@ -5,6 +5,7 @@
 namespace brelmo::tavi::test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -119,7 +120,7 @@ TEST(UpdateTuningData, SendsACaseOnceUntilAnotherFitsOrTheScenarioRestarts) {
   bench.accepts = false;
   bench.engine.OnSensorValueChanged(30);
   EXPECT_EQ(bench.TakeCase(), 0);
-  EXPECT_EQ(bench.log.Take().back(), EngineError("UpdateTuningData: fail to update tuning."));
+  EXPECT_THAT(bench.log.Take(), Contains(EngineError("UpdateTuningData: fail to update tuning.")));
   bench.accepts = true;
 
   // Inside the range, to a posture that no case fits, to one that no index knows, and back.
@@ -138,8 +139,8 @@ TEST(UpdateTuningData, SendsACaseOnceUntilAnotherFitsOrTheScenarioRestarts) {
   bench.log.Take();
   bench.Activate();
   EXPECT_EQ(bench.TakeCase(), 0);
-  EXPECT_EQ(bench.log.Take()[1],
-            Update("update case keys: " + KeysText(bench.engine.cases()[0].first)));
+  EXPECT_THAT(bench.log.Take(),
+              Contains(Update("update case keys: " + KeysText(bench.engine.cases()[0].first))));
   bench.engine.OnSensorValueChanged(91);
   EXPECT_EQ(bench.TakeCase(), 1);
 }
