@@ -17,9 +17,8 @@ extern TAVI_MODULE_EXPORT hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE;
 
 // Called by the host's control thread, as all three. `config` is the one-line configuration text
 // (null is an empty text); `handle` must not be null and normally points at a null pointer.
-//   0    success; *handle is the module's context. Also a text that yields no case: an ERROR line
-//   is
-//        written and *handle stays as it was.
+//   0    success; *handle is the module's context. Also for a text that yields no case: an ERROR
+//        line is written and *handle stays as it was.
 //   -12  no memory for the context.
 //   -1   the event service or the hinge-angle sensor refused; *handle is null.
 // Reads the data files that the configuration names (blocking). On success host threads may enter

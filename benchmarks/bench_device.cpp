@@ -1,0 +1,89 @@
+#include "bench_device.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "bare_host.h"
+#include "data_folder.h"
+
+namespace brelmo::tavi::benchmarks {
+
+namespace {
+
+// A folder that lasts as long as the process, in the place of the module's data folder.
+class Files {
+ public:
+  Files() : folder_(MakeFolder()), redirection_(folder_) {}
+  Files(const Files&) = delete;
+  Files& operator=(const Files&) = delete;
+  ~Files() {
+    std::error_code error;
+    std::filesystem::remove_all(folder_, error);
+  }
+
+  std::string Name(int number) {
+    std::string name = "r" + std::to_string(number) + ".txt";
+    if (made_.insert(number).second) Write(folder_ / name, number);
+    return name;
+  }
+
+  std::string Path(int number) { return folder_ / Name(number); }
+
+ private:
+  static std::filesystem::path MakeFolder() {
+    std::string pattern = std::filesystem::temp_directory_path() / "tavi-bench-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+      std::perror(pattern.c_str());
+      std::exit(1);
+    }
+    return pattern;
+  }
+
+  static void Write(const std::filesystem::path& path, int number) {
+    std::ofstream file(path);
+    for (size_t bin = 0; bin < kBins; ++bin) {
+      const double phase = 0.01 * static_cast<double>(bin) + number;
+      char line[64];
+      std::snprintf(line, sizeof(line), "%.7g,%.7g\n", std::cos(phase), std::sin(phase));
+      file << line;
+    }
+  }
+
+  const std::filesystem::path folder_;
+  const simulator::DataFolder redirection_;
+  std::set<int> made_;
+};
+
+Files& TheFiles() {
+  static Files files;
+  return files;
+}
+
+}  // namespace
+
+std::string DataFileName(int number) { return TheFiles().Name(number); }
+std::string DataFilePath(int number) { return TheFiles().Path(number); }
+
+std::string Case(const std::string& hinge, const std::string& rotation, int file) {
+  return "HingeAngle:" + hinge + "|ScreenRotation:" + rotation +
+         "|LeftChannel:" + DataFileName(file) + "|RightChannel:" + DataFileName(file + 1) + " ";
+}
+
+const simulator::LoadedModule& TheModule() {
+  static const char* const path = std::getenv("TAVI_MODULE");
+  static const simulator::LoadedModule module(path != nullptr ? path : TAVI_MODULE);
+  return module;
+}
+
+void* Init(const std::string& config) {
+  void* handle = nullptr;
+  TheModule().descriptor().init(TheHost().device, nullptr, nullptr, config.c_str(), &handle);
+  if (handle == nullptr) std::abort();
+  return handle;
+}
+
+}  // namespace brelmo::tavi::benchmarks
