@@ -55,8 +55,11 @@ int Open(const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-// The mode argument is there only with flags that can create a file.
-bool HasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+// The mode is among the arguments only with flags that can create a file.
+int OpenWith(const char* path, int flags, va_list arguments) {
+  const bool has_mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return Open(path, flags, has_mode ? va_arg(arguments, mode_t) : 0);
+}
 
 }  // namespace
 
@@ -76,25 +79,19 @@ extern "C" {
 #define TAVI_EXPORT __attribute__((visibility("default")))
 
 TAVI_EXPORT int open(const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (brelmo::tavi::simulator::HasMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
-  return brelmo::tavi::simulator::Open(path, flags, mode);
+  va_list arguments;
+  va_start(arguments, flags);
+  const int fd = brelmo::tavi::simulator::OpenWith(path, flags, arguments);
+  va_end(arguments);
+  return fd;
 }
 
 TAVI_EXPORT int open64(const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (brelmo::tavi::simulator::HasMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
-  return brelmo::tavi::simulator::Open(path, flags, mode);
+  va_list arguments;
+  va_start(arguments, flags);
+  const int fd = brelmo::tavi::simulator::OpenWith(path, flags, arguments);
+  va_end(arguments);
+  return fd;
 }
 
 // What fortified callers use; never with flags that create.

@@ -28,7 +28,7 @@ struct DspMessage {
   bool is_active() const { return !payload.empty() && payload[0] != 0; }
 };
 
-// "left", "right" or "status".
+// "left", "right", "status" or "unknown".
 const char* DspMessageTypeName(int32_t type);
 
 struct DspMessages {

@@ -1,4 +1,6 @@
 // The host functions that a module calls, over the simulated host that owns the device.
+#include <vector>
+
 #include "hal_audio_platform.h"
 #include "simulated_host.h"
 

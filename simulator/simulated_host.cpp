@@ -115,10 +115,11 @@ void SimulatedHost::SetTuningEntry(bool present) {
 }
 
 std::chrono::milliseconds SimulatedHost::Timeout() const {
-  // A scenario change is two writes, and a thread may have to wait for one of another thread.
-  constexpr int kWritesToWaitFor = 4;
-  return patience_ +
-         std::chrono::duration_cast<std::chrono::milliseconds>(dsp_.delay()) * kWritesToWaitFor;
+  // A scenario change is two writes, and each other thread may be at one, too.
+  constexpr int kWritesOfAnEvent = 2;
+  constexpr int kEventThreads = 3;
+  const auto delay = std::chrono::duration_cast<std::chrono::milliseconds>(dsp_.delay());
+  return patience_ + delay * kWritesOfAnEvent * (kEventThreads + posted_);
 }
 
 // ---- Calls of the module ------------------------------------------------------------------------
@@ -151,6 +152,7 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
 }
 
 bool SimulatedHost::Deinit() {
+  void* const context = handle_;
   const auto result = std::make_shared<int>(0);
   if (!control_thread_.Run(
           [this, result] { *result = module_.descriptor().deinit(device_, &handle_); },
@@ -161,7 +163,7 @@ bool SimulatedHost::Deinit() {
   if (handle_ != nullptr) Violate("deinit left the handle set");
   CheckAfterRelease("deinit");
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (!memory_.empty()) Violate("deinit did not give the context back");
+  if (memory_.count(context) != 0) Violate("deinit did not give the context back");
   return true;
 }
 
@@ -244,13 +246,16 @@ SimulatedHost::Delivery SimulatedHost::Deliver(const HostEvent& event) {
 SimulatedHost::Delivery SimulatedHost::Post(const HostEvent& event) {
   std::function<void()> delivery = MakeDelivery(event);
   if (!delivery) return Delivery::kNotRegistered;
+  ++posted_;
   Thread(event.source).Post(std::move(delivery));
   return Delivery::kDelivered;
 }
 
 bool SimulatedHost::Drain() {
-  return common_thread_.Drain(Timeout()) && usecase_thread_.Drain(Timeout()) &&
-         sensor_thread_.Drain(Timeout());
+  const bool is_drained = common_thread_.Drain(Timeout()) && usecase_thread_.Drain(Timeout()) &&
+                          sensor_thread_.Drain(Timeout());
+  if (is_drained) posted_ = 0;
+  return is_drained;
 }
 
 SimulatedHost::Registration SimulatedHost::registration() const {

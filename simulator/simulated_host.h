@@ -190,6 +190,7 @@ class SimulatedHost {
 
   void* handle_ = nullptr;
   std::atomic<int> writes_in_progress_ = 0;
+  int posted_ = 0;  // events that nobody has waited for yet
 
   EventThread control_thread_;
   EventThread common_thread_;

@@ -22,15 +22,7 @@ std::string ReadFile(const std::string& path) {
 void ConfigSource::AddTo(CLI::App& command, bool is_required) {
   auto* const group = command.add_option_group("Configuration");
   group->add_option("--config", file_, "File with the configuration text")->type_name("FILE");
-  group
-      ->add_option_function<std::string>(
-          "--config-text",
-          [this](const std::string& text) {
-            text_ = text;
-            is_text_given_ = true;
-          },
-          "The configuration text itself")
-      ->type_name("TEXT");
+  group->add_option("--config-text", text_, "The configuration text itself")->type_name("TEXT");
   if (is_required) {
     group->require_option(1);
   } else {
@@ -43,24 +35,24 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
 }
 
 std::string ConfigSource::Text() const {
-  if (file_.empty()) return text_;
-  std::string text = ReadFile(file_);
+  if (!file_) return text_.value_or("");
+  std::string text = ReadFile(*file_);
   if (!text.empty() && text.back() == '\n') text.pop_back();
   if (const size_t at = text.find('\0'); at != std::string::npos) {
-    throw InputError(file_ + ": byte " + std::to_string(at + 1) +
+    throw InputError(*file_ + ": byte " + std::to_string(at + 1) +
                      " is a null character, where a host would end the text");
   }
   return text;
 }
 
 std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
-  if (data_root_.empty()) return std::nullopt;
+  if (!data_root_) return std::nullopt;
   std::error_code error;
-  if (!std::filesystem::is_directory(data_root_, error)) {
-    throw InputError(data_root_ + ": is no folder to take data files from");
+  if (!std::filesystem::is_directory(*data_root_, error)) {
+    throw InputError(*data_root_ + ": is no folder to take data files from");
   }
   return std::optional<simulator::DataFolder>(std::in_place,
-                                              std::filesystem::absolute(data_root_).string());
+                                              std::filesystem::absolute(*data_root_).string());
 }
 
 }  // namespace brelmo::tavi::tools

@@ -26,21 +26,22 @@ class ConfigSource {
   // `is_required`: the command cannot do without a configuration.
   void AddTo(CLI::App& command, bool is_required);
 
-  bool is_given() const { return !file_.empty() || is_text_given_; }
+  bool is_given() const { return file_ || text_; }
   // The text as the host would hand it over: of a file without one final line feed. Throws
   // InputError.
   std::string Text() const;
   // What to call the text in messages: the file's name or "configuration".
-  std::string Name() const { return file_.empty() ? "configuration" : file_; }
+  std::string Name() const { return file_.value_or("configuration"); }
+  // The data folder that was asked for; empty for the device's own.
+  std::string data_root() const { return data_root_.value_or(""); }
   // Puts the data folder that was asked for in force, for as long as the result lives. Throws
   // InputError when it is no folder.
   std::optional<simulator::DataFolder> UseDataFolder() const;
 
  private:
-  std::string file_;
-  std::string text_;
-  bool is_text_given_ = false;
-  std::string data_root_;
+  std::optional<std::string> file_;
+  std::optional<std::string> text_;
+  std::optional<std::string> data_root_;
 };
 
 }  // namespace brelmo::tavi::tools

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <sstream>
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +12,7 @@
 #include "commands.h"
 #include "config_source.h"
 #include "dsp_message.h"
+#include "message_text.h"
 
 namespace brelmo::tavi::tools {
 
@@ -45,31 +45,16 @@ std::string DescribeMagnitude(const DspMessage& message) {
   return text;
 }
 
-std::string DescribeFiles(const std::vector<std::string>& files) {
-  std::string text;
-  for (const std::string& file : files) {
-    text += text.empty() ? "  " : " or ";
-    text += file.empty() ? "(flat for want of a usable file)" : file;
-  }
-  return text;
-}
-
 void PrintText(const DspMessage& message, const CaseTable* cases) {
-  std::ostringstream text;
-  text << "offset " << message.offset << "  type " << message.type << " "
-       << simulator::DspMessageTypeName(message.type) << "  " << message.payload.size()
-       << " bytes  ";
+  std::string text = "offset " + std::to_string(message.offset) + "  " + DescribeMessage(message);
   if (message.is_response()) {
-    text << message.bin_count() << (message.bin_count() == 1 ? " bin  " : " bins  ")
-         << DescribeMagnitude(message);
+    text += ", " + DescribeMagnitude(message);
     if (cases != nullptr) {
       const auto files = cases->FilesOf(message);
-      text << (files.empty() ? "  (no file of this configuration)" : DescribeFiles(files));
+      text += ", " + (files.empty() ? "no file of this configuration" : DescribeFiles(files));
     }
-  } else {
-    text << (message.is_active() ? "active" : "inactive");
   }
-  std::printf("%s\n", text.str().c_str());
+  std::printf("%s\n", text.c_str());
 }
 
 void PrintJson(const DspMessage& message, const CaseTable* cases) {

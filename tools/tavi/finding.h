@@ -27,7 +27,13 @@ struct Finding {
   size_t column = 0;
   // The bytes in question in the configuration text; none for a data file.
   std::optional<size_t> offset;
-  size_t length = 0;
+  size_t length = 0;  // also of the bytes in question in `data_line`
+  // The line of the data file, without its line feed; empty for the file as a whole.
+  std::string data_line;
 };
+
+// A finding without a place.
+Finding MakeFinding(const std::string& name, Severity severity, std::optional<size_t> case_number,
+                    const std::string& message, const std::string& consequence);
 
 }  // namespace brelmo::tavi::tools

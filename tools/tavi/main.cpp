@@ -22,6 +22,7 @@ int Main(int argc, char** argv) {
   int exit_code = kExitAsExpected;
   AddRunCommand(program, exit_code);
   AddDecodeCommand(program, exit_code);
+  AddCheckCommand(program, exit_code);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

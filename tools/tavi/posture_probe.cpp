@@ -16,8 +16,6 @@ using audio::compensation::CompensationConfig;
 using audio::compensation::HingeAngleIndex;
 using audio::compensation::ScreenRotationIndex;
 
-constexpr int kMaxHingeAngle = 180;
-
 // What makes the engine's scenario active.
 constexpr uint32_t kCommonValue = 5;
 constexpr uint32_t kUsecase = 6;
@@ -44,7 +42,7 @@ std::vector<Posture> AllPostures() {
   for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
     postures.push_back({std::nullopt, rotation});
   }
-  for (int angle = 0; angle <= kMaxHingeAngle; ++angle) {
+  for (int angle = HingeAngleIndex::kMinAngle; angle <= HingeAngleIndex::kMaxAngle; ++angle) {
     for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
       postures.push_back({angle, rotation});
     }

@@ -8,7 +8,9 @@
 
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include <android-base/logging.h>
@@ -28,10 +30,10 @@ namespace {
 
 struct RunOptions {
   ConfigSource config;
-  std::string module;
+  std::optional<std::string> module;
   std::string scenario = "-";
   std::string format = "text";
-  std::string capture;
+  std::optional<std::string> capture;
   std::string log_level = "info";
 };
 
@@ -58,17 +60,24 @@ std::vector<Step> ReadScenario(const std::string& path) {
 }
 
 // Plays lines as they come. False when the module did not return.
-bool PlayStandardInput(ScenarioRunner& runner) {
-  const bool is_prompting = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-  if (is_prompting) std::cout << "Type steps, one a line; help lists them, quit ends.\n";
+bool PlayStandardInput(ScenarioRunner& runner, bool is_json) {
+  // Standard output is for JSON alone, if for JSON at all.
+  std::ostream& out = is_json ? std::cerr : std::cout;
+  const bool is_prompting =
+      isatty(STDIN_FILENO) != 0 && isatty(is_json ? STDERR_FILENO : STDOUT_FILENO) != 0;
+  if (is_prompting) out << "Type steps, one a line; help lists them, quit ends.\n";
   int number = 0;
   for (std::string line;;) {
-    if (is_prompting) std::cout << "tavi> " << std::flush;
-    if (!std::getline(std::cin, line)) return true;
+    if (is_prompting) out << "tavi> " << std::flush;
+    if (!std::getline(std::cin, line)) {
+      if (is_prompting) out << std::endl;
+      return true;
+    }
     ++number;
-    if (line == "quit" || line == "exit") return true;
-    if (line == "help") {
-      std::cout << ScenarioHelp() << std::flush;
+    const std::string word = StripLine(line);
+    if (word == "quit" || word == "exit") return true;
+    if (word == "help") {
+      out << ScenarioHelp() << std::flush;
       continue;
     }
     try {
@@ -76,50 +85,61 @@ bool PlayStandardInput(ScenarioRunner& runner) {
       if (step && !runner.Play(*step)) return false;
     } catch (const ScenarioError& error) {
       if (!is_prompting) throw AtLine("standard input", error);
-      std::cout << error.what() << "\n";
+      out << error.what() << "\n";
     }
   }
+}
+
+bool PlaySteps(ScenarioRunner& runner, const std::vector<Step>& steps, const std::string& name) {
+  for (const Step& step : steps) {
+    try {
+      if (!runner.Play(step)) return false;
+    } catch (const ScenarioError& error) {
+      throw AtLine(name, error);
+    }
+  }
+  return true;
 }
 
 int Play(const RunOptions& options, const std::string& config, const std::vector<Step>& steps,
          const simulator::LoadedModule& module, std::FILE* capture, RunReporter& reporter,
          Activity& activity) {
-  const bool is_interactive = options.scenario == "-";
-  ScenarioRunner runner(module,
-                        {config, is_interactive ? "standard input" : options.scenario, capture},
-                        reporter, activity);
-  // A module that did not return holds threads that cannot be joined.
-  const auto give_up = [] { std::_Exit(kExitBroken); };
-  if (is_interactive) {
-    if (!PlayStandardInput(runner)) give_up();
-  } else {
-    for (const Step& step : steps) {
-      try {
-        if (!runner.Play(step)) give_up();
-      } catch (const ScenarioError& error) {
-        throw AtLine(options.scenario, error);
-      }
-    }
+  const bool reads_standard_input = options.scenario == "-";
+  const std::string name = reads_standard_input ? "standard input" : options.scenario;
+  activity.Set("reading the configuration");
+  ScenarioRunner runner(module, {config, name, capture}, reporter, activity);
+  const bool is_alive = (reads_standard_input ? PlayStandardInput(runner, options.format == "json")
+                                              : PlaySteps(runner, steps, name)) &&
+                        runner.Finish();
+  runner.ReportTotals();
+  if (!is_alive) {
+    // A module that did not return holds threads that cannot be joined.
+    activity.Finish();
+    std::_Exit(kExitBroken);
   }
-  if (!runner.Finish()) give_up();
+  if (!runner.is_capture_complete()) {
+    throw InputError(*options.capture + ": could not be written in full");
+  }
+  if (std::ferror(stdout) != 0) throw InputError("standard output: could not be written in full");
   return runner.is_as_expected() ? kExitAsExpected : kExitBroken;
 }
 
 int Run(const RunOptions& options) {
   const std::string config = options.config.Text();
-  const auto data_folder = options.config.UseDataFolder();
   std::vector<Step> steps;
   if (options.scenario != "-") steps = ReadScenario(options.scenario);
-  const std::string module_path = options.module.empty() ? FindInstalledModule() : options.module;
+  // Last: files that the user names are not the module's.
+  const auto data_folder = options.config.UseDataFolder();
+  const std::string module_path = options.module ? *options.module : FindInstalledModule();
 
   struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
   std::unique_ptr<std::FILE, CloseFile> capture;
-  if (!options.capture.empty()) {
-    capture.reset(std::fopen(options.capture.c_str(), "wb"));
+  if (options.capture) {
+    capture.reset(std::fopen(options.capture->c_str(), "wb"));
     if (!capture) {
-      throw InputError(options.capture + ": cannot be written: " + std::strerror(errno));
+      throw InputError(*options.capture + ": cannot be written: " + std::strerror(errno));
     }
   }
 

@@ -21,11 +21,11 @@ struct NamedWrite {
 };
 
 struct RunTotals {
-  int events = 0;
-  int writes = 0;
-  int refused_writes = 0;
-  int expectations = 0;
-  int failures = 0;  // expectations not met and violations
+  size_t events = 0;  // that were delivered
+  size_t writes = 0;
+  size_t refused_writes = 0;
+  size_t expectations = 0;
+  size_t failures = 0;  // expectations not met and violations
 };
 
 // Called from one thread at a time. Each call puts out what it has at once.

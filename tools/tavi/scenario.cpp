@@ -42,32 +42,31 @@ class Words {
     return rest;
   }
 
-  int NextNumber(const std::string& what) { return ToNumber(Next(what), what); }
+  // Any 32-bit value, signed or unsigned: the module sees the same bits.
+  int NextValue(const std::string& what) { return ToValue(Next(what), what); }
+  int ToValue(const std::string& word, const std::string& what) const {
+    return static_cast<int32_t>(ToNumber(word, what, std::numeric_limits<int32_t>::min(),
+                                         std::numeric_limits<uint32_t>::max()));
+  }
 
-  // Any 32-bit value, signed or unsigned, decimal or hexadecimal.
-  int ToNumber(const std::string& word, const std::string& what) const {
-    errno = 0;
-    char* end = nullptr;
-    const bool is_hexadecimal = word.rfind("0x", 0) == 0 || word.rfind("0X", 0) == 0;
-    const long long value = std::strtoll(word.c_str(), &end, is_hexadecimal ? 16 : 10);
-    if (end == word.c_str() || *end != '\0')
-      Fail("\"" + word + "\" is no number; expected " + what);
-    if (errno != 0 || value < std::numeric_limits<int32_t>::min() ||
-        value > std::numeric_limits<uint32_t>::max()) {
-      Fail("\"" + word + "\" does not fit into 32 bits");
-    }
-    return static_cast<int32_t>(static_cast<uint32_t>(value));
+  int NextInt(const std::string& what) {
+    return static_cast<int>(ToNumber(Next(what), what, std::numeric_limits<int32_t>::min(),
+                                     std::numeric_limits<int32_t>::max()));
+  }
+
+  int NextCount(const std::string& what) {
+    return static_cast<int>(ToNumber(Next(what), what, 0, std::numeric_limits<int32_t>::max()));
   }
 
   std::chrono::microseconds NextTime() {
     const std::string word = Next("a time such as 20ms");
     const auto time = ParseTime(word);
-    if (!time) Fail("\"" + word + "\" is no time; write it as 20ms, 1.5s or 300us");
+    if (!time) Fail("\"" + word + "\" is no time up to an hour; write it as 20ms, 1.5s or 300us");
     return *time;
   }
 
   int NextCode() {
-    const int code = NextNumber("a code, which is not 0");
+    const int code = NextInt("a code, which is not 0");
     if (code == 0) Fail("a code of 0 would be success");
     return code;
   }
@@ -77,6 +76,23 @@ class Words {
   }
 
  private:
+  // Decimal or hexadecimal.
+  int64_t ToNumber(const std::string& word, const std::string& what, int64_t least,
+                   int64_t greatest) const {
+    errno = 0;
+    char* end = nullptr;
+    const bool is_hexadecimal = word.rfind("0x", 0) == 0 || word.rfind("0X", 0) == 0;
+    const long long value = std::strtoll(word.c_str(), &end, is_hexadecimal ? 16 : 10);
+    if (end == word.c_str() || *end != '\0') {
+      Fail("\"" + word + "\" is no number; expected " + what);
+    }
+    if (errno != 0 || value < least || value > greatest) {
+      Fail("\"" + word + "\" is not in " + std::to_string(least) + " to " +
+           std::to_string(greatest) + "; expected " + what);
+    }
+    return value;
+  }
+
   std::istringstream stream_;
   int line_;
 };
@@ -91,7 +107,7 @@ EventStep ParseRaw(Words& words) {
   event.is_raw = true;
   if (source == "hinge") {
     event.source = HostEvent::Source::kHingeAngle;
-    event.value = words.NextNumber("an angle");
+    event.value = words.NextInt("an angle in degrees");
     return {event};
   }
   if (source == "common") {
@@ -101,12 +117,12 @@ EventStep ParseRaw(Words& words) {
   } else {
     words.Fail("\"" + source + "\" is no source of events; expected common, usecase or hinge");
   }
-  event.number = words.NextNumber("an event number");
+  event.number = words.NextInt("an event number");
   const auto value = words.NextIfAny();
   if (!value) {
     event.value = 0;
   } else if (*value != "null") {
-    event.value = words.ToNumber(*value, "a value or null");
+    event.value = words.ToValue(*value, "a value or null");
   }
   return {event};
 }
@@ -116,8 +132,7 @@ DspStep ParseDsp(Words& words) {
   DspStep step{};
   if (what == "refuse") {
     step.what = DspStep::What::kRefuse;
-    step.count = words.NextNumber("the number of writes to refuse");
-    if (step.count < 0) words.Fail("the number of writes to refuse is negative");
+    step.count = words.NextCount("the number of writes to refuse");
     step.code = words.NextCode();
   } else if (what == "slow") {
     step.what = DspStep::What::kSlow;
@@ -153,15 +168,15 @@ ExpectStep ParseExpect(Words& words) {
   }
   if (what == "write") return {ExpectStep::What::kWrite, 0, ""};
   if (what == "writes") {
-    return {ExpectStep::What::kWriteCount, words.NextNumber("a number of writes"), ""};
+    return {ExpectStep::What::kWriteCount, words.NextCount("a number of writes"), ""};
   }
-  if (what == "case") return {ExpectStep::What::kCase, words.NextNumber("a case number"), ""};
+  if (what == "case") return {ExpectStep::What::kCase, words.NextCount("a case number"), ""};
   if (what == "status") {
-    const int status = words.NextNumber("0 or 1");
+    const int status = words.NextCount("0 or 1");
     if (status != 0 && status != 1) words.Fail("a status is 0 or 1");
     return {ExpectStep::What::kStatus, status, ""};
   }
-  if (what == "init") return {ExpectStep::What::kInit, words.NextNumber("init's result"), ""};
+  if (what == "init") return {ExpectStep::What::kInit, words.NextInt("init's result"), ""};
   if (what == "log") {
     ExpectStep step{ExpectStep::What::kLog, 0, words.Rest()};
     if (step.text.empty()) words.Fail("expected a piece of a log line at the end of the line");
@@ -172,8 +187,9 @@ ExpectStep ParseExpect(Words& words) {
              "no handle");
 }
 
-// Without comment and outer blanks. A comment begins at the line's start or behind a blank.
-std::string Strip(const std::string& line) {
+}  // namespace
+
+std::string StripLine(const std::string& line) {
   std::string text = line;
   for (size_t at = text.find('#'); at != std::string::npos; at = text.find('#', at + 1)) {
     if (at == 0 || text[at - 1] == ' ' || text[at - 1] == '\t') {
@@ -185,8 +201,6 @@ std::string Strip(const std::string& line) {
   if (begin == std::string::npos) return "";
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
-
-}  // namespace
 
 std::optional<std::chrono::microseconds> ParseTime(const std::string& text) {
   char* unit = nullptr;
@@ -208,7 +222,7 @@ std::optional<std::chrono::microseconds> ParseTime(const std::string& text) {
 }
 
 std::optional<Step> ParseStep(const std::string& line, int number) {
-  Step step{number, Strip(line), InitStep{}};
+  Step step{number, StripLine(line), InitStep{}};
   if (step.text.empty()) return std::nullopt;
   Words words(step.text, number);
   const std::string verb = words.Next("a step");
@@ -216,17 +230,18 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
     step.action =
         MakeEvent(HostEvent::Source::kCommon,
                   verb == "announce" ? simulator::kValueAnnounced : simulator::kValueWithdrawn,
-                  words.NextNumber("a common value"));
+                  words.NextValue("a common value"));
   } else if (verb == "start" || verb == "stop") {
     step.action =
         MakeEvent(HostEvent::Source::kUsecase,
                   verb == "start" ? simulator::kUsecaseStarted : simulator::kUsecaseStopped,
-                  words.NextNumber("a use case"));
+                  words.NextValue("a use case"));
   } else if (verb == "rotation") {
     step.action = MakeEvent(HostEvent::Source::kCommon, simulator::kScreenRotated,
-                            words.NextNumber("a rotation in degrees"));
+                            words.NextInt("a rotation in degrees"));
   } else if (verb == "hinge") {
-    step.action = MakeEvent(HostEvent::Source::kHingeAngle, 0, words.NextNumber("an angle"));
+    step.action =
+        MakeEvent(HostEvent::Source::kHingeAngle, 0, words.NextInt("an angle in degrees"));
   } else if (verb == "raw") {
     step.action = ParseRaw(words);
   } else if (verb == "init") {
@@ -246,7 +261,7 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
   } else if (verb == "expect") {
     step.action = ParseExpect(words);
   } else {
-    words.Fail("\"" + verb + "\" is no step; \"help\" at the prompt of `tavi run` lists them");
+    words.Fail("\"" + verb + "\" is no step; `tavi run --help` lists them");
   }
   words.ExpectEnd();
   return step;
@@ -284,7 +299,8 @@ Faults:
 Expectations; the run fails, with the line's number, when one is not met:
   expect write / no write     the last event made the module write to the DSP, or not
   expect writes N             ... N times
-  expect case N               the corrections that the DSP holds are those of case N, counted from 0
+  expect case N               the corrections that the DSP accepted last are those of case N, counted
+                              from 0
   expect status 0|1           the module status that the DSP holds
   expect log TEXT             a line logged during the last event contains TEXT
   expect init RESULT          what init returned
@@ -293,6 +309,7 @@ Other:
   wait TIME                   does nothing for that time
   say TEXT                    prints TEXT
   # ...                       a comment
+  help, quit                  at the prompt and in piped lines
 )";
 }
 

@@ -4,6 +4,8 @@
 #include <thread>
 #include <utility>
 
+#include "wording.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
@@ -41,17 +43,21 @@ bool ScenarioRunner::Play(const Step& step) {
           return false;
         }
         activity_.Set(options_.scenario_name + ":" + std::to_string(step.line) + ": " + step.text);
-        return PlayAction(step, action);
+        const bool is_alive = PlayAction(step, action);
+        activity_.Set("nothing: it was between two steps");
+        return is_alive;
       },
       step.action);
 }
 
 bool ScenarioRunner::Finish() {
   if (!was_initialized_ && !Init()) return false;
-  if (host_.handle() != nullptr && !Deinit()) return false;
+  return host_.handle() == nullptr || Deinit();
+}
+
+void ScenarioRunner::ReportTotals() {
   const std::lock_guard<std::mutex> lock(mutex_);
   reporter_.OnEnd(totals_);
-  return true;
 }
 
 bool ScenarioRunner::Init() {
@@ -87,12 +93,12 @@ bool ScenarioRunner::ReportHang(const std::string& call) {
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    ++totals_.events;
     since_ = {};
     reporter_.OnEvent(action.event);
   }
   switch (host_.Deliver(action.event)) {
     case SimulatedHost::Delivery::kDelivered:
+      ++totals_.events;
       return true;
     case SimulatedHost::Delivery::kTimedOut:
       return ReportHang(EventName(action.event));
@@ -100,8 +106,9 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
       break;
   }
   const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnNotDelivered(host_.handle() == nullptr ? "the host has no module"
-                                                     : "the module did not ask for it");
+  reporter_.OnNotDelivered(action.event.is_raw         ? "the host never got a handler for it"
+                           : host_.handle() == nullptr ? "the host has no module"
+                                                       : "the module did not ask for it");
   return true;
 }
 
@@ -195,22 +202,21 @@ bool ScenarioRunner::PlayAction(const Step& step, const ExpectStep& action) {
 
 std::optional<std::string> ScenarioRunner::Check(const ExpectStep& expectation) {
   std::string dump;
-  if (expectation.what == ExpectStep::What::kCase && held_cases_.size() > 1) {
+  if (expectation.what == ExpectStep::What::kCase) {
     // Cases that play the same files: the module itself says which one it took.
     auto text = host_.Dump();
     if (!text) return std::nullopt;
     dump = std::move(*text);
   }
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::string writes = "the last event made " + std::to_string(since_.writes) +
-                             (since_.writes == 1 ? " write" : " writes");
+  const std::string writes = "the last event made " + Count(since_.writes, "write");
   switch (expectation.what) {
     case ExpectStep::What::kWrite:
       return since_.writes > 0 ? "" : writes;
     case ExpectStep::What::kNoWrite:
       return since_.writes == 0 ? "" : writes;
     case ExpectStep::What::kWriteCount:
-      return since_.writes == expectation.number ? "" : writes;
+      return since_.writes == static_cast<size_t>(expectation.number) ? "" : writes;
     case ExpectStep::What::kCase:
       return CheckCase(expectation.number, dump);
     case ExpectStep::What::kStatus: {
@@ -236,11 +242,11 @@ std::optional<std::string> ScenarioRunner::Check(const ExpectStep& expectation) 
 }
 
 std::string ScenarioRunner::CheckCase(int number, const std::string& dump) {
-  if (!has_held_response_) return "the DSP was never sent corrections";
-  if (held_cases_.empty()) return "the DSP holds corrections of no case";
-  const std::vector<size_t> cases = cases_.Narrow(held_cases_, dump);
+  if (!accepted_cases_) return "the DSP has accepted no corrections yet";
+  if (accepted_cases_->empty()) return "those that the DSP accepted last are of no case";
+  const std::vector<size_t> cases = cases_.Narrow(*accepted_cases_, dump);
   if (std::find(cases.begin(), cases.end(), static_cast<size_t>(number)) != cases.end()) return "";
-  return "the DSP holds those of " + DescribeCases(cases);
+  return "those that the DSP accepted last are of " + DescribeCases(cases);
 }
 
 void ScenarioRunner::OnHostCall(const std::string& call) {
@@ -258,12 +264,12 @@ void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
   ++since_.writes;
   if (!write.is_accepted()) ++totals_.refused_writes;
   if (write.is_accepted() && write.has_response()) {
-    held_cases_ = named.cases;
-    has_held_response_ = true;
+    accepted_cases_ = named.cases;
   }
-  if (options_.capture != nullptr) {
-    std::fwrite(write.bytes.data(), 1, write.bytes.size(), options_.capture);
-    std::fflush(options_.capture);
+  if (options_.capture != nullptr && (std::fwrite(write.bytes.data(), 1, write.bytes.size(),
+                                                  options_.capture) != write.bytes.size() ||
+                                      std::fflush(options_.capture) != 0)) {
+    is_capture_complete_ = false;
   }
   reporter_.OnWrite(named);
 }

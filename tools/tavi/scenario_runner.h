@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,15 +33,18 @@ class ScenarioRunner : private simulator::HostObserver {
   // Plays one step, init before it where it needs one. Throws ScenarioError for a step that cannot
   // be played now. False when the module did not return: nothing more can be played.
   bool Play(const Step& step);
-  // Deinit and the totals. False as above.
+  // Init, if no step needed it, and deinit. False as above.
   bool Finish();
+  void ReportTotals();
 
   // No expectation failed and no violation so far.
   bool is_as_expected() const { return totals_.failures == 0; }
+  // The bytes of every write so far went where they were to go.
+  bool is_capture_complete() const { return is_capture_complete_; }
 
  private:
   struct Since {  // the last event, init or deinit
-    int writes = 0;
+    size_t writes = 0;
     std::vector<std::string> log;
   };
 
@@ -74,8 +78,9 @@ class ScenarioRunner : private simulator::HostObserver {
   RunReporter& reporter_;
   RunTotals totals_;
   Since since_;
-  std::vector<size_t> held_cases_;  // whose corrections the DSP holds
-  bool has_held_response_ = false;
+  // Those whose corrections the DSP accepted last; none before the first.
+  std::optional<std::vector<size_t>> accepted_cases_;
+  bool is_capture_complete_ = true;
 
   bool was_initialized_ = false;
   simulator::SimulatedHost::InitResult init_result_;

@@ -28,7 +28,7 @@ class SharedActivity : public Activity {
     text_[length] = '\0';
   }
   std::string text() const { return text_; }
-  void Finish() { is_finished_ = true; }
+  void Finish() override { is_finished_ = true; }
   bool is_finished() const { return is_finished_; }
 
  private:

@@ -11,6 +11,8 @@ class Activity {
  public:
   virtual ~Activity() = default;
   virtual void Set(const std::string& text) = 0;
+  // Nothing is left to do: the process may end now.
+  virtual void Finish() = 0;
 };
 
 // Runs `work` in a child process and returns its result. When the process dies before `work`

@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <sstream>
 
+#include "message_text.h"
 #include "run_reporter.h"
+#include "wording.h"
 
 namespace brelmo::tavi::tools {
 
 namespace {
 
-using simulator::DspMessage;
 using simulator::HostEvent;
 
 constexpr const char* kPlain = "";
@@ -24,26 +25,6 @@ constexpr const char* kReset = "\033[0m";
 
 // Under the column where a step's own text begins.
 constexpr const char* kIndent = "                     ";
-
-std::string Describe(const DspMessage& message) {
-  std::ostringstream text;
-  text << simulator::DspMessageTypeName(message.type) << " (type " << message.type << ")";
-  if (message.is_response()) {
-    text << ", " << message.bin_count() << (message.bin_count() == 1 ? " bin" : " bins");
-  } else {
-    text << ": " << (message.is_active() ? "active" : "inactive");
-  }
-  return text.str();
-}
-
-std::string DescribeFiles(const std::vector<std::string>& files) {
-  std::string text;
-  for (const std::string& file : files) {
-    text += text.empty() ? ", " : " or ";
-    text += file.empty() ? "flat for want of a usable file" : file;
-  }
-  return text;
-}
 
 class TextReporter : public RunReporter {
  public:
@@ -73,7 +54,8 @@ class TextReporter : public RunReporter {
     if (line.severity == android::base::WARNING) colour = kYellow;
     if (line.severity >= android::base::ERROR) colour = kRed;
     std::ostringstream text;
-    text << simulator::SeverityName(line.severity) << " [" << line.tag << "] " << line.text;
+    text << simulator::SeverityName(line.severity) << " [" << line.tag << "] "
+         << Printable(line.text);
     Cause(colour, "log   ", text.str());
   }
 
@@ -87,7 +69,9 @@ class TextReporter : public RunReporter {
     }
     Cause(write.is_accepted() ? kCyan : kRed, "DSP   ", text.str());
     for (size_t i = 0; i < write.parsed.messages.size(); ++i) {
-      Cause(kCyan, "        ", Describe(write.parsed.messages[i]) + DescribeFiles(named.files[i]));
+      const std::string files = DescribeFiles(named.files[i]);
+      Cause(kCyan, "        ",
+            DescribeMessage(write.parsed.messages[i]) + (files.empty() ? "" : ", ") + files);
     }
   }
 
@@ -104,22 +88,22 @@ class TextReporter : public RunReporter {
   void OnDump(const std::string& text) override {
     Begin("control", "dump", "");
     std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) Cause(kPlain, "", line);
+    for (std::string line; std::getline(lines, line);) Cause(kPlain, "", Printable(line));
   }
 
   void OnViolation(const std::string& text) override { Cause(kRed, "BROKEN  ", text); }
 
   void OnEnd(const RunTotals& totals) override {
     std::ostringstream text;
-    text << "\n" << totals.events << " events, " << totals.writes << " writes to the DSP";
+    text << "\n"
+         << Count(totals.events, "event") << ", " << Count(totals.writes, "write") << " to the DSP";
     if (totals.refused_writes > 0) text << " (" << totals.refused_writes << " refused)";
-    text << ", " << totals.expectations << " expectations: ";
+    text << ", " << Count(totals.expectations, "expectation") << ": ";
     Put(kPlain, text.str());
     if (totals.failures == 0) {
       Put(kGreen, "all as expected\n");
     } else {
-      Put(kRed,
-          std::to_string(totals.failures) + (totals.failures == 1 ? " failure\n" : " failures\n"));
+      Put(kRed, Count(totals.failures, "failure") + "\n");
     }
   }
 

@@ -8,21 +8,13 @@
 
 namespace brelmo::tavi::audio::compensation {
 
-namespace {
-
-constexpr int kMinHingeAngle = 0;
-constexpr int kMaxHingeAngle = 180;
-
-}  // namespace
-
 bool HingeAngleIndex::UpdateDecisionRules(const std::vector<int>& values) {
   if (values.size() != 2) {
     LOG(ERROR) << __func__ << ": invalid data size " << values.size();
     return false;
   }
   const std::pair<int, int> range(values[0], values[1]);
-  if (range.second > kMaxHingeAngle || range.first < kMinHingeAngle ||
-      range.first >= range.second) {
+  if (range.second > kMaxAngle || range.first < kMinAngle || range.first >= range.second) {
     LOG(ERROR) << __func__ << ": invalid range " << range.first << " ~ " << range.second;
     return false;
   }

@@ -37,6 +37,8 @@ class CompensationIndex {
 class HingeAngleIndex final : public CompensationIndex {
  public:
   static constexpr std::string_view kName = "HingeAngle";
+  static constexpr int kMinAngle = 0;
+  static constexpr int kMaxAngle = 180;
 
   bool Match(std::string_view name) const override { return name == kName; }
   bool UpdateDecisionRules(const std::vector<int>& values) override;

@@ -74,7 +74,7 @@ std::string EntriesToString(const std::unordered_map<std::string, std::string>& 
 // Finds the two fields of a data line, [begin, end), and ends each with a null character in place.
 // *end must be writable. False, with the line untouched, when there are not exactly two; as
 // everywhere in the configuration, empty fields do not count.
-bool SplitBin(char* begin, char* end, std::array<char*, 2>& fields) {
+bool SplitBin(char* begin, char* end, std::array<std::string_view, 2>& fields) {
   const auto skip_commas = [end](char* at) {
     return std::find_if(at, end, [](char c) { return c != ','; });
   };
@@ -85,7 +85,8 @@ bool SplitBin(char* begin, char* end, std::array<char*, 2>& fields) {
   if (real == end || imaginary == end || skip_commas(imaginary_end) != end) return false;
   *real_end = '\0';
   *imaginary_end = '\0';
-  fields = {real, imaginary};
+  fields = {std::string_view(real, real_end - real),
+            std::string_view(imaginary, imaginary_end - imaginary)};
   return true;
 }
 
@@ -145,15 +146,15 @@ bool CompensationData::ParseQuantityFromFile(std::string_view file_name) {
   for (char* line = content.data(); line < content_end;) {
     char* const line_end = std::find(line, content_end, '\n');
     if (line != line_end) {
-      std::array<char*, 2> fields{};
+      std::array<std::string_view, 2> fields;
       if (!SplitBin(line, line_end, fields)) {
         LOG(ERROR) << __func__ << ": invalid content " << std::string_view(line, line_end - line);
         return false;
       }
       float real = 0.0F;
       float imaginary = 0.0F;
-      if (!android::base::ParseFloat(fields[0], &real) ||
-          !android::base::ParseFloat(fields[1], &imaginary)) {
+      if (!android::base::ParseFloat(fields[0].data(), &real) ||
+          !android::base::ParseFloat(fields[1].data(), &imaginary)) {
         LOG(ERROR) << __func__ << ": invalid data: real=" << fields[0]
                    << ", imaginary=" << fields[1];
         return false;
@@ -377,8 +378,7 @@ void TelephonySpeakerCompensation::UpdateScreenRotation(int rotation) {
 }
 
 void TelephonySpeakerCompensation::OnSensorValueChanged(int angle) {
-  constexpr unsigned kMaxAngle = 180;
-  if (static_cast<unsigned>(angle) > kMaxAngle) return;
+  if (angle < HingeAngleIndex::kMinAngle || angle > HingeAngleIndex::kMaxAngle) return;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;
   hinge_angle_.store(angle, std::memory_order_relaxed);

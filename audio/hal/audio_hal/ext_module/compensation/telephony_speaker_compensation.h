@@ -86,7 +86,7 @@ class TelephonySpeakerCompensation {
   using CaseKeys = std::vector<CaseKey>;
   using Case = std::pair<CaseKeys, std::vector<CompensationData>>;
 
-  // Reads a configuration text: cases separated by blanks, items by "|", name and value by ":". A
+  // Reads a configuration text: cases separated by spaces, items by "|", name and value by ":". A
   // malformed item ends the reading with a WARNING line; the cases before its case are returned.
   static CompensationConfig GetConfig(const std::string& config);
   // A list of keys on one line, for log and dump.
@@ -128,8 +128,8 @@ class TelephonySpeakerCompensation {
   }
 
  protected:
-  // Interpretation of the configuration, before the engine is shared. Each returns false after its
-  // ERROR line; what was accepted before the failure stays.
+  // Interpretation of the configuration, before the engine is shared. False is a failure, after an
+  // ERROR line but for a configuration without name or cases; what was accepted before it stays.
   bool ParseConfig(const CompensationConfig& config);
   bool ParseOutput(std::vector<CompensationData>& data,
                    const std::unordered_map<std::string, std::string>& outputs);
@@ -154,7 +154,7 @@ class TelephonySpeakerCompensation {
     size_t size_ = 0;
   };
 
-  // The rest is entered with mutex_ held.
+  // The rest is entered with mutex_ held, or while no other thread has the engine.
   void BuildRequestedTuningParameters(TuningParameters& parameters, std::string_view name,
                                       int value);
   bool IsMatched(const CaseKeys& case_keys, const TuningParameters& parameters) const;

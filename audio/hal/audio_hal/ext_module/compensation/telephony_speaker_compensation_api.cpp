@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
 #include <optional>
@@ -258,8 +259,7 @@ int compensation_init(hal_audio_device* device,
   const std::string config_text = config == nullptr ? "" : config;
   const CompensationConfig checked = TelephonySpeakerCompensation::GetConfig(config_text);
   if (checked.name.empty() || checked.cases.empty()) {
-    // The host sees success and gets no handle; it knows the module is not there by the null
-    // handle.
+    // The host sees success; that the handle is as it was tells it that there is no module.
     LOG(ERROR) << __func__ << ": invalid parameters " << config_text;
     return 0;
   }

@@ -1,0 +1,88 @@
+// The checks that the other contract tests lean on: each breach of the contract is noticed and
+// called by its name.
+#include "contract_fixture.h"
+
+namespace brelmo::tavi::test {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Breach {
+  const char* defect;
+  const char* violation;
+};
+
+class ContractChecks : public testing::Test {
+ protected:
+  // The life of a module from init to deinit.
+  void Play(const char* defect) {
+    ASSERT_TRUE(host_.Init(defect).has_handle);
+    for (const HostEvent& event : {Announce(5), Start(6), Hinge(30)}) host_.Deliver(event);
+    EXPECT_TRUE(host_.Dump().has_value());
+    EXPECT_TRUE(host_.Deinit());
+  }
+
+  const simulator::LoadedModule module_{TAVI_BROKEN_MODULE_FILE};
+  Transcript transcript_;
+  SimulatedHost host_{module_, transcript_};
+};
+
+class BreachTest : public ContractChecks, public testing::WithParamInterface<Breach> {};
+
+TEST_P(BreachTest, IsReported) {
+  Play(GetParam().defect);
+  EXPECT_THAT(transcript_.TakeViolations(), Contains(HasSubstr(GetParam().violation)));
+}
+
+const Breach kBreaches[] = {
+    {"client not freed", "the common-event client was not freed after deinit"},
+    {"client freed twice", "event_free_common_event_client: the client was freed already"},
+    {"wrong client freed", "is not the client"},
+    {"missing event", "events {8, 2}, option 5): expected events {8, 2, 4}"},
+    {"context size", "audio_hal_calloc(64): the context has 32 bytes"},
+    {"context not freed", "deinit did not give the context back"},
+    {"context freed twice", "audio_hal_free: a block was freed twice"},
+    {"foreign memory freed", "is not the host's memory"},
+    {"sensor client", "expected client 1414742864"},
+    {"sensor not deregistered", "the hinge-angle callback was not deregistered after deinit"},
+    {"proximity sensor", "the module has no use for that sensor"},
+    {"wrong tuning code", "tuning entry: arguments 12, 10, 0, null, null"},
+    {"write outside events", "tuning entry: called from a thread that holds no event"},
+    {"short message", "makes no sense at offset 0: a payload of 4 bytes"},
+    {"bad status", "a module status is 0 or 1, not 2"},
+    {"half a bin", "makes no sense at offset 16: a response of 4 bytes"},
+    {"one channel twice", "two messages for the left channel in one write"},
+    {"device record", "the device record was written to before the end of init"},
+    {"handle left", "deinit left the handle set"},
+};
+
+INSTANTIATE_TEST_SUITE_P(, BreachTest, testing::ValuesIn(kBreaches), [](const auto& info) {
+  std::string name = info.param.defect;
+  std::replace(name.begin(), name.end(), ' ', '_');
+  return name;
+});
+
+TEST_F(ContractChecks, NothingToReport) {
+  Play("none");
+  EXPECT_THAT(transcript_.TakeViolations(), IsEmpty());
+  EXPECT_EQ(transcript_.TakeWrites().size(), 2U);
+}
+
+TEST_F(ContractChecks, TwoWritesAtTheSameTime) {
+  ASSERT_TRUE(host_.Init("none").has_handle);
+  transcript_.HoldWrites();
+  host_.Post(Announce(5));
+  ASSERT_TRUE(transcript_.WaitForHeldWrite());
+  host_.Post(Start(6));
+  EXPECT_TRUE(transcript_.WaitForViolation());
+  transcript_.ReleaseWrites();
+  EXPECT_TRUE(host_.Drain());
+  EXPECT_TRUE(host_.Deinit());
+  EXPECT_THAT(transcript_.TakeViolations(),
+              testing::ElementsAre("tuning entry: two writes at the same time"));
+}
+
+}  // namespace
+}  // namespace brelmo::tavi::test

@@ -1,0 +1,180 @@
+// tavi check: says what the module will make of a configuration, before anything is flashed.
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "check_config.h"
+#include "commands.h"
+#include "config_source.h"
+#include "excerpt.h"
+#include "wording.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kBold = "\033[1m";
+constexpr const char* kRed = "\033[1;31m";
+constexpr const char* kYellow = "\033[1;33m";
+constexpr const char* kCyan = "\033[1;36m";
+constexpr const char* kGreen = "\033[1;32m";
+constexpr const char* kReset = "\033[0m";
+
+constexpr const char* kIndent = "    ";
+constexpr size_t kExcerptWidth = 90;
+
+struct Command {
+  ConfigSource config;
+  std::string format = "text";
+  bool is_strict = false;
+  double max_gain_db = CheckOptions().max_gain_db;
+};
+
+size_t CountOf(const CheckResult& result, Severity severity) {
+  return static_cast<size_t>(
+      std::count_if(result.findings.begin(), result.findings.end(),
+                    [severity](const Finding& finding) { return finding.severity == severity; }));
+}
+
+const char* ColourOf(Severity severity) {
+  switch (severity) {
+    case Severity::kNote:
+      return kCyan;
+    case Severity::kWarning:
+      return kYellow;
+    case Severity::kError:
+      break;
+  }
+  return kRed;
+}
+
+class TextOutput {
+ public:
+  TextOutput(const std::string& config_text, bool is_colour)
+      : config_text_(config_text), is_colour_(is_colour) {}
+
+  void Put(const Finding& finding) const {
+    std::string place = Printable(finding.file);
+    if (finding.column > 0) {
+      place += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
+    }
+    Write(kBold, place + ": ");
+    Write(ColourOf(finding.severity), std::string(SeverityName(finding.severity)) + ": ");
+    Write(kBold, finding.message);
+    Write("", " [" + finding.name + "]\n");
+    Write("", kIndent + finding.consequence + "\n");
+    if (finding.column > 0) PutExcerpt(finding);
+    Write("", "\n");
+  }
+
+  void PutSummary(const std::string& config_name, const CheckResult& result) const {
+    std::string cases = Count(result.case_count, "case");
+    if (result.cases_in_force != result.case_count) {
+      cases += " (" + std::to_string(result.cases_in_force) + " in force)";
+    }
+    Write("", Printable(config_name) + ": looked at " + cases + ", " +
+                  Count(result.postures.size(), "posture") + " and " +
+                  Count(result.file_count, "data file") + "\n");
+    const size_t errors = CountOf(result, Severity::kError);
+    const size_t warnings = CountOf(result, Severity::kWarning);
+    const char* colour = errors > 0 ? kRed : warnings > 0 ? kYellow : kGreen;
+    Write(colour, Count(errors, "error") + ", " + Count(warnings, "warning") + ", " +
+                      Count(CountOf(result, Severity::kNote), "note"));
+    Write("", "\n");
+  }
+
+ private:
+  void PutExcerpt(const Finding& finding) const {
+    const std::string& line = finding.offset ? config_text_ : finding.data_line;
+    if (line.empty()) return;
+    const size_t offset = finding.offset.value_or(finding.column - 1);
+    const Excerpt excerpt = MakeExcerpt(line, offset, finding.length, kExcerptWidth);
+    Write("", kIndent + excerpt.text + "\n" + kIndent);
+    Write(kGreen, excerpt.marker);
+    Write("", "\n");
+  }
+
+  void Write(const std::string& colour, const std::string& text) const {
+    if (is_colour_ && !colour.empty()) {
+      std::printf("%s%s%s", colour.c_str(), text.c_str(), kReset);
+    } else {
+      std::printf("%s", text.c_str());
+    }
+  }
+
+  const std::string& config_text_;
+  const bool is_colour_;
+};
+
+Json ToJson(const Finding& finding) {
+  Json object = {{"name", finding.name}, {"severity", SeverityName(finding.severity)}};
+  object["case"] = finding.case_number ? Json(*finding.case_number) : Json();
+  object["column"] = finding.column > 0 ? Json(finding.column) : Json();
+  object["file"] = finding.file;
+  object["line"] = finding.column > 0 ? Json(finding.line) : Json();
+  object["message"] = finding.message;
+  object["consequence"] = finding.consequence;
+  return object;
+}
+
+void PutJson(const CheckResult& result) {
+  Json findings = Json::array();
+  for (const Finding& finding : result.findings) findings.push_back(ToJson(finding));
+  // A file name may hold any bytes.
+  std::printf("%s\n", findings.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
+int Check(const Command& command) {
+  if (!std::isfinite(command.max_gain_db)) throw InputError("--max-gain: not a finite number");
+  const std::string text = command.config.Text();
+  const auto data_folder = command.config.UseDataFolder();
+  CheckOptions options;
+  options.config_name = command.config.Name();
+  options.data_root = command.config.data_root();
+  options.max_gain_db = command.max_gain_db;
+  const CheckResult result = CheckConfig(text, options);
+  if (command.format == "json") {
+    PutJson(result);
+  } else {
+    const bool is_colour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+    const TextOutput output(text, is_colour);
+    for (const Finding& finding : result.findings) output.Put(finding);
+    output.PutSummary(options.config_name, result);
+  }
+  const bool is_broken = CountOf(result, Severity::kError) > 0 ||
+                         (command.is_strict && CountOf(result, Severity::kWarning) > 0);
+  return is_broken ? kExitBroken : kExitAsExpected;
+}
+
+}  // namespace
+
+void AddCheckCommand(CLI::App& program, int& exit_code) {
+  auto* const subcommand = program.add_subcommand(
+      "check", "Say what the module will make of a configuration and its data files");
+  const auto command = std::make_shared<Command>();
+  command->config.AddTo(*subcommand, /*is_required=*/true);
+  subcommand->add_flag("--strict", command->is_strict, "Warnings count as errors do");
+  subcommand->add_option("--format", command->format, "text, or json: one array of findings")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->type_name("FORMAT");
+  subcommand
+      ->add_option("--max-gain", command->max_gain_db,
+                   "Bins above this many dB are warned of; default: 12")
+      ->type_name("DB");
+  subcommand->footer(
+      "Exit code: 0 no error was found, 1 errors (with --strict, also warnings), 2 bad usage or "
+      "input.");
+  subcommand->callback([command, &exit_code] { exit_code = Check(*command); });
+}
+
+}  // namespace brelmo::tavi::tools

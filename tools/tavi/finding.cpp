@@ -1,0 +1,28 @@
+#include "finding.h"
+
+namespace brelmo::tavi::tools {
+
+const char* SeverityName(Severity severity) {
+  switch (severity) {
+    case Severity::kNote:
+      return "note";
+    case Severity::kWarning:
+      return "warning";
+    case Severity::kError:
+      break;
+  }
+  return "error";
+}
+
+Finding MakeFinding(const std::string& name, Severity severity, std::optional<size_t> case_number,
+                    const std::string& message, const std::string& consequence) {
+  Finding finding;
+  finding.name = name;
+  finding.severity = severity;
+  finding.case_number = case_number;
+  finding.message = message;
+  finding.consequence = consequence;
+  return finding;
+}
+
+}  // namespace brelmo::tavi::tools

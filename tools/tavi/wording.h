@@ -1,0 +1,35 @@
+// How findings put bytes, numbers and lists into words.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace brelmo::tavi::tools {
+
+// The first character of a text as it is shown to people.
+struct Glyph {
+  std::string shown;  // an escape for what is no printable UTF-8 character
+  size_t bytes = 0;   // that it stands for in the text
+  size_t cells = 0;   // that it takes on a terminal
+};
+
+// `text` must not be empty.
+Glyph FirstGlyph(std::string_view text);
+
+// Any bytes as printable UTF-8.
+std::string Printable(std::string_view bytes);
+// The same in quotation marks; a long text is cut.
+std::string Quote(std::string_view bytes);
+
+// "a, b and c".
+std::string Enumerate(const std::vector<std::string>& words);
+// "0, 2 to 4 and 7" for ascending numbers.
+std::string NumberRanges(const std::vector<size_t>& numbers);
+// "case 3", "cases 0 and 2 to 4" for ascending numbers.
+std::string CaseNumbers(const std::vector<size_t>& numbers);
+// "1 case", "2 cases".
+std::string Count(size_t number, const std::string& noun);
+
+}  // namespace brelmo::tavi::tools
