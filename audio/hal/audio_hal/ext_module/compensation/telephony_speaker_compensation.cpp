@@ -433,7 +433,7 @@ bool TelephonySpeakerCompensation::IsMatched(const CaseKeys& case_keys,
                                              const TuningParameters& parameters) const {
   const auto is_satisfied = [&parameters](const CaseKey& key) {
     for (const TuningParameter& parameter : parameters) {
-      if (key.name == parameter.name &&
+      if (parameter.HasNameOf(key) &&
           std::find(key.supported_indices.begin(), key.supported_indices.end(), parameter.index) !=
               key.supported_indices.end()) {
         return true;

@@ -68,11 +68,20 @@ class TelephonySpeakerCompensation {
  public:
   static constexpr std::string_view kName = "TelephonySpeakerCompensation";
 
+  // A condition name in short: an event compares names for every case, and a number compares
+  // faster.
+  enum class ConditionKind { kHingeAngle, kScreenRotation, kOther };
+  static ConditionKind KindOf(std::string_view name) {
+    if (name == HingeAngleIndex::kName) return ConditionKind::kHingeAngle;
+    if (name == ScreenRotationIndex::kName) return ConditionKind::kScreenRotation;
+    return ConditionKind::kOther;
+  }
+
   // One condition of a case: satisfied while the index that serves `name` gives the current posture
   // one of `supported_indices`.
   struct CaseKey {
     CaseKey(std::string_view name, const std::vector<int>& supported_indices)
-        : name(name), supported_indices(supported_indices) {}
+        : name(name), supported_indices(supported_indices), kind(KindOf(name)) {}
 
     std::string ToString() const;
     bool operator==(const CaseKey& other) const {
@@ -81,6 +90,7 @@ class TelephonySpeakerCompensation {
 
     std::string name;
     std::vector<int> supported_indices;
+    ConditionKind kind;  // derived from `name`
   };
 
   using CaseKeys = std::vector<CaseKey>;
@@ -139,8 +149,17 @@ class TelephonySpeakerCompensation {
 
   // The index values of the current posture by condition name; at most one for each of the two.
   struct TuningParameter {
+    TuningParameter() = default;
+    TuningParameter(std::string_view name, int index)
+        : name(name), index(index), kind(KindOf(name)) {}
+
+    bool HasNameOf(const CaseKey& key) const {
+      return kind == key.kind && (kind != ConditionKind::kOther || name == key.name);
+    }
+
     std::string_view name;
     int index = 0;
+    ConditionKind kind = ConditionKind::kOther;  // derived from `name`
   };
   class TuningParameters {
    public:
