@@ -56,6 +56,12 @@ std::string ToText(const std::vector<int32_t>& values) {
   return text + "}";
 }
 
+std::string ToHex(int value) {
+  std::ostringstream text;
+  text << "0x" << std::hex << value;
+  return text.str();
+}
+
 std::string ToText(const void* pointer) {
   if (pointer == nullptr) return "null";
   std::ostringstream text;
@@ -441,7 +447,7 @@ void SimulatedHost::FreeUsecaseClient(void** client) {
 
 int SimulatedHost::RegisterHingeAngle(int client_id, hal_sensor_callback_t callback, void* cookie) {
   constexpr const char* kFunction = "sensor_registerHingeAngleSensorCallback";
-  const std::string call = std::string(kFunction) + "(client " + std::to_string(client_id) + ")";
+  const std::string call = std::string(kFunction) + "(client " + ToHex(client_id) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(hinge_angle_code_));
   if (IsMissing(reinterpret_cast<const void*>(callback), kFunction, "callback")) {
@@ -449,7 +455,7 @@ int SimulatedHost::RegisterHingeAngle(int client_id, hal_sensor_callback_t callb
   }
   IsMissing(cookie, kFunction, "cookie");
   if (client_id != kSensorClientId) {
-    Violate(call + ": expected client " + std::to_string(kSensorClientId));
+    Violate(call + ": expected client " + ToHex(kSensorClientId));
   }
   if (!is_initializing_) Violate(call + " outside init");
   if (is_hinge_angle_registered_) Violate(call + ": there is a callback already");
@@ -466,11 +472,11 @@ int SimulatedHost::RegisterHingeAngle(int client_id, hal_sensor_callback_t callb
 
 int SimulatedHost::DeregisterHingeAngle(int client_id) {
   const std::string call =
-      "sensor_deregisterHingeAngleSensorCallback(client " + std::to_string(client_id) + ")";
+      "sensor_deregisterHingeAngleSensorCallback(client " + ToHex(client_id) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call);
   if (client_id != kSensorClientId) {
-    Violate(call + ": expected client " + std::to_string(kSensorClientId));
+    Violate(call + ": expected client " + ToHex(kSensorClientId));
     return kInvalidArgument;
   }
   if (!is_hinge_angle_registered_) {

@@ -45,7 +45,7 @@ const Breach kBreaches[] = {
     {"context not freed", "deinit did not give the context back"},
     {"context freed twice", "audio_hal_free: a block was freed twice"},
     {"foreign memory freed", "is not the host's memory"},
-    {"sensor client", "expected client 1414742864"},
+    {"sensor client", "expected client 0x54534350"},
     {"sensor not deregistered", "the hinge-angle callback was not deregistered after deinit"},
     {"proximity sensor", "the module has no use for that sensor"},
     {"wrong tuning code", "tuning entry: arguments 12, 10, 0, null, null"},

@@ -32,11 +32,11 @@ Lines Clients(int common_result, int usecase_result) {
   return lines;
 }
 Lines Sensor(int result) {
-  return {"call sensor_registerHingeAngleSensorCallback(client 1414742864) = " +
+  return {"call sensor_registerHingeAngleSensorCallback(client 0x54534350) = " +
           std::to_string(result)};
 }
 const Lines kSensorRefused = {EntryLog(ERROR, "compensation_init: failed to register hinge angle")};
-const Lines kSensorGone = {"call sensor_deregisterHingeAngleSensorCallback(client 1414742864)"};
+const Lines kSensorGone = {"call sensor_deregisterHingeAngleSensorCallback(client 0x54534350)"};
 const Lines kCommonFreed = {"call event_free_common_event_client()"};
 const Lines kUsecaseFreed = {"call event_free_usecase_event_client()"};
 Lines InvalidParameters(const std::string& config) {

@@ -13,5 +13,6 @@ constexpr int kExitUsage = 2;
 void AddCheckCommand(CLI::App& program, int& exit_code);
 void AddRunCommand(CLI::App& program, int& exit_code);
 void AddDecodeCommand(CLI::App& program, int& exit_code);
+void AddReportCommand(CLI::App& program, int& exit_code);
 
 }  // namespace brelmo::tavi::tools

@@ -23,6 +23,7 @@ int Main(int argc, char** argv) {
   AddRunCommand(program, exit_code);
   AddDecodeCommand(program, exit_code);
   AddCheckCommand(program, exit_code);
+  AddReportCommand(program, exit_code);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -70,6 +70,9 @@ bool PlayStandardInput(ScenarioRunner& runner, bool is_json) {
   for (std::string line;;) {
     if (is_prompting) out << "tavi> " << std::flush;
     if (!std::getline(std::cin, line)) {
+      if (std::ferror(stdin) != 0) {
+        throw InputError(std::string("standard input: cannot be read: ") + std::strerror(errno));
+      }
       if (is_prompting) out << std::endl;
       return true;
     }
@@ -144,7 +147,8 @@ int Run(const RunOptions& options) {
   }
 
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
-  const bool is_colour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+  const char* const no_color = std::getenv("NO_COLOR");  // by convention, empty is unset
+  const bool is_colour = isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
   const std::unique_ptr<RunReporter> reporter =
       options.format == "json" ? MakeJsonReporter() : MakeTextReporter(is_colour);
   return RunSupervised(

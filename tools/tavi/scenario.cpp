@@ -66,13 +66,13 @@ class Words {
   }
 
   int NextCode() {
-    const int code = NextInt("a code, which is not 0");
+    const int code = NextInt("a code other than 0");
     if (code == 0) Fail("a code of 0 would be success");
     return code;
   }
 
   void ExpectEnd() {
-    if (const auto word = NextIfAny()) Fail("nothing is expected before \"" + *word + "\"");
+    if (const auto word = NextIfAny()) Fail("the step ends before \"" + *word + "\"");
   }
 
  private:
@@ -159,7 +159,8 @@ RefuseStep ParseRefuse(Words& words) {
 }
 
 ExpectStep ParseExpect(Words& words) {
-  const std::string what = words.Next("what is expected");
+  const std::string what =
+      words.Next("write, no write, writes, case, status, log, init or no handle");
   if (what == "no") {
     const std::string of = words.Next("write or handle");
     if (of == "write") return {ExpectStep::What::kNoWrite, 0, ""};

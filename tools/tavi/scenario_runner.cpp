@@ -108,7 +108,7 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
   const std::lock_guard<std::mutex> lock(mutex_);
   reporter_.OnNotDelivered(action.event.is_raw         ? "the host never got a handler for it"
                            : host_.handle() == nullptr ? "the host has no module"
-                                                       : "the module did not ask for it");
+                                                       : "the module is not registered for it");
   return true;
 }
 

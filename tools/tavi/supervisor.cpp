@@ -39,7 +39,9 @@ class SharedActivity : public Activity {
 std::string DescribeDeath(int status) {
   if (WIFSIGNALED(status)) {
     const int signal = WTERMSIG(status);
-    return std::string("crashed (SIG") + sigabbrev_np(signal) + ", " + sigdescr_np(signal) + ")";
+    const char* const name = sigabbrev_np(signal);  // real-time signals have none
+    if (name == nullptr) return "crashed (signal " + std::to_string(signal) + ")";
+    return std::string("crashed (SIG") + name + ", " + sigdescr_np(signal) + ")";
   }
   return "ended the process (exit code " + std::to_string(WEXITSTATUS(status)) + ")";
 }

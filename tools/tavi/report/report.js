@@ -11,6 +11,7 @@
   const CHANNELS = ['left', 'right'];
   const CHANNEL_TITLES = { left: 'Left channel', right: 'Right channel' };
   const QUANTITIES = ['magnitude_db', 'phase_degrees'];
+  const LONG_LIST = 40;  // entries
   const MAGNITUDE_SPAN = 80;  // dB below the highest bin; a notch to nothing would flatten the rest
 
   // ---- Text -------------------------------------------------------------------------------------
@@ -64,7 +65,7 @@
       else runs.push([value, value]);
     }
     const MOST = 8;
-    const words = runs.slice(0, MOST).map(([from, to]) => (from === to ? `${from}` : `${from} to ${to}`));
+    const words = runs.slice(0, MOST).flatMap(([from, to]) => (to - from < 2 ? [...new Set([from, to])] : [`${from} to ${to}`]));
     const rest = runs.slice(MOST).reduce((sum, [from, to]) => sum + to - from + 1, 0);
     if (rest > 0) words.push(`${rest} more`);
     return enumerate(words);
@@ -76,7 +77,7 @@
   function conditionsText(number) {
     const conditions = Object.entries(report.cases[number].conditions);
     const words = { HingeAngle: 'hinge', ScreenRotation: 'rotation' };
-    return conditions.map(([name, value]) => visible(`${words[name] || name} ${value}`)).join(', ');
+    return conditions.map(([name, value]) => visible(`${words[name] || name} ${value}`)).join('; ');
   }
 
   // ---- Postures ---------------------------------------------------------------------------------
@@ -182,7 +183,7 @@
 
   const map = byId('map');
   const marker = make('div', { class: 'marker', 'aria-hidden': 'true' });
-  const rows = [];  // of cells, as they stand
+  const rows = [];  // of cells, as they stand: before the first reading, then one a rotation
 
   function choiceText(run) {
     if (run.taken === null) return 'no case';
@@ -202,14 +203,23 @@
     return { run, node };
   }
 
-  function makeRow(title, cells) {
-    const track = make('div', { class: 'map-track', role: 'presentation' }, ...cells.map((cell) => cell.node));
-    const header = make('div', { class: 'map-label', role: 'rowheader' }, title);
+  function makeRow(title, cells, kind = '') {
+    const track = make('div', { class: `map-track ${kind}`, role: 'presentation' }, ...cells.map((cell) => cell.node));
+    const header = make('div', { class: 'map-label', role: 'rowheader' }, ...title);
     rows.push({ cells, header, track });
     map.append(make('div', { class: 'map-row', role: 'row' }, header, track));
   }
 
   function buildMap() {
+    const unread = ROTATIONS.map((rotation) => {
+      const run = runAt(null, rotation);
+      const cell = makeCell(run,
+        `Before the first hinge reading, rotation ${degrees(rotation)}: ${choiceText(run)}`);
+      cell.node.prepend(make('span', { class: 'cell-rotation' }, degrees(rotation)));
+      cell.node.addEventListener('click', () => selectPosture(null, rotation));
+      return cell;
+    });
+    makeRow(['No reading'], unread, 'unread');
     for (const rotation of ROTATIONS) {
       const cells = runs.filter((run) => run.rotation === rotation && run.from !== null).map((run) => {
         const angles = run.from === run.to ? degrees(run.from) : `${run.from} to ${degrees(run.to)}`;
@@ -223,7 +233,7 @@
         });
         return cell;
       });
-      makeRow(degrees(rotation), cells);
+      makeRow([make('span', { class: 'word' }, 'Rotation '), degrees(rotation)], cells);
     }
     const ticks = [0, 30, 60, 90, 120, 150, 180].map((angle) => {
       const tick = make('span', { class: 'tick' }, degrees(angle));
@@ -232,15 +242,6 @@
     });
     map.append(make('div', { class: 'map-row map-axis', 'aria-hidden': 'true' },
       make('div', { class: 'map-label' }), make('div', { class: 'map-track' }, ...ticks)));
-    makeRow('No reading', ROTATIONS.map((rotation) => {
-      const run = runAt(null, rotation);
-      const cell = makeCell(run,
-        `Before the first hinge reading, rotation ${degrees(rotation)}: ${choiceText(run)}`);
-      cell.node.prepend(make('span', { class: 'cell-rotation' }, degrees(rotation)));
-      cell.node.addEventListener('click', () => selectPosture(null, rotation));
-      return cell;
-    }));
-    rows[ROTATIONS.length].track.classList.add('unread');
 
     map.addEventListener('keydown', onMapKey);
     new ResizeObserver(fitLabels).observe(map);
@@ -256,7 +257,7 @@
   }
 
   function currentCell() {
-    const row = state.hinge === null ? ROTATIONS.length : ROTATIONS.indexOf(state.rotation);
+    const row = state.hinge === null ? 0 : 1 + ROTATIONS.indexOf(state.rotation);
     const column = rows[row].cells.findIndex((cell) => isAt(cell.run, state.hinge, state.rotation));
     return { row, column };
   }
@@ -269,9 +270,9 @@
       selectPosture(run.from === null ? null : run[end], run.rotation);
     };
     const toRow = (next) => {
-      if (next < 0 || next > ROTATIONS.length) return;
-      if (next === ROTATIONS.length) selectPosture(null, state.rotation);
-      else selectPosture(state.hinge === null ? state.lastHinge : state.hinge, ROTATIONS[next]);
+      if (next < 0 || next >= rows.length) return;
+      if (next === 0) selectPosture(null, state.rotation);
+      else selectPosture(state.lastHinge, ROTATIONS[next - 1]);
     };
     switch (event.key) {
       case 'ArrowRight': toColumn(column + 1, column + 1 < cells.length ? 'from' : 'to'); break;
@@ -566,7 +567,8 @@
     const isCut = isMagnitude && highest - lowest > MAGNITUDE_SPAN;
     if (isCut) lowest = highest - MAGNITUDE_SPAN;
     const least = isMagnitude ? 6 : 90;  // a curve that hardly moves is to look so
-    const padding = Math.max(0, (least - (highest - lowest)) / 2);
+    // Nor is a curve to run along the frame.
+    const padding = Math.max((highest - lowest) / 30, (least - (highest - lowest)) / 2);
     const steps = isMagnitude ? [1, 2, 3, 6, 10, 20] : [15, 30, 45, 90, 180, 360, 720];
     let step = steps.find((candidate) => (highest - lowest + 2 * padding) / candidate <= 6);
     if (step === undefined) step = Math.ceil((highest - lowest) / 6 / 360) * 360;
@@ -605,7 +607,7 @@
   }
 
   function makeChart(channel, quantity, canvas) {
-    const title = quantity === 'magnitude_db' ? 'Magnitude, dB' : 'Unwrapped phase, degrees';
+    const title = quantity === 'magnitude_db' ? 'Magnitude, dB' : 'Phase, degrees';
     const chart = new Chart(canvas, {
       type: 'line',
       data: { datasets: [] },
@@ -630,7 +632,7 @@
             title: { display: true, text: title },
             ticks: { callback: (value) => number(value) },
             // The same room for the labels in every chart: the frequencies stand below each other.
-            afterFit: (axis) => { axis.width = 62; },
+            afterFit: (axis) => { axis.width = 74; },
           },
         },
         plugins: {
@@ -737,13 +739,13 @@
       state.overlay = byId('overlay').value === '' ? null : Number(byId('overlay').value);
       renderResponses();
     });
-    for (const id of ['shown', 'overlay']) byId(id).disabled = numbers.length === 0;
+    document.querySelector('.pickers').hidden = numbers.length === 0;
   }
 
   function shownNote() {
     if (state.shown === null) return 'The configuration text holds no case, so there are no responses.';
     const run = runAt(state.hinge, state.rotation);
-    if (state.shown === run.taken) return `The case that the selected posture takes. Frequencies at a sampling rate of ${report.rate_hz} Hz; bin 0 (0 Hz) has no place on the logarithmic axis and stands in the tables.`;
+    if (state.shown === run.taken) return 'The case that the selected posture takes.';
     if (state.shown === run.alternate) return 'The case that alternates with the one taken in the selected posture.';
     if (runs.some((each) => each.taken === state.shown || each.alternate === state.shown)) return 'Not the case of the selected posture.';
     return report.cases[state.shown].is_in_force ? 'No posture ever takes this case.' : 'This case is not in force.';
@@ -763,8 +765,10 @@
     state.bin = Math.min(state.bin, Math.max(1, lastBin()));
 
     const range = { magnitude_db: verticalRange('magnitude_db'), phase_degrees: verticalRange('phase_degrees') };
-    byId('axis-note').textContent = range.magnitude_db.isCut
-      ? `Bins more than ${MAGNITUDE_SPAN} dB below the highest one lie below the plot; the tables give their values.` : '';
+    const cut = range.magnitude_db.isCut
+      ? ` Bins more than ${MAGNITUDE_SPAN} dB below the highest one lie below the plot.` : '';
+    byId('axis-note').hidden = !CHANNELS.some((channel) => drawnCases(channel).length > 0);
+    byId('axis-note').textContent = `Frequencies at a sampling rate of ${report.rate_hz} Hz. The phase is unwrapped. Bin 0 (0 Hz) has no place on a logarithmic axis: the tables give its value, and that of the bin under the pointer (arrow keys move it).${cut}`;
     const frequencies = report.frequency_hz;
     for (const channel of CHANNELS) {
       const drawn = drawnCases(channel);
@@ -822,9 +826,12 @@
     const { error, warning, note } = report.counts;
     const total = error + warning + note;
     byId('findings-summary').textContent = total === 0 ? 'Nothing to report.'
-      : `${enumerate([count(error, 'error'), count(warning, 'warning'), count(note, 'note')])}, as tavi check prints them.`;
+      : `${enumerate([count(error, 'error'), count(warning, 'warning'), count(note, 'note')])}, as tavi check finds them, the most severe first.`;
     byId('findings').hidden = total === 0;
-    byId('findings').append(...report.findings.map((finding) => make('li', { class: `finding ${finding.severity}` },
+    const severities = ['error', 'warning', 'note'];
+    const sorted = severities.flatMap((severity) => report.findings.filter((finding) => finding.severity === severity));
+    byId('findings').classList.toggle('long', total > LONG_LIST);
+    byId('findings').append(...sorted.map((finding) => make('li', { class: `finding ${finding.severity}` },
       make('p', { class: 'finding-head' }, make('span', { class: 'severity' }, finding.severity),
         make('code', { class: 'finding-name' }, finding.name), linkOf(finding)),
       make('p', { class: 'message' }, visible(finding.message)),
@@ -847,10 +854,11 @@
     if (!report.cases[number].is_in_force) return 'not in force';
     const first = placesText((run) => run.taken === number);
     const second = placesText((run) => run.alternate === number);
-    return [first, second && `by turns: ${second}`].filter(Boolean).join('; ') || 'no posture';
+    return [first, second && `by turns: ${second}`].filter(Boolean).join('; ') || null;
   }
 
   function buildCases() {
+    byId('cases').classList.toggle('long', report.cases.length > LONG_LIST);
     if (report.cases.length === 0) byId('cases').append(make('p', {}, 'None.'));
     else {
       const heads = ['Case', 'Conditions', 'Taken at', 'Left', 'Right'];
@@ -862,7 +870,7 @@
               'aria-label': `Show case ${number}`, onclick: () => { selectCase(number); goTo('posture-title'); } }, chip(number))),
             make('td', { 'data-title': 'Conditions', title: each.keys.join('\n') },
               conditionsText(number) || make('code', {}, visible(each.text))),
-            make('td', { 'data-title': 'Taken at' }, takenAtText(number)),
+            make('td', { 'data-title': 'Taken at' }, takenAtText(number) || make('span', { class: 'never' }, 'no posture')),
             outputCell(number, 'left'), outputCell(number, 'right'));
           return row;
         }))));
