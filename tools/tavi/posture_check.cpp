@@ -202,7 +202,7 @@ std::vector<Finding> FindOddPostures(size_t case_count,
   if (!uncovered.empty()) {
     findings.push_back(
         MakeFinding("uncovered-posture", Severity::kNote, std::nullopt,
-                    "no case covers " + DescribePostures(uncovered),
+                    "no case is taken in these postures: " + DescribePostures(uncovered),
                     "the module sends nothing there: the corrections last sent stay"));
   }
   return findings;
