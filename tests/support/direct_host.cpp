@@ -53,7 +53,6 @@ DirectHost::~DirectHost() {
 }
 
 void DirectHost::FreeContexts() {
-  for (void* const block : memory_) std::free(block);
   memory_.clear();
   last_memory_ = nullptr;
 }
@@ -149,21 +148,21 @@ void DirectHost::Violate(const std::string& text) {
 }
 
 void* DirectHost::Allocate(size_t size) {
-  if (size != sizeof(Context)) Violate("audio_hal_calloc: wrong size");
+  if (size != sizeof(Context)) {
+    Violate("audio_hal_calloc: wrong size");
+    return nullptr;
+  }
   if (answer_(Call::kMemory) != 0) return nullptr;
-  last_memory_ = std::calloc(1, size);
-  memory_.insert(last_memory_);
+  auto context = std::make_unique<Context>();
+  last_memory_ = context.get();
+  memory_.emplace(last_memory_, std::move(context));
   return last_memory_;
 }
 
 void DirectHost::Free(void* memory) {
   if (memory == nullptr) return;
-  if (memory_.erase(memory) == 0) {
-    Violate("audio_hal_free: not this host's memory, or not any more");
-    return;
-  }
-  if (memory == last_memory_) std::memcpy(&last_context_, memory, sizeof(last_context_));
-  std::free(memory);
+  if (memory == last_memory_) last_context_ = last_context();
+  if (memory_.erase(memory) == 0) Violate("audio_hal_free: not this host's memory, or no longer");
 }
 
 int DirectHost::AllocateClient(void** client, bool is_common) {

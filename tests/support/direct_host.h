@@ -5,9 +5,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -99,7 +100,7 @@ class DirectHost {
   const Answer answer_;
   std::vector<unsigned char> device_;
   void* handle_ = nullptr;
-  std::set<void*> memory_;
+  std::map<void*, std::unique_ptr<Context>> memory_;
   void* last_memory_ = nullptr;
   Context last_context_{};
 

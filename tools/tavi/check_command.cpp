@@ -1,11 +1,7 @@
 // tavi check: says what the module will make of a configuration, before anything is flashed.
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -15,6 +11,8 @@
 #include "commands.h"
 #include "config_source.h"
 #include "excerpt.h"
+#include "finding_json.h"
+#include "terminal.h"
 #include "wording.h"
 
 namespace brelmo::tavi::tools {
@@ -22,13 +20,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr const char* kBold = "\033[1m";
-constexpr const char* kRed = "\033[1;31m";
-constexpr const char* kYellow = "\033[1;33m";
-constexpr const char* kCyan = "\033[1;36m";
-constexpr const char* kGreen = "\033[1;32m";
-constexpr const char* kReset = "\033[0m";
 
 constexpr const char* kIndent = "    ";
 constexpr size_t kExcerptWidth = 90;
@@ -40,22 +31,16 @@ struct Command {
   double max_gain_db = CheckOptions().max_gain_db;
 };
 
-size_t CountOf(const CheckResult& result, Severity severity) {
-  return static_cast<size_t>(
-      std::count_if(result.findings.begin(), result.findings.end(),
-                    [severity](const Finding& finding) { return finding.severity == severity; }));
-}
-
 const char* ColourOf(Severity severity) {
   switch (severity) {
     case Severity::kNote:
-      return kCyan;
+      return colour::kCyan;
     case Severity::kWarning:
-      return kYellow;
+      return colour::kYellow;
     case Severity::kError:
       break;
   }
-  return kRed;
+  return colour::kRed;
 }
 
 class TextOutput {
@@ -68,9 +53,9 @@ class TextOutput {
     if (finding.column > 0) {
       place += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
     }
-    Write(kBold, place + ": ");
+    Write(colour::kBold, place + ": ");
     Write(ColourOf(finding.severity), std::string(SeverityName(finding.severity)) + ": ");
-    Write(kBold, finding.message);
+    Write(colour::kBold, finding.message);
     Write("", " [" + finding.name + "]\n");
     Write("", kIndent + finding.consequence + "\n");
     if (finding.column > 0) PutExcerpt(finding);
@@ -85,11 +70,13 @@ class TextOutput {
     Write("", Printable(config_name) + ": looked at " + cases + ", " +
                   Count(result.postures.size(), "posture") + " and " +
                   Count(result.file_count, "data file") + "\n");
-    const size_t errors = CountOf(result, Severity::kError);
-    const size_t warnings = CountOf(result, Severity::kWarning);
-    const char* colour = errors > 0 ? kRed : warnings > 0 ? kYellow : kGreen;
+    const size_t errors = CountOf(result.findings, Severity::kError);
+    const size_t warnings = CountOf(result.findings, Severity::kWarning);
+    const char* colour = errors > 0     ? colour::kRed
+                         : warnings > 0 ? colour::kYellow
+                                        : colour::kGreen;
     Write(colour, Count(errors, "error") + ", " + Count(warnings, "warning") + ", " +
-                      Count(CountOf(result, Severity::kNote), "note"));
+                      Count(CountOf(result.findings, Severity::kNote), "note"));
     Write("", "\n");
   }
 
@@ -100,36 +87,19 @@ class TextOutput {
     const size_t offset = finding.offset.value_or(finding.column - 1);
     const Excerpt excerpt = MakeExcerpt(line, offset, finding.length, kExcerptWidth);
     Write("", kIndent + excerpt.text + "\n" + kIndent);
-    Write(kGreen, excerpt.marker);
+    Write(colour::kGreen, excerpt.marker);
     Write("", "\n");
   }
 
-  void Write(const std::string& colour, const std::string& text) const {
-    if (is_colour_ && !colour.empty()) {
-      std::printf("%s%s%s", colour.c_str(), text.c_str(), kReset);
-    } else {
-      std::printf("%s", text.c_str());
-    }
-  }
+  void Write(const char* colour, const std::string& text) const { Print(is_colour_, colour, text); }
 
   const std::string& config_text_;
   const bool is_colour_;
 };
 
-Json ToJson(const Finding& finding) {
-  Json object = {{"name", finding.name}, {"severity", SeverityName(finding.severity)}};
-  object["case"] = finding.case_number ? Json(*finding.case_number) : Json();
-  object["column"] = finding.column > 0 ? Json(finding.column) : Json();
-  object["file"] = finding.file;
-  object["line"] = finding.column > 0 ? Json(finding.line) : Json();
-  object["message"] = finding.message;
-  object["consequence"] = finding.consequence;
-  return object;
-}
-
 void PutJson(const CheckResult& result) {
   Json findings = Json::array();
-  for (const Finding& finding : result.findings) findings.push_back(ToJson(finding));
+  for (const Finding& finding : result.findings) findings.push_back(FindingToJson(finding));
   // A file name may hold any bytes.
   std::printf("%s\n", findings.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
@@ -146,13 +116,13 @@ int Check(const Command& command) {
   if (command.format == "json") {
     PutJson(result);
   } else {
-    const bool is_colour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+    const bool is_colour = IsColourWanted();
     const TextOutput output(text, is_colour);
     for (const Finding& finding : result.findings) output.Put(finding);
     output.PutSummary(options.config_name, result);
   }
-  const bool is_broken = CountOf(result, Severity::kError) > 0 ||
-                         (command.is_strict && CountOf(result, Severity::kWarning) > 0);
+  const bool is_broken = CountOf(result.findings, Severity::kError) > 0 ||
+                         (command.is_strict && CountOf(result.findings, Severity::kWarning) > 0);
   return is_broken ? kExitBroken : kExitAsExpected;
 }
 

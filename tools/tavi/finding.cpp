@@ -1,5 +1,7 @@
 #include "finding.h"
 
+#include <algorithm>
+
 namespace brelmo::tavi::tools {
 
 const char* SeverityName(Severity severity) {
@@ -23,6 +25,12 @@ Finding MakeFinding(const std::string& name, Severity severity, std::optional<si
   finding.message = message;
   finding.consequence = consequence;
   return finding;
+}
+
+size_t CountOf(const std::vector<Finding>& findings, Severity severity) {
+  return static_cast<size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
 }  // namespace brelmo::tavi::tools

@@ -36,4 +36,7 @@ struct Finding {
 Finding MakeFinding(const std::string& name, Severity severity, std::optional<size_t> case_number,
                     const std::string& message, const std::string& consequence);
 
+// How many of `findings` are that severe.
+size_t CountOf(const std::vector<Finding>& findings, Severity severity);
+
 }  // namespace brelmo::tavi::tools

@@ -16,6 +16,7 @@
 
 #include "dsp_message.h"
 #include "excerpt.h"
+#include "finding_json.h"
 #include "frequency_response.h"
 #include "log_capture.h"
 #include "telephony_speaker_compensation.h"
@@ -79,7 +80,7 @@ class CallWithOneCase : private TelephonySpeakerCompensation {
   // The messages of each write.
   static std::vector<simulator::DspMessages> Begin(const std::vector<CompensationData>& outputs) {
     std::vector<simulator::DspMessages> writes;
-    CallWithOneCase(writes, outputs);
+    const CallWithOneCase call(writes, outputs);
     return writes;
   }
 
@@ -287,16 +288,9 @@ Json ExcerptToJson(const Finding& finding, const std::string& text) {
 Json FindingsToJson(const std::vector<Finding>& findings, const std::string& text) {
   Json array = Json::array();
   for (const Finding& finding : findings) {
-    const bool has_place = finding.column > 0;
-    array.push_back({{"name", finding.name},
-                     {"severity", SeverityName(finding.severity)},
-                     {"case", OptionalNumber(finding.case_number)},
-                     {"file", finding.file},
-                     {"line", has_place ? Json(finding.line) : Json()},
-                     {"column", has_place ? Json(finding.column) : Json()},
-                     {"message", finding.message},
-                     {"consequence", finding.consequence},
-                     {"excerpt", ExcerptToJson(finding, text)}});
+    Json object = FindingToJson(finding);
+    object["excerpt"] = ExcerptToJson(finding, text);
+    array.push_back(object);
   }
   return array;
 }
@@ -304,9 +298,7 @@ Json FindingsToJson(const std::vector<Finding>& findings, const std::string& tex
 Json CountsToJson(const std::vector<Finding>& findings) {
   Json counts = Json::object();
   for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
-    counts[SeverityName(severity)] =
-        std::count_if(findings.begin(), findings.end(),
-                      [severity](const Finding& finding) { return finding.severity == severity; });
+    counts[SeverityName(severity)] = CountOf(findings, severity);
   }
   return counts;
 }

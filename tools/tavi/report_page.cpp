@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
-// Puts a file into the program, as it is when this is built. The symbols stay within the program.
+// Puts a file into the program, as it is when this is built.
 // clang-format off
 #define TAVI_EMBED(symbol, file)                   \
   __asm__(".pushsection .rodata\n"                 \
@@ -15,9 +15,7 @@
           ".incbin \"" file "\"\n"                 \
           #symbol "_end:\n"                        \
           ".byte 0\n"                              \
-          ".popsection\n");                        \
-  extern "C" __attribute__((visibility("hidden"))) const char symbol[]; \
-  extern "C" __attribute__((visibility("hidden"))) const char symbol##_end[]
+          ".popsection\n")
 // clang-format on
 
 TAVI_EMBED(tavi_report_page, TAVI_REPORT_FOLDER "/page.html");
@@ -25,6 +23,21 @@ TAVI_EMBED(tavi_report_style, TAVI_REPORT_FOLDER "/report.css");
 TAVI_EMBED(tavi_report_script, TAVI_REPORT_FOLDER "/report.js");
 TAVI_EMBED(tavi_chart_script, TAVI_CHART_JS);
 TAVI_EMBED(tavi_chart_licence, TAVI_CHART_JS_LICENCE);
+
+#pragma GCC visibility push(hidden)
+extern "C" {
+extern const char tavi_report_page[];
+extern const char tavi_report_page_end[];
+extern const char tavi_report_style[];
+extern const char tavi_report_style_end[];
+extern const char tavi_report_script[];
+extern const char tavi_report_script_end[];
+extern const char tavi_chart_script[];
+extern const char tavi_chart_script_end[];
+extern const char tavi_chart_licence[];
+extern const char tavi_chart_licence_end[];
+}
+#pragma GCC visibility pop
 
 namespace brelmo::tavi::tools {
 

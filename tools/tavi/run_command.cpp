@@ -23,6 +23,7 @@
 #include "scenario.h"
 #include "scenario_runner.h"
 #include "supervisor.h"
+#include "terminal.h"
 
 namespace brelmo::tavi::tools {
 
@@ -147,10 +148,8 @@ int Run(const RunOptions& options) {
   }
 
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
-  const char* const no_color = std::getenv("NO_COLOR");  // by convention, empty is unset
-  const bool is_colour = isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
   const std::unique_ptr<RunReporter> reporter =
-      options.format == "json" ? MakeJsonReporter() : MakeTextReporter(is_colour);
+      options.format == "json" ? MakeJsonReporter() : MakeTextReporter(IsColourWanted());
   return RunSupervised(
       [&](Activity& activity) {
         try {

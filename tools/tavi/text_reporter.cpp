@@ -6,6 +6,7 @@
 
 #include "message_text.h"
 #include "run_reporter.h"
+#include "terminal.h"
 #include "wording.h"
 
 namespace brelmo::tavi::tools {
@@ -13,15 +14,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using simulator::HostEvent;
-
-constexpr const char* kPlain = "";
-constexpr const char* kBold = "\033[1m";
-constexpr const char* kDim = "\033[2m";
-constexpr const char* kRed = "\033[31m";
-constexpr const char* kGreen = "\033[32m";
-constexpr const char* kYellow = "\033[33m";
-constexpr const char* kCyan = "\033[36m";
-constexpr const char* kReset = "\033[0m";
 
 // Under the column where a step's own text begins.
 constexpr const char* kIndent = "                     ";
@@ -45,14 +37,14 @@ class TextReporter : public RunReporter {
 
   void OnFault(const std::string& step) override { Begin("", step, "fault"); }
 
-  void OnSay(const std::string& text) override { Put(kBold, "\n" + text + "\n"); }
+  void OnSay(const std::string& text) override { Put(colour::kBold, "\n" + text + "\n"); }
 
-  void OnHostCall(const std::string& call) override { Cause(kDim, "host  ", call); }
+  void OnHostCall(const std::string& call) override { Cause(colour::kDim, "host  ", call); }
 
   void OnLog(const simulator::LogLine& line) override {
-    const char* colour = kDim;
-    if (line.severity == android::base::WARNING) colour = kYellow;
-    if (line.severity >= android::base::ERROR) colour = kRed;
+    const char* colour = colour::kDim;
+    if (line.severity == android::base::WARNING) colour = colour::kYellow;
+    if (line.severity >= android::base::ERROR) colour = colour::kRed;
     std::ostringstream text;
     text << simulator::SeverityName(line.severity) << " [" << line.tag << "] "
          << Printable(line.text);
@@ -67,31 +59,31 @@ class TextReporter : public RunReporter {
     for (size_t i = 0; i < named.cases.size(); ++i) {
       text << (i == 0 ? ": case " : " or ") << named.cases[i];
     }
-    Cause(write.is_accepted() ? kCyan : kRed, "DSP   ", text.str());
+    Cause(write.is_accepted() ? colour::kCyan : colour::kRed, "DSP   ", text.str());
     for (size_t i = 0; i < write.parsed.messages.size(); ++i) {
       const std::string files = DescribeFiles(named.files[i]);
-      Cause(kCyan, "        ",
+      Cause(colour::kCyan, "        ",
             DescribeMessage(write.parsed.messages[i]) + (files.empty() ? "" : ", ") + files);
     }
   }
 
   void OnInitResult(int result, bool has_handle) override {
-    Cause(result == 0 && has_handle ? kPlain : kYellow, "",
+    Cause(result == 0 && has_handle ? colour::kPlain : colour::kYellow, "",
           "returned " + std::to_string(result) +
               (has_handle ? ", with a context" : ", without a context"));
   }
 
   void OnNotDelivered(const std::string& reason) override {
-    Cause(kYellow, "", "not delivered: " + reason);
+    Cause(colour::kYellow, "", "not delivered: " + reason);
   }
 
   void OnDump(const std::string& text) override {
     Begin("control", "dump", "");
     std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) Cause(kPlain, "", Printable(line));
+    for (std::string line; std::getline(lines, line);) Cause(colour::kPlain, "", Printable(line));
   }
 
-  void OnViolation(const std::string& text) override { Cause(kRed, "BROKEN  ", text); }
+  void OnViolation(const std::string& text) override { Cause(colour::kRed, "BROKEN  ", text); }
 
   void OnEnd(const RunTotals& totals) override {
     std::ostringstream text;
@@ -99,11 +91,11 @@ class TextReporter : public RunReporter {
          << Count(totals.events, "event") << ", " << Count(totals.writes, "write") << " to the DSP";
     if (totals.refused_writes > 0) text << " (" << totals.refused_writes << " refused)";
     text << ", " << Count(totals.expectations, "expectation") << ": ";
-    Put(kPlain, text.str());
+    Put(colour::kPlain, text.str());
     if (totals.failures == 0) {
-      Put(kGreen, "all as expected\n");
+      Put(colour::kGreen, "all as expected\n");
     } else {
-      Put(kRed, Count(totals.failures, "failure") + "\n");
+      Put(colour::kRed, Count(totals.failures, "failure") + "\n");
     }
   }
 
@@ -112,23 +104,19 @@ class TextReporter : public RunReporter {
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
     char head[64];
     std::snprintf(head, sizeof(head), "%8.3f s  %-8s  ", time.count(), thread.c_str());
-    Put(kDim, head);
-    Put(kBold, what);
-    if (!note.empty()) Put(kDim, "  (" + note + ")");
-    Put(kPlain, "\n");
+    Put(colour::kDim, head);
+    Put(colour::kBold, what);
+    if (!note.empty()) Put(colour::kDim, "  (" + note + ")");
+    Put(colour::kPlain, "\n");
   }
 
   void Cause(const char* colour, const std::string& label, const std::string& text) {
     Put(colour, kIndent + label + text);
-    Put(kPlain, "\n");
+    Put(colour::kPlain, "\n");
   }
 
   void Put(const char* colour, const std::string& text) {
-    if (colour_ && *colour != '\0') {
-      std::printf("%s%s%s", colour, text.c_str(), kReset);
-    } else {
-      std::printf("%s", text.c_str());
-    }
+    Print(colour_, colour, text);
     std::fflush(stdout);
   }
 

@@ -548,11 +548,10 @@
     };
   }
 
-  // The same range for both channels, so that they compare at a glance.
-  function verticalRange(quantity) {
+  function verticalRange(quantity, channels) {
     let lowest = Infinity;
     let highest = -Infinity;
-    for (const channel of CHANNELS) {
+    for (const channel of channels) {
       for (const number of drawnCases(channel)) {
         const values = responseOf(outputOf(number, channel))[quantity];
         for (let bin = 1; bin < values.length; ++bin) {
@@ -764,8 +763,10 @@
     byId('shown-note').textContent = shownNote();
     state.bin = Math.min(state.bin, Math.max(1, lastBin()));
 
-    const range = { magnitude_db: verticalRange('magnitude_db'), phase_degrees: verticalRange('phase_degrees') };
-    const cut = range.magnitude_db.isCut
+    // Magnitudes have the same range in both channels, to compare at a glance. The phase of a channel
+    // that is held back would leave nothing to see of the other one's.
+    const magnitudeRange = verticalRange('magnitude_db', CHANNELS);
+    const cut = magnitudeRange.isCut
       ? ` Bins more than ${MAGNITUDE_SPAN} dB below the highest one lie below the plot.` : '';
     byId('axis-note').hidden = !CHANNELS.some((channel) => drawnCases(channel).length > 0);
     byId('axis-note').textContent = `Frequencies at a sampling rate of ${report.rate_hz} Hz. The phase is unwrapped. Bin 0 (0 Hz) has no place on a logarithmic axis: the tables give its value, and that of the bin under the pointer (arrow keys move it).${cut}`;
@@ -778,15 +779,16 @@
       notices[channel].classList.toggle('in-place', drawn.length === 0);
       plots[channel].hidden = drawn.length === 0;
       for (const quantity of QUANTITIES) {
+        const range = quantity === 'magnitude_db' ? magnitudeRange : verticalRange(quantity, [channel]);
         const chart = charts[channel][quantity];
         chart.setActiveElements([]);
         chart.data.datasets = drawn.map((number) => dataset(number, channel, quantity));
         const { x, y } = chart.options.scales;
         x.min = frequencies.length > 1 ? frequencies[1] : 1;
         x.max = Math.max(report.rate_hz / 2, frequencies[lastBin()] || 0);
-        y.min = range[quantity].min;
-        y.max = range[quantity].max;
-        y.ticks.stepSize = range[quantity].step;
+        y.min = range.min;
+        y.max = range.max;
+        y.ticks.stepSize = range.step;
         chart.update('none');
       }
     }
@@ -838,7 +840,7 @@
       make('p', { class: 'consequence' }, visible(finding.consequence)),
       make('p', { class: 'place' }, make('code', {}, placeOf(finding))),
       finding.excerpt === null ? null
-        : make('pre', { class: 'excerpt', tabindex: '0' }, `${finding.excerpt.text}\n${finding.excerpt.marker}`))));
+        : make('pre', { class: 'excerpt' }, `${finding.excerpt.text}\n${finding.excerpt.marker}`))));
   }
 
   function outputCell(number, channel) {

@@ -1,0 +1,26 @@
+// Colours for people at a terminal.
+#pragma once
+
+#include <string>
+
+namespace brelmo::tavi::tools {
+
+namespace colour {
+
+constexpr const char* kPlain = "";
+constexpr const char* kBold = "\033[1m";
+constexpr const char* kDim = "\033[2m";
+constexpr const char* kRed = "\033[31m";
+constexpr const char* kGreen = "\033[32m";
+constexpr const char* kYellow = "\033[33m";
+constexpr const char* kCyan = "\033[36m";
+
+}  // namespace colour
+
+// Whether standard output is a terminal whose user has not asked for no colour (NO_COLOR).
+bool IsColourWanted();
+
+// Writes to standard output.
+void Print(bool is_colour, const char* colour, const std::string& text);
+
+}  // namespace brelmo::tavi::tools
