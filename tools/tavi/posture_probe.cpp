@@ -38,12 +38,15 @@ simulator::LogCapture Silence() {
 }  // namespace
 
 std::vector<Posture> AllPostures() {
+  constexpr int kAngles = HingeAngleIndex::kMaxAngle - HingeAngleIndex::kMinAngle + 1;
+  const auto& rotations = ScreenRotationIndex::kSupportedRotations;
   std::vector<Posture> postures;
-  for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
+  postures.reserve((1 + kAngles) * rotations.size());
+  for (const int rotation : rotations) {
     postures.push_back({std::nullopt, rotation});
   }
   for (int angle = HingeAngleIndex::kMinAngle; angle <= HingeAngleIndex::kMaxAngle; ++angle) {
-    for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
+    for (const int rotation : rotations) {
       postures.push_back({angle, rotation});
     }
   }
