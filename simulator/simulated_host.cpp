@@ -135,13 +135,15 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_initializing_ = true;
     was_hinge_angle_refused_ = false;
-    handle_ = nullptr;
+    handle_ = is_handle_preset_ ? MakeBlock(kContextSize) : nullptr;
   }
+  void* const preset = handle_;
+  hal_audio_device* const device = is_device_hidden_ ? nullptr : device_;
   const auto result = std::make_shared<int>(0);
   InitResult init;
   init.timed_out = !control_thread_.Run(
-      [this, config, result] {
-        *result = module_.descriptor().init(device_, nullptr, nullptr, config, &handle_);
+      [this, device, config, result] {
+        *result = module_.descriptor().init(device, nullptr, nullptr, config, &handle_);
       },
       Timeout());
   if (init.timed_out) return init;
@@ -150,9 +152,12 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
     is_initializing_ = false;
   }
   init.result = *result;
+  init.left_handle_alone = handle_ == preset;
+  if (preset != nullptr && init.left_handle_alone) handle_ = nullptr;
   init.has_handle = handle_ != nullptr;
   CheckAfterInit(init);
-  refuse_memory_ = false;
+  refuse_memory_ = is_handle_preset_ = false;
+  is_device_hidden_ = false;
   common_client_code_ = usecase_client_code_ = hinge_angle_code_ = 0;
   return init;
 }
@@ -208,10 +213,12 @@ std::function<void()> SimulatedHost::MakeDelivery(const HostEvent& event) {
     case HostEvent::Source::kCommon: {
       const bool is_wanted = common_client_ && common_client_->events.count(event.number) != 0;
       if (to.common_handler == nullptr || !(is_wanted || event.is_raw)) return {};
-      return [event, to] {
+      return [this, event, to] {
         current_event = &event;
         const auto payload = event.value ? std::make_unique<int32_t>(*event.value) : nullptr;
+        observer_.OnEventBegin(event);
         to.common_handler(event.number, payload.get(), to.common_cookie);
+        observer_.OnEventEnd(event);
         current_event = nullptr;
       };
     }
@@ -219,10 +226,12 @@ std::function<void()> SimulatedHost::MakeDelivery(const HostEvent& event) {
       const bool is_wanted = usecase_client_ && usecase_client_->events.count(event.number) != 0 &&
                              event.value && usecase_client_->usecases.count(*event.value) != 0;
       if (to.usecase_handler == nullptr || !(is_wanted || event.is_raw)) return {};
-      return [event, to] {
+      return [this, event, to] {
         current_event = &event;
         const auto record = MakeUsecase(event.value);
+        observer_.OnEventBegin(event);
         to.usecase_handler(event.number, record.get(), nullptr, to.usecase_cookie);
+        observer_.OnEventEnd(event);
         current_event = nullptr;
       };
     }
@@ -234,7 +243,9 @@ std::function<void()> SimulatedHost::MakeDelivery(const HostEvent& event) {
   }
   return [this, event, to] {
     current_event = &event;
+    observer_.OnEventBegin(event);
     const int result = to.hinge_angle_callback(event.value.value_or(0), to.hinge_angle_cookie);
+    observer_.OnEventEnd(event);
     current_event = nullptr;
     if (result != 0) {
       Violate("the hinge-angle callback returned " + std::to_string(result) + ", not 0");
@@ -321,7 +332,7 @@ bool SimulatedHost::IsMissing(const void* argument, const char* function, const 
 SimulatedHost* SimulatedHost::Find(hal_audio_device* device, const char* function) {
   const std::lock_guard<std::mutex> lock(hosts_mutex);
   for (SimulatedHost* const host : hosts) {
-    if (host->device_ == device) return host;
+    if (host->device_ == device || (device == nullptr && host->is_device_hidden_)) return host;
   }
   if (!hosts.empty()) {
     hosts.back()->Violate(std::string(function) + ": " + ToText(device) + " is not the device");
@@ -342,17 +353,24 @@ void* SimulatedHost::Allocate(size_t size) {
     ReportCall(call + " = null");
     return nullptr;
   }
+  ReportCall(call);
+  return MakeBlock(size);
+}
+
+void* SimulatedHost::MakeBlock(size_t size) {
   auto memory = std::make_unique<unsigned char[]>(size);
   void* const block = memory.get();
   memory_.emplace(block, std::move(memory));
   freed_memory_.erase(block);
-  ReportCall(call);
   return block;
 }
 
 void SimulatedHost::Free(void* memory) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  ReportCall(std::string("audio_hal_free(") + (memory == nullptr ? "null" : "context") + ")");
+  const char* const name = memory == nullptr                       ? "null"
+                           : is_initializing_ && memory == handle_ ? "what the handle held"
+                                                                   : "context";
+  ReportCall(std::string("audio_hal_free(") + name + ")");
   if (memory == nullptr) return;
   if (memory_.erase(memory) == 0) {
     Violate(freed_memory_.count(memory) != 0

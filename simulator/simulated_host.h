@@ -56,6 +56,10 @@ class HostObserver {
   HostObserver& operator=(const HostObserver&) = delete;
   virtual ~HostObserver() = default;
 
+  // Right before and after the module gets an event, on the event's thread, with errno as the
+  // module finds and leaves it.
+  virtual void OnEventBegin(const HostEvent& /*event*/) {}
+  virtual void OnEventEnd(const HostEvent& /*event*/) {}
   // The module called a host function; the text has the arguments and the result.
   virtual void OnHostCall(const std::string& /*call*/) {}
   virtual void OnWrite(const DspWrite& /*write*/) {}
@@ -77,6 +81,7 @@ class SimulatedHost {
     bool timed_out = false;
     int result = 0;
     bool has_handle = false;
+    bool left_handle_alone = false;  // see PresetHandle
   };
 
   // Both are borrowed.
@@ -94,6 +99,11 @@ class SimulatedHost {
   void RefuseCommonClient(int code) { common_client_code_ = code; }
   void RefuseUsecaseClient(int code) { usecase_client_code_ = code; }
   void RefuseHingeAngle(int code) { hinge_angle_code_ = code; }
+  // The handle of the next init holds a block of the host's memory; what an init that hands out
+  // nothing leaves of it is not kept.
+  void PresetHandle() { is_handle_preset_ = true; }
+  // The next init gets no device.
+  void HideDevice() { is_device_hidden_ = true; }
   // Publishes the tuning entry, or not. Only while no event is being delivered.
   void SetTuningEntry(bool present);
   // How long the module may take with a call, beyond the time that the DSP is told to take.
@@ -140,7 +150,8 @@ class SimulatedHost {
   int DeregisterHingeAngle(int client_id);
   int RegisterProximity();
   int DeregisterProximity();
-  // Looks the host of a device up; a device that is none is a violation at the host made last.
+  // Looks the host of a device up, no device being that of an init that got none; a device that is
+  // no host's is a violation at the host made last.
   static SimulatedHost* Find(hal_audio_device* device, const char* function);
 
  private:
@@ -156,6 +167,8 @@ class SimulatedHost {
   int Tune(const void* data, int64_t size);
 
   std::chrono::milliseconds Timeout() const;
+  // A block of zeros that the host takes back. Entered with mutex_ held.
+  void* MakeBlock(size_t size);
   EventThread& Thread(HostEvent::Source source);
   // The task that delivers the event; empty when the module is not to get it.
   std::function<void()> MakeDelivery(const HostEvent& event);
@@ -174,6 +187,8 @@ class SimulatedHost {
   std::chrono::milliseconds patience_{10000};
 
   bool refuse_memory_ = false;
+  bool is_handle_preset_ = false;
+  std::atomic<bool> is_device_hidden_ = false;
   int common_client_code_ = 0;
   int usecase_client_code_ = 0;
   int hinge_angle_code_ = 0;
