@@ -269,6 +269,7 @@ void InitModule(benchmark::State& state) {
 
 void InitBare(benchmark::State& state) {
   std::vector<std::string> paths;
+  paths.reserve(2 * state.range(0));
   for (int file = 0; file < 2 * state.range(0); ++file) {
     paths.push_back(DataFilePath(file));
   }

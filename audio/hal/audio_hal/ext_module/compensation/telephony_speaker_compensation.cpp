@@ -431,12 +431,13 @@ void TelephonySpeakerCompensation::BuildRequestedTuningParameters(TuningParamete
 
 bool TelephonySpeakerCompensation::IsMatched(const CaseKeys& case_keys,
                                              const TuningParameters& parameters) const {
+  // Plain loops over lists of a few numbers each: with hundreds of cases, an event spends its time
+  // here.
   const auto is_satisfied = [&parameters](const CaseKey& key) {
     for (const TuningParameter& parameter : parameters) {
-      if (parameter.HasNameOf(key) &&
-          std::find(key.supported_indices.begin(), key.supported_indices.end(), parameter.index) !=
-              key.supported_indices.end()) {
-        return true;
+      if (!parameter.HasNameOf(key)) continue;
+      for (const int index : key.supported_indices) {
+        if (index == parameter.index) return true;
       }
     }
     return false;

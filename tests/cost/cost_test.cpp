@@ -1,0 +1,80 @@
+// What the module costs in memory. Times are ./bench's business.
+#include <elf.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <android-base/logging.h>
+#include <gtest/gtest.h>
+
+#include "bare_host.h"
+#include "bench_device.h"
+#include "memory_count.h"
+#include "telephony_speaker_compensation.h"
+
+namespace brelmo::tavi::test {
+
+namespace {
+
+using audio::compensation::TelephonySpeakerCompensation;
+using benchmarks::Case;
+using benchmarks::Init;
+using benchmarks::TheHost;
+
+class CostTest : public testing::Test {
+ private:
+  const android::base::ScopedLogSeverity severity_{android::base::FATAL};
+};
+
+long AllocationsOf(const std::function<void()>& events) {
+  const long before = MemoryCount::Allocations();
+  events();
+  return MemoryCount::Allocations() - before;
+}
+
+TEST_F(CostTest, AllocatesForWhatIsSentOnly) {
+  Init(Case("0,90", "0,90,180,270", 0) + Case("91,180", "0,90,180,270", 2));
+  TheHost().HingeAngle(30);
+  // The status is small; the responses of a case are one block.
+  EXPECT_EQ(AllocationsOf([] { TheHost().StartCall(); }), 1);
+  EXPECT_EQ(AllocationsOf([] { TheHost().HingeAngle(120); }), 1);
+  EXPECT_EQ(AllocationsOf([] {
+              for (const int angle : {121, 122, 122, 200, -1}) TheHost().HingeAngle(angle);
+              for (const int rotation : {90, 0, 45, 45}) TheHost().Rotation(rotation);
+            }),
+            0);
+  EXPECT_EQ(AllocationsOf([] { TheHost().StopCall(); }), 0);
+  EXPECT_EQ(AllocationsOf([] { TheHost().HingeAngle(30); }), 0);
+}
+
+TEST_F(CostTest, HoldsLittleBesidesTheResponsesOfACase) {
+  const auto bytes_of = [](int cases) {
+    std::string text;
+    for (int i = 0; i < cases; ++i) text += Case("0," + std::to_string(1 + i % 180), "0,90", 0);
+    const MemoryCount before = MemoryCount::Take();
+    const TelephonySpeakerCompensation engine(nullptr,
+                                              TelephonySpeakerCompensation::GetConfig(text));
+    EXPECT_EQ(engine.cases().size(), static_cast<size_t>(cases));
+    return (MemoryCount::Take() - before).bytes;
+  };
+  // The table doubles as it grows, so a case may take twice its entry.
+  constexpr long kResponses = 2L * 2 * benchmarks::kBins * sizeof(float);
+  EXPECT_LE((bytes_of(200) - bytes_of(100)) / 100, kResponses + 700);
+}
+
+TEST_F(CostTest, IsASmallLibrary) {
+  if (std::string(TAVI_BUILD_TYPE) != "Release") GTEST_SKIP() << "for release builds";
+  const std::filesystem::path stripped = testing::TempDir() + "/stripped-" + std::to_string(rand());
+  const std::string command =
+      std::string(TAVI_STRIP) + " -s -o " + stripped.string() + " " TAVI_MODULE_FILE;
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_LE(std::filesystem::file_size(stripped), 100U * 1024U);
+  std::filesystem::remove(stripped);
+}
+
+}  // namespace
+
+}  // namespace brelmo::tavi::test

@@ -1,0 +1,68 @@
+#include "memory_count.h"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <new>
+
+namespace brelmo::tavi::test {
+
+namespace {
+
+std::atomic<long> live_blocks = 0;
+std::atomic<long> live_bytes = 0;
+std::atomic<long> allocations = 0;
+
+// The size stands in front of each block; a block keeps the alignment that malloc gives.
+constexpr size_t kHeader = alignof(std::max_align_t);
+
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): this is what stands beneath new and delete.
+void* Allocate(size_t size) {
+  void* const memory = std::malloc(kHeader + size);
+  if (memory == nullptr) std::abort();
+  *static_cast<size_t*>(memory) = size;
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  live_blocks.fetch_add(1, std::memory_order_relaxed);
+  live_bytes.fetch_add(static_cast<long>(size), std::memory_order_relaxed);
+  return static_cast<char*>(memory) + kHeader;
+}
+
+void Free(void* block) {
+  if (block == nullptr) return;
+  void* const memory = static_cast<char*>(block) - kHeader;
+  live_blocks.fetch_sub(1, std::memory_order_relaxed);
+  live_bytes.fetch_sub(static_cast<long>(*static_cast<size_t*>(memory)), std::memory_order_relaxed);
+  std::free(memory);
+}
+// NOLINTEND(cppcoreguidelines-no-malloc)
+
+}  // namespace
+
+MemoryCount MemoryCount::Take() { return {live_blocks.load(), live_bytes.load()}; }
+
+long MemoryCount::Allocations() { return allocations.load(); }
+
+size_t HeapBytes() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+size_t ResidentBytes() {
+  std::ifstream stream("/proc/self/statm");
+  size_t pages = 0;
+  stream >> pages >> pages;
+  return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+}  // namespace brelmo::tavi::test
+
+// In the place of the C++ library's; the dynamic linker gives them to the module as well.
+void* operator new(size_t size) { return brelmo::tavi::test::Allocate(size); }
+void* operator new[](size_t size) { return brelmo::tavi::test::Allocate(size); }
+void operator delete(void* block) noexcept { brelmo::tavi::test::Free(block); }
+void operator delete[](void* block) noexcept { brelmo::tavi::test::Free(block); }
+void operator delete(void* block, size_t /*size*/) noexcept { brelmo::tavi::test::Free(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { brelmo::tavi::test::Free(block); }
