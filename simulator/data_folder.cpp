@@ -1,10 +1,10 @@
 #include "data_folder.h"
 
 #include <cstdarg>
-#include <cstring>
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <forward_list>
 #include <string_view>
 
@@ -45,12 +45,11 @@ bool ClimbsOut(std::string_view path) {
 
 int Open(const char* path, int flags, mode_t mode) {
   const std::string* const folder = current_folder.load(std::memory_order_acquire);
-  const size_t prefix_length = std::strlen(DataFolder::kDevicePath);
-  if (folder != nullptr && path != nullptr &&
-      std::strncmp(path, DataFolder::kDevicePath, prefix_length) == 0 &&
-      !ClimbsOut(path + prefix_length)) {
-    const std::string redirected = *folder + (path + prefix_length);
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, redirected.c_str(), flags, mode));
+  if (folder != nullptr && path != nullptr) {
+    if (const auto name = DataFolder::NameInFolder(path)) {
+      const std::string redirected = *folder + *name;
+      return static_cast<int>(syscall(SYS_openat, AT_FDCWD, redirected.c_str(), flags, mode));
+    }
   }
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
@@ -69,6 +68,17 @@ DataFolder::DataFolder(const std::string& folder) {
 }
 
 DataFolder::~DataFolder() { current_folder.store(nullptr, std::memory_order_release); }
+
+std::optional<std::string> DataFolder::NameInFolder(std::string_view path) {
+  const std::string_view folder = kDevicePath;
+  if (path.substr(0, folder.size()) != folder) return std::nullopt;
+  const std::string_view name = path.substr(folder.size());
+  if (!ClimbsOut(name)) return std::string(name);
+  // It may come back in.
+  const std::string normal = std::filesystem::path(path).lexically_normal().string();
+  if (normal.compare(0, folder.size(), folder) != 0) return std::nullopt;
+  return normal.substr(folder.size());
+}
 
 }  // namespace brelmo::tavi::simulator
 

@@ -6,14 +6,14 @@
 // writes nothing.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace brelmo::tavi::simulator {
 
 // While one lives, opens of "/vendor/etc/NAME" anywhere in the process open FOLDER/NAME instead,
-// with the caller's flags. A name that climbs out of the data folder with ".." is not redirected,
-// as it is not in that folder on a device either. At most one may live at a time; any thread may
-// open.
+// with the caller's flags. At most one may live at a time; any thread may open.
 class DataFolder {
  public:
   static constexpr const char* kDevicePath = "/vendor/etc/";
@@ -22,6 +22,10 @@ class DataFolder {
   DataFolder(const DataFolder&) = delete;
   DataFolder& operator=(const DataFolder&) = delete;
   ~DataFolder();
+
+  // The NAME of a path. None when it is not in the data folder, as one that climbs out of it with
+  // ".." is not on a device either.
+  static std::optional<std::string> NameInFolder(std::string_view path);
 };
 
 }  // namespace brelmo::tavi::simulator

@@ -29,9 +29,7 @@ std::string ShellQuote(const std::string& text) {
   return quoted + "'";
 }
 
-Outcome Check(const std::string& arguments, const std::string& folder = ".") {
-  const std::string command = "cd " + ShellQuote(folder) + " && " + ShellQuote(TAVI_COMMAND_FILE) +
-                              " check " + arguments + " 2>/dev/null";
+Outcome RunCommand(const std::string& command) {
   Outcome outcome;
   std::FILE* const pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return outcome;
@@ -42,6 +40,11 @@ Outcome Check(const std::string& arguments, const std::string& folder = ".") {
   const int status = pclose(pipe);
   if (WIFEXITED(status)) outcome.exit_code = WEXITSTATUS(status);
   return outcome;
+}
+
+Outcome Check(const std::string& arguments, const std::string& folder = ".") {
+  return RunCommand("cd " + ShellQuote(folder) + " && " + ShellQuote(TAVI_COMMAND_FILE) +
+                    " check " + arguments + " 2>/dev/null");
 }
 
 std::string FileContent(const std::string& path) {
@@ -88,7 +91,8 @@ TEST_F(CheckCommandTest, ExitCodes) {
   for (const char* const arguments :
        {"", "--config absent.conf", "--config-text a --config b", "--config-text a --data-root x",
         "--config-text a --format xml", "--config-text a --max-gain loud",
-        "--config-text a --max-gain nan"}) {
+        "--config-text a --max-gain nan", "--config-text a --max-gain 1001",
+        "--config-text a >/dev/full", "--config-text a --format json >/dev/full"}) {
     const Outcome outcome = Check(arguments, files_.path());
     EXPECT_EQ(outcome.exit_code, 2) << arguments;
     EXPECT_THAT(outcome.output, IsEmpty()) << arguments;
@@ -99,6 +103,20 @@ TEST_F(CheckCommandTest, ACleanRunHasTwoLines) {
   EXPECT_EQ(CheckFile("good.txt", "").output,
             "configuration: looked at 1 case, 728 postures and 1 data file\n"
             "0 errors, 0 warnings, 0 notes\n");
+}
+
+TEST_F(CheckCommandTest, NamesThatLeaveTheDataFolder) {
+  EXPECT_EQ(CheckFile("../etc/good.txt", "").exit_code, 0);
+  EXPECT_EQ(CheckFile("x/../../etc/./good.txt", "").exit_code, 0);
+  files_.Write("good.txt", "1,0\n");
+  EXPECT_THAT(CheckFile("../good.txt", "").output, HasSubstr("no file /vendor/etc/../good.txt"));
+}
+
+TEST_F(CheckCommandTest, LinesFitTheTerminal) {
+  const std::string text(200, 'x');
+  const Outcome outcome = RunCommand("script -qc \"stty cols 50; " + ShellQuote(TAVI_COMMAND_FILE) +
+                                     " check --config-text '" + text + "|a:b'\" /dev/null");
+  EXPECT_THAT(outcome.output, HasSubstr("    " + std::string(44, 'x') + "…\r\n"));
 }
 
 TEST_F(CheckCommandTest, LinesOfAWindowsFile) {

@@ -99,6 +99,12 @@ class CommandTest(unittest.TestCase):
         text = config.read_bytes()
         self.report("-o", config, config=config, exit_code=2)
         self.assertEqual(config.read_bytes(), text)
+        data = self.folder / "data.txt"
+        data.write_text("1,0\n")
+        text = "HingeAngle:0,90|LeftChannel:data.txt|RightChannel:data.txt"
+        command = [TAVI, "report", "--config-text", text, "--data-root", self.folder, "-o", data]
+        done = subprocess.run(command, capture_output=True, check=False)
+        self.assertEqual((done.returncode, data.read_text()), (2, "1,0\n"), done.stderr)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 // tavi check: says what the module will make of a configuration, before anything is flashed.
-#include <cmath>
 #include <cstdio>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -22,7 +22,9 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kIndent = "    ";
-constexpr size_t kExcerptWidth = 90;
+// What an excerpt takes at most beside its text: the indent and an ellipsis at each end.
+constexpr size_t kExcerptMargin = 6;
+constexpr size_t kExcerptWidth = 90;  // of what is not for a terminal
 
 struct Command {
   ConfigSource config;
@@ -85,7 +87,12 @@ class TextOutput {
     const std::string& line = finding.offset ? config_text_ : finding.data_line;
     if (line.empty()) return;
     const size_t offset = finding.offset.value_or(finding.column - 1);
-    const Excerpt excerpt = MakeExcerpt(line, offset, finding.length, kExcerptWidth);
+    constexpr size_t kLeast = 20;
+    const size_t columns = TerminalColumns();
+    const size_t width =
+        columns == 0 ? kExcerptWidth : std::max(columns, kExcerptMargin + kLeast) - kExcerptMargin;
+    const Excerpt excerpt =
+        MakeExcerpt(line, offset, finding.length, std::min(width, kExcerptWidth));
     Write("", kIndent + excerpt.text + "\n" + kIndent);
     Write(colour::kGreen, excerpt.marker);
     Write("", "\n");
@@ -105,7 +112,6 @@ void PutJson(const CheckResult& result) {
 }
 
 int Check(const Command& command) {
-  if (!std::isfinite(command.max_gain_db)) throw InputError("--max-gain: not a finite number");
   const std::string text = command.config.Text();
   const auto data_folder = command.config.UseDataFolder();
   CheckOptions options;
@@ -137,10 +143,7 @@ void AddCheckCommand(CLI::App& program, int& exit_code) {
   subcommand->add_option("--format", command->format, "text, or json: one array of findings")
       ->check(CLI::IsMember({"text", "json"}))
       ->type_name("FORMAT");
-  subcommand
-      ->add_option("--max-gain", command->max_gain_db,
-                   "Bins above this many dB are warned of; default: 12")
-      ->type_name("DB");
+  AddMaxGainOption(*subcommand, command->max_gain_db);
   subcommand->footer(
       "Exit code: 0 no error was found, 1 errors (with --strict, also warnings), 2 bad usage or "
       "input.");

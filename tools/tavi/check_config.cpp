@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <map>
 #include <numeric>
 #include <set>
@@ -219,7 +218,7 @@ class ConfigCheck {
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     for (auto& [at, finding] : placed_) result.findings.push_back(std::move(finding));
     if (config_.cases.empty()) return result;
-    for (Finding& finding : FindOddPostures(in_force(), result.postures)) {
+    for (Finding& finding : FindOddPostures(engine_->cases(), result.postures)) {
       finding.file = options_.config_name;
       if (finding.case_number) Place(finding, TextOf(*finding.case_number).span);
       result.findings.push_back(std::move(finding));
@@ -272,13 +271,15 @@ class ConfigCheck {
 
   void CheckRepeatedNames(size_t number) {
     const CaseConfig& read = config_.cases[number];
-    std::set<std::string_view> seen;
+    std::map<std::string_view, size_t> seen;
     for (const Item& item : TextOf(number).items) {
-      if (!item.is_pair() || seen.insert(text_.at(item.name())).second) continue;
+      if (!item.is_pair() || ++seen[text_.at(item.name())] == 1) continue;
       const std::string name(text_.at(item.name()));
       const auto& entries = read.outputs.count(name) != 0 ? read.outputs : read.conditions;
       AddAt(item.span, "repeated-name", Severity::kWarning, number,
-            QuoteAt(item.name()) + " stands twice in case " + std::to_string(number),
+            QuoteAt(item.name()) +
+                (seen[text_.at(item.name())] == 2 ? " stands twice" : " stands once more") +
+                " in case " + std::to_string(number),
             "the module keeps the first value, " + Quote(entries.at(name)) + ", and drops " +
                 QuoteAt(item.value()));
     }
@@ -512,11 +513,10 @@ class ConfigCheck {
 
   // What a person opens to see the file.
   std::string PathOf(const std::string& name) const {
-    // A name that climbs out of the data folder is the device's own, whatever the data folder.
-    const auto normal = std::filesystem::path(name).relative_path().lexically_normal();
-    const bool climbs_out = !normal.empty() && *normal.begin() == "..";
-    if (options_.data_root.empty() || climbs_out) return simulator::DataFolder::kDevicePath + name;
-    return options_.data_root + (options_.data_root.back() == '/' ? "" : "/") + name;
+    const std::string path = simulator::DataFolder::kDevicePath + name;
+    const auto in_folder = simulator::DataFolder::NameInFolder(path);
+    if (options_.data_root.empty() || !in_folder) return path;
+    return options_.data_root + (options_.data_root.back() == '/' ? "" : "/") + *in_folder;
   }
 
   // ---- Ranges ----

@@ -1,11 +1,14 @@
 #include "config_source.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include <filesystem>
 
 #include <android-base/file.h>
+
+#include "wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -17,6 +20,28 @@ std::string ReadFile(const std::string& path) {
     throw InputError(path + ": cannot be read: " + std::strerror(errno));
   }
   return content;
+}
+
+CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
+  return CLI::Validator(
+      [low, high, unit](const std::string& text) {
+        double value = 0.0;
+        const bool is_within =
+            CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
+        if (is_within) return std::string();  // which no NaN is
+        char range[80];
+        std::snprintf(range, sizeof(range), "is to be a number of %s from %.0f to %.0f",
+                      unit.c_str(), low, high);
+        return Quote(text) + " " + range;
+      },
+      "");
+}
+
+void AddMaxGainOption(CLI::App& command, double& max_gain_db) {
+  command
+      .add_option("--max-gain", max_gain_db, "Bins above this many dB are warned of; default: 12")
+      ->check(NumberWithin(-1000.0, 1000.0, "dB"))
+      ->type_name("DB");
 }
 
 void ConfigSource::AddTo(CLI::App& command, bool is_required) {
@@ -46,8 +71,17 @@ std::string ConfigSource::Text() const {
 }
 
 std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
-  if (!data_root_) return std::nullopt;
   std::error_code error;
+  if (!data_root_) {
+    if (is_given() && !std::filesystem::is_directory(simulator::DataFolder::kDevicePath, error)) {
+      std::fprintf(
+          stderr,
+          "tavi: this machine has no %s, where the module looks for data files; name their "
+          "folder with --data-root\n",
+          simulator::DataFolder::kDevicePath);
+    }
+    return std::nullopt;
+  }
   if (!std::filesystem::is_directory(*data_root_, error)) {
     throw InputError(*data_root_ + ": is no folder to take data files from");
   }

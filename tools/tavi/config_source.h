@@ -20,6 +20,11 @@ class InputError : public std::runtime_error {
 // The bytes of a file. Throws InputError.
 std::string ReadFile(const std::string& path);
 
+// For an option that takes a number from `low` to `high`, as `unit`.
+CLI::Validator NumberWithin(double low, double high, const std::string& unit);
+// The option --max-gain.
+void AddMaxGainOption(CLI::App& command, double& max_gain_db);
+
 // The options --config, --config-text and --data-root, shared by all commands that need them.
 class ConfigSource {
  public:

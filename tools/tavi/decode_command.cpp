@@ -85,9 +85,6 @@ int Decode(const DecodeOptions& options) {
       PrintText(message, cases.get());
     }
   }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw InputError("standard output: could not be written in full");
-  }
   if (parsed.damage) {
     throw InputError(options.capture + ": makes no sense from offset " +
                      std::to_string(parsed.damage->offset) + " on: " + parsed.damage->reason +

@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "config_source.h"
+#include "wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -29,6 +30,9 @@ int Main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? kExitAsExpected : kExitUsage;
   }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw InputError("standard output: could not be written in full");
+  }
   return exit_code;
 }
 
@@ -40,7 +44,7 @@ int main(int argc, char** argv) {
   try {
     return brelmo::tavi::tools::Main(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "tavi: %s\n", error.what());
+    std::fprintf(stderr, "tavi: %s\n", brelmo::tavi::tools::Printable(error.what()).c_str());
   } catch (...) {
     std::fprintf(stderr, "tavi: failed for an unknown reason\n");
   }

@@ -99,6 +99,15 @@ std::string WhyLost(const std::vector<Declaration>& declared, const std::vector<
   return why;
 }
 
+bool HaveSameConditions(const PostureProbe::CaseKeys& a, const PostureProbe::CaseKeys& b) {
+  const auto texts = [](const PostureProbe::CaseKeys& keys) {
+    std::set<std::string> found;
+    for (const auto& key : keys) found.insert(key.ToString());
+    return found;
+  };
+  return texts(a) == texts(b);
+}
+
 void CompareRange(const std::vector<Declaration>& declared, const std::vector<bool>& actual,
                   const std::vector<PostureResult>& postures, std::vector<Finding>& findings) {
   const Declaration& own = declared.back();
@@ -116,11 +125,12 @@ void CompareRange(const std::vector<Declaration>& declared, const std::vector<bo
   const std::string declares =
       "case " + std::to_string(number) + " declares " + DescribePostures(says) + " but ";
   if (is_wider) {
-    findings.push_back(MakeFinding(
-        "wider-than-declared", Severity::kWarning, number,
-        declares + "matches " + DescribePostures(matches),
-        "the module takes the case throughout an earlier range that holds one of its ends: " +
-            EndsInEarlierRanges(declared)));
+    findings.push_back(MakeFinding("wider-than-declared", Severity::kWarning, number,
+                                   declares + "matches " + DescribePostures(matches),
+                                   "the module looks a range up by its ends and matches the case "
+                                   "at every angle that belongs to "
+                                   "the range it finds: " +
+                                       EndsInEarlierRanges(declared)));
   }
   if (!lost.empty()) {
     findings.push_back(
@@ -150,8 +160,9 @@ std::vector<Finding> FindOddRanges(const std::vector<CaseConfig>& cases,
   return findings;
 }
 
-std::vector<Finding> FindOddPostures(size_t case_count,
+std::vector<Finding> FindOddPostures(const std::vector<PostureProbe::Case>& cases,
                                      const std::vector<PostureResult>& postures) {
+  const size_t case_count = cases.size();
   struct Overlap {
     std::vector<Posture> postures;
     std::set<size_t> others;  // which match there too, and are never taken there
@@ -186,9 +197,16 @@ std::vector<Finding> FindOddPostures(size_t case_count,
                  " too, at least in part, but no update takes " +
                  (overlap.others.size() == 1 ? "it" : "them") + " there";
     }
-    findings.push_back(MakeFinding(
-        "alternating-cases", Severity::kWarning, pair.second, message,
-        "the module flips between the two at every update there, each hinge reading included"));
+    std::string consequence =
+        "the module flips between the two at every update there, each change of the hinge angle "
+        "included";
+    if (HaveSameConditions(cases[pair.first].first, cases[pair.second].first)) {
+      consequence +=
+          "; as their conditions are the same in another order, a module built with another C++ "
+          "library may take the first of them for good";
+    }
+    findings.push_back(
+        MakeFinding("alternating-cases", Severity::kWarning, pair.second, message, consequence));
   }
   for (size_t number = 0; number < case_count; ++number) {
     if (is_taken[number]) continue;

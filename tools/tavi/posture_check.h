@@ -15,7 +15,9 @@ namespace brelmo::tavi::tools {
 std::vector<Finding> FindOddRanges(const std::vector<audio::compensation::CaseConfig>& cases,
                                    const std::vector<PostureResult>& postures);
 
-// Cases that alternate, cases that are never taken, postures that no case covers.
-std::vector<Finding> FindOddPostures(size_t case_count, const std::vector<PostureResult>& postures);
+// Cases that alternate, cases that are never taken, postures that no case covers. `cases` are the
+// engine's.
+std::vector<Finding> FindOddPostures(const std::vector<PostureProbe::Case>& cases,
+                                     const std::vector<PostureResult>& postures);
 
 }  // namespace brelmo::tavi::tools

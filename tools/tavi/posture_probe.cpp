@@ -16,10 +16,6 @@ using audio::compensation::CompensationConfig;
 using audio::compensation::HingeAngleIndex;
 using audio::compensation::ScreenRotationIndex;
 
-// What makes the engine's scenario active.
-constexpr uint32_t kCommonValue = 5;
-constexpr uint32_t kUsecase = 6;
-
 class AcceptingDeliverer : public audio::TunerDelivererWrapper {
  public:
   bool SendStereoSpatializerParameters(const unsigned char* /*data*/, int /*size*/,
@@ -55,7 +51,7 @@ std::vector<Posture> AllPostures() {
 
 PostureProbe::PostureProbe(const CompensationConfig& config)
     : TelephonySpeakerCompensation(std::make_unique<AcceptingDeliverer>(), config) {
-  AddActiveCommonValue(kCommonValue);
+  AddActiveCommonValue(kScenarioCommonValue);
 }
 
 PostureProbe::PostureProbe() : TelephonySpeakerCompensation(nullptr, CompensationConfig()) {}
@@ -89,11 +85,11 @@ std::vector<PostureResult> PostureProbe::Probe() {
     PostureResult result = {posture, std::nullopt, std::nullopt, MatchingCases(posture)};
     UpdateScreenRotation(posture.rotation);
     if (posture.hinge_angle) OnSensorValueChanged(*posture.hinge_angle);
-    AddActiveUsecase(kUsecase);
+    AddActiveUsecase(kScenarioUsecase);
     result.taken = CaseLastTaken();
     UpdateTuningData();
     if (const auto next = CaseLastTaken(); next != result.taken) result.alternate = next;
-    RemoveActiveUsecase(kUsecase);
+    RemoveActiveUsecase(kScenarioUsecase);
     results.push_back(std::move(result));
   }
   return results;

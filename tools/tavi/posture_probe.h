@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,10 @@
 #include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::tools {
+
+// What makes the engine's scenario active.
+constexpr uint32_t kScenarioCommonValue = 5;
+constexpr uint32_t kScenarioUsecase = 6;
 
 struct Posture {
   std::optional<int> hinge_angle;  // degrees; none before the first reading
@@ -37,6 +42,8 @@ class PostureProbe : private audio::compensation::TelephonySpeakerCompensation {
   // Reads the data files, through the data folder in force.
   explicit PostureProbe(const audio::compensation::CompensationConfig& config);
 
+  using TelephonySpeakerCompensation::Case;
+  using TelephonySpeakerCompensation::CaseKeys;
   using TelephonySpeakerCompensation::cases;
   using TelephonySpeakerCompensation::indices;
   using TelephonySpeakerCompensation::is_valid;

@@ -1,6 +1,5 @@
 // tavi report: a page, or data, that shows what a configuration comes to.
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -42,7 +41,6 @@ void Write(const std::string& path, const std::string& content) {
 }
 
 int Report(Command& command) {
-  if (!std::isfinite(command.report.rate)) throw InputError("--rate: is to be a number of Hz");
   if (command.output.empty()) {
     if (command.format == "html") {
       throw InputError("where to? Name the page with -o (- is standard output)");
@@ -59,6 +57,17 @@ int Report(Command& command) {
   const std::string text = command.config.Text();
   const auto data_folder = command.config.UseDataFolder();
   const nlohmann::ordered_json data = MakeReportData(text, command.report);
+  for (const auto& a_case : data["cases"]) {
+    for (const auto& output : a_case["outputs"]) {
+      const std::string& folder = command.report.check.data_root.empty()
+                                      ? simulator::DataFolder::kDevicePath
+                                      : command.report.check.data_root;
+      const std::string file = folder + "/" + output["file"].get<std::string>();
+      if (std::filesystem::equivalent(command.output, file, ignored)) {
+        throw InputError(command.output + ": is a data file, not to be written over");
+      }
+    }
+  }
   const std::string json = DumpReportData(data);
   Write(command.output, command.format == "html" ? MakeReportPage(json) : json + "\n");
 
@@ -93,13 +102,9 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
   subcommand
       ->add_option("--rate", command->report.rate,
                    "Sampling rate at which the DSP works, for the frequencies; default: 48000")
-      ->check(CLI::PositiveNumber)
+      ->check(NumberWithin(1.0, 1e7, "Hz"))
       ->type_name("HZ");
-  subcommand
-      ->add_option("--max-gain", command->report.check.max_gain_db,
-                   "Bins above this many dB are warned of; default: 12")
-      ->check(CLI::Range(-400.0, 1000.0))
-      ->type_name("DB");
+  AddMaxGainOption(*subcommand, command->report.check.max_gain_db);
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

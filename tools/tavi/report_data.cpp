@@ -38,10 +38,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr size_t kExcerptWidth = 90;
 
-// What makes the engine's scenario active.
-constexpr uint32_t kCommonValue = 5;
-constexpr uint32_t kUsecase = 6;
-
 struct Channel {
   const char* name;
   std::string_view output;
@@ -92,8 +88,8 @@ class CallWithOneCase : private TelephonySpeakerCompensation {
     CaseKeys keys;
     ParseRule(keys, {"0"}, ScreenRotationIndex::kName);
     AppendCase(std::move(keys), outputs);
-    AddActiveCommonValue(kCommonValue);
-    AddActiveUsecase(kUsecase);
+    AddActiveCommonValue(kScenarioCommonValue);
+    AddActiveUsecase(kScenarioUsecase);
   }
 };
 

@@ -124,6 +124,7 @@ int Play(const RunOptions& options, const std::string& config, const std::vector
   if (!runner.is_capture_complete()) {
     throw InputError(*options.capture + ": could not be written in full");
   }
+  // This is the process that wrote, and the one that began it cannot tell.
   if (std::ferror(stdout) != 0) throw InputError("standard output: could not be written in full");
   return runner.is_as_expected() ? kExitAsExpected : kExitBroken;
 }

@@ -1,6 +1,7 @@
 // Colours for people at a terminal.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace brelmo::tavi::tools {
@@ -19,6 +20,9 @@ constexpr const char* kCyan = "\033[36m";
 
 // Whether standard output is a terminal whose user has not asked for no colour (NO_COLOR).
 bool IsColourWanted();
+
+// The width of the terminal that standard output is; 0 when it is none.
+size_t TerminalColumns();
 
 // Writes to standard output.
 void Print(bool is_colour, const char* colour, const std::string& text);

@@ -11,6 +11,8 @@
   const CHANNELS = ['left', 'right'];
   const CHANNEL_TITLES = { left: 'Left channel', right: 'Right channel' };
   const QUANTITIES = ['magnitude_db', 'phase_degrees'];
+  const DSP_BINS = 257;
+  const NARROW = 12;  // pixels of a cell
   const LONG_LIST = 40;  // entries
   const MAGNITUDE_SPAN = 80;  // dB below the highest bin; a notch to nothing would flatten the rest
 
@@ -253,7 +255,11 @@
     const labels = rows.flatMap((row) => row.cells).map((cell) => cell.node.querySelector('.cell-text'));
     for (const label of labels) label.hidden = false;
     const fits = labels.map((label) => label.offsetWidth + 2 <= label.parentElement.clientWidth);
-    labels.forEach((label, i) => { label.hidden = !fits[i]; });
+    const isNarrow = labels.map((label) => label.parentElement.clientWidth < NARROW);
+    labels.forEach((label, i) => {
+      label.hidden = !fits[i];
+      label.parentElement.classList.toggle('narrow', isNarrow[i]);
+    });
   }
 
   function currentCell() {
@@ -299,7 +305,7 @@
       Object.assign(node.dataset, cell.node.dataset);
       return node;
     };
-    if (single) entries.push([single, 'the case with the number printed']);
+    if (single) entries.push([single, 'one case, by its number; where there is no room for it, point at the cell']);
     if (alternating) entries.push([alternating, 'two cases by turns, another one with every update']);
     if (runs.some((run) => run.taken === null)) {
       entries.push([{ taken: null }, 'no case: the DSP keeps what it was sent last']);
@@ -365,7 +371,7 @@
       return [deliveryTable(null, true),
         paragraph('No corrections. The DSP keeps the responses that it was sent last, or works without if there were none.')];
     }
-    const content = [deliveryTable(run.taken, true), paragraph(`${writeText(run.taken)} Reaching this posture during a call sends them without the status.`)];
+    const content = [deliveryTable(run.taken, true), paragraph(`${writeText(run.taken)} During a call they are sent without the status, unless this case was the one sent last.`)];
     if (run.alternate !== null) {
       content.push(make('h4', {}, `By the next update here: case ${run.alternate}`),
         deliveryTable(run.alternate, false), paragraph(writeText(run.alternate)));
@@ -376,7 +382,7 @@
   function matchNotes(run) {
     const notes = [];
     if (run.alternate !== null) {
-      notes.push(`Both match. Case ${run.taken} is taken when a call begins, case ${run.alternate} by the next update, and so on by turns: every further hinge reading in the overlap sends the other one.`);
+      notes.push(`Both match. Case ${run.taken} is taken when a call begins, case ${run.alternate} by the next update, and so on by turns: every change of the hinge angle in the overlap sends the other one.`);
     }
     const others = run.matching.filter((number) => number !== run.taken && number !== run.alternate);
     if (others.length > 0 && run.taken !== null) {
@@ -484,7 +490,14 @@
         isDrawable(output) ? ' The curve has gaps there.' : ''));
     }
     const zeros = binsWhere(response, isZero).filter((bin) => bin > 0);
-    if (zeros.length > 0) {
+    const outside = response.real.length - DSP_BINS;
+    if (outside > 0) {
+      const from = outside === 1 ? `bin ${DSP_BINS} is` : `bins ${DSP_BINS} to ${response.real.length - 1} are`;
+      result.push(notice('note', `: ${from} beyond half the sampling rate and more than the DSP works with.`));
+    }
+    if (zeros.length > 0 && zeros.length === response.real.length - 1) {
+      result.push(notice('note', ' has magnitude 0 in every bin above 0, which is no value in dB: there is no curve.'));
+    } else if (zeros.length > 0) {
       result.push(notice('note', ` has magnitude 0 in ${zeros.length === 1 ? 'bin' : 'bins'} ${ranges(zeros)}, which is no value in dB: a gap in the curve.`));
     }
     if (!isDrawable(output) && response.real.length === 1) {
