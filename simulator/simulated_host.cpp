@@ -9,6 +9,8 @@
 #include <sstream>
 #include <utility>
 
+#include "dsp_message.h"
+
 // The host's own records, which hal_audio_platform.h leaves open. What surrounds the fields that
 // the module may use is filled with a pattern: reading it gives nonsense, writing it is noticed.
 struct hal_audio_device {
@@ -138,12 +140,12 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
     handle_ = is_handle_preset_ ? MakeBlock(kContextSize) : nullptr;
   }
   void* const preset = handle_;
-  hal_audio_device* const device = is_device_hidden_ ? nullptr : device_;
+  hal_audio_device* const given = is_device_hidden_ ? nullptr : device_;
   const auto result = std::make_shared<int>(0);
   InitResult init;
   init.timed_out = !control_thread_.Run(
-      [this, device, config, result] {
-        *result = module_.descriptor().init(device, nullptr, nullptr, config, &handle_);
+      [this, given, config, result] {
+        *result = module_.descriptor().init(given, nullptr, nullptr, config, &handle_);
       },
       Timeout());
   if (init.timed_out) return init;

@@ -20,6 +20,9 @@
 
 namespace brelmo::tavi::test {
 
+using simulator::EngineModel;
+using simulator::ReadConfigText;
+
 // One thing that a host does.
 struct Event {
   enum class Kind { kAnnounce, kWithdraw, kStart, kStop, kRotate, kHinge };

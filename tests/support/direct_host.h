@@ -53,6 +53,10 @@ class DirectHost {
   bool Common(int event, std::optional<int32_t> value, bool is_cookie_null = false);
   bool Usecase(int event, std::optional<int32_t> value, bool is_cookie_null = false);
   bool HingeAngle(int angle, bool is_cookie_null = false);
+  // Whether there is a handler.
+  bool can_deliver_common() const { return registration().common_handler != nullptr; }
+  bool can_deliver_usecase() const { return registration().usecase_handler != nullptr; }
+  bool can_deliver_hinge_angle() const { return registration().sensor_callback != nullptr; }
   // Whether a host would deliver: the client, or the callback, is registered.
   bool has_common_client() const;
   bool has_usecase_client() const;

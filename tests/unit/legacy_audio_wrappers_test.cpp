@@ -80,6 +80,9 @@ TEST_F(LegacyAudioWrappers, DoNotCallAMissingTuningEntry) {
   EXPECT_FALSE(tuner_.SendStereoSpatializerParameters(data_, 4, &context_));
   Publish(TuningEntry);
   EXPECT_FALSE(tuner_.SendStereoSpatializerParameters(data_, 4, nullptr));
+  audio::LegacyAudioTunerDelivererWrapper without_device(nullptr);
+  EXPECT_FALSE(without_device.WriteCompensationData(data_, 4));
+  EXPECT_FALSE(without_device.SendStereoSpatializerParameters(data_, 4, &context_));
   EXPECT_THAT(tuning_calls, IsEmpty());
   EXPECT_TRUE(tuner_.WriteCompensationData(data_, 4));
 }

@@ -91,6 +91,8 @@ TEST_F(ParseConfigTest, AcceptsNothingOfAnUnusableConfiguration) {
   const auto good = TelephonySpeakerCompensation::GetConfig("HingeAngle:0,90" + kOutputs);
   const auto unconditional = TelephonySpeakerCompensation::GetConfig(
       "LeftChannel:left.txt|RightChannel:absent.txt HingeAngle:0,90" + kOutputs);
+  CompensationConfig three_outputs = good;  // not to be had from a text
+  three_outputs.cases[0].outputs.emplace("x", "left.txt");
   const struct {
     CompensationConfig config;
     std::vector<std::string> log;
@@ -99,6 +101,7 @@ TEST_F(ParseConfigTest, AcceptsNothingOfAnUnusableConfiguration) {
       {{"TelephonySpeakerCompensation", {}}, {}},
       {{"Other", {}}, {}},
       {{"Other", good.cases}, {EngineError("ParseConfig: invalid config name Other")}},
+      {three_outputs, {EngineError("ParseOutput: invalid output value size: 3")}},
       // Its files are read before the conditions are missed.
       {unconditional,
        {EngineError("ParseQuantityFromFile: read failed"),

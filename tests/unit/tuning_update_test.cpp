@@ -207,5 +207,16 @@ TEST(IsMatched, TriesEveryParameterForEveryKey) {
   EXPECT_FALSE(bench.engine.IsMatched({Hinge({1}), Hinge({2})}, parameters));
 }
 
+TEST(IsMatched, TellsNamesApart) {
+  const TuningBench bench({});
+  TestEngine::TuningParameters parameters;
+  parameters.Append({"Light", 0});
+  parameters.Append({"HingeAngle", 1});
+  EXPECT_TRUE(bench.engine.IsMatched({{"Light", {0}}, Hinge({1})}, parameters));
+  for (const char* const name : {"Noise", "light", "ScreenRotation"}) {
+    EXPECT_FALSE(bench.engine.IsMatched({{name, {0, 1}}}, parameters)) << name;
+  }
+}
+
 }  // namespace
 }  // namespace brelmo::tavi::test

@@ -513,7 +513,7 @@ class ConfigCheck {
 
   // What a person opens to see the file.
   std::string PathOf(const std::string& name) const {
-    const std::string path = simulator::DataFolder::kDevicePath + name;
+    std::string path = simulator::DataFolder::kDevicePath + name;
     const auto in_folder = simulator::DataFolder::NameInFolder(path);
     if (options_.data_root.empty() || !in_folder) return path;
     return options_.data_root + (options_.data_root.back() == '/' ? "" : "/") + *in_folder;

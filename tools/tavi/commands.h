@@ -14,5 +14,7 @@ void AddCheckCommand(CLI::App& program, int& exit_code);
 void AddRunCommand(CLI::App& program, int& exit_code);
 void AddDecodeCommand(CLI::App& program, int& exit_code);
 void AddReportCommand(CLI::App& program, int& exit_code);
+void AddStressCommand(CLI::App& program, int& exit_code);
+void AddValidateCommand(CLI::App& program, int& exit_code);
 
 }  // namespace brelmo::tavi::tools

@@ -25,6 +25,8 @@ int Main(int argc, char** argv) {
   AddDecodeCommand(program, exit_code);
   AddCheckCommand(program, exit_code);
   AddReportCommand(program, exit_code);
+  AddValidateCommand(program, exit_code);
+  AddStressCommand(program, exit_code);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

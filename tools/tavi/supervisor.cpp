@@ -36,6 +36,8 @@ class SharedActivity : public Activity {
   bool is_finished_ = false;
 };
 
+}  // namespace
+
 std::string DescribeDeath(int status) {
   if (WIFSIGNALED(status)) {
     const int signal = WTERMSIG(status);
@@ -45,8 +47,6 @@ std::string DescribeDeath(int status) {
   }
   return "ended the process (exit code " + std::to_string(WEXITSTATUS(status)) + ")";
 }
-
-}  // namespace
 
 int RunSupervised(
     const std::function<int(Activity&)>& work,

@@ -15,6 +15,10 @@ class Activity {
   virtual void Finish() = 0;
 };
 
+// Of a process that did not end as it was to, by its wait status: "crashed (SIGSEGV, Segmentation
+// fault)".
+std::string DescribeDeath(int status);
+
 // Runs `work` in a child process and returns its result. When the process dies before `work`
 // returns, calls `on_death` in this process, with how it died and what it was doing, and returns 1.
 // The caller must not have started threads.

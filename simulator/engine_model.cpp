@@ -7,7 +7,7 @@
 #include <android-base/parsedouble.h>
 #include <android-base/parseint.h>
 
-namespace brelmo::tavi::test {
+namespace brelmo::tavi::simulator {
 
 namespace {
 
@@ -111,18 +111,20 @@ bool EngineModel::Write::Matches(const unsigned char* data, size_t size) const {
   return equals(bytes) || equals(other_order);
 }
 
-EngineModel::EngineModel(const ConfigText& config, const FileReader& read_file) {
+EngineModel::EngineModel(const ConfigText& config, const FileReader& read_file)
+    : table_(std::make_shared<const Table>(config, read_file)) {}
+
+EngineModel::Table::Table(const ConfigText& config, const FileReader& read_file) {
   if (config.cases.empty()) return;
-  cases_.reserve(config.cases.size());  // previous_ points into it
   const size_t condition_count = config.cases.front().conditions.size();
   for (const ConfigText::Case& text : config.cases) {
     if (!ReadCase(text, condition_count, read_file)) return;
   }
-  is_valid_ = true;
+  is_valid = true;
 }
 
-bool EngineModel::ReadCase(const ConfigText::Case& text, size_t condition_count,
-                           const FileReader& read_file) {
+bool EngineModel::Table::ReadCase(const ConfigText::Case& text, size_t condition_count,
+                                  const FileReader& read_file) {
   if (text.conditions.empty() || text.conditions.size() != condition_count) return false;
   if (text.outputs.size() != 2) return false;
   Case one;
@@ -136,12 +138,12 @@ bool EngineModel::ReadCase(const ConfigText::Case& text, size_t condition_count,
   const Bytes left = ResponseMessage(16, one.left.response);
   const Bytes right = ResponseMessage(17, one.right.response);
   one.write = {Joined(left, right), Joined(right, left)};
-  cases_.push_back(std::move(one));
+  cases.push_back(std::move(one));
   return true;
 }
 
-std::optional<std::vector<int>> EngineModel::ReadRule(const std::string& name,
-                                                      const std::string& value) {
+std::optional<std::vector<int>> EngineModel::Table::ReadRule(const std::string& name,
+                                                             const std::string& value) {
   std::vector<int> values;
   for (const std::string& piece : SplitText(value, ',')) {
     if (!android::base::ParseInt(piece.c_str(), &values.emplace_back())) return std::nullopt;
@@ -155,7 +157,7 @@ std::optional<std::vector<int>> EngineModel::ReadRule(const std::string& name,
       return std::nullopt;
     }
     const std::pair<int, int> range(values[0], values[1]);
-    if (std::find(ranges_.begin(), ranges_.end(), range) == ranges_.end()) ranges_.push_back(range);
+    if (std::find(ranges.begin(), ranges.end(), range) == ranges.end()) ranges.push_back(range);
     for (const int angle : values) add(*HingeIndex(angle));
     return indices;
   }
@@ -167,7 +169,7 @@ std::optional<std::vector<int>> EngineModel::ReadRule(const std::string& name,
       }
     }
     for (const int rotation : values) {
-      if (!RotationIndex(rotation)) rotations_.push_back(rotation);
+      if (!RotationIndex(rotation)) rotations.push_back(rotation);
       add(*RotationIndex(rotation));
     }
     return indices;
@@ -175,16 +177,16 @@ std::optional<std::vector<int>> EngineModel::ReadRule(const std::string& name,
   return std::nullopt;
 }
 
-std::optional<int> EngineModel::HingeIndex(int angle) const {
-  for (size_t i = 0; i < ranges_.size(); ++i) {
-    if (ranges_[i].first <= angle && angle <= ranges_[i].second) return static_cast<int>(i);
+std::optional<int> EngineModel::Table::HingeIndex(int angle) const {
+  for (size_t i = 0; i < ranges.size(); ++i) {
+    if (ranges[i].first <= angle && angle <= ranges[i].second) return static_cast<int>(i);
   }
   return std::nullopt;
 }
 
-std::optional<int> EngineModel::RotationIndex(int rotation) const {
-  for (size_t i = 0; i < rotations_.size(); ++i) {
-    if (rotations_[i] == rotation) return static_cast<int>(i);
+std::optional<int> EngineModel::Table::RotationIndex(int rotation) const {
+  for (size_t i = 0; i < rotations.size(); ++i) {
+    if (rotations[i] == rotation) return static_cast<int>(i);
   }
   return std::nullopt;
 }
@@ -229,9 +231,9 @@ void EngineModel::Update() {
     previous_ = nullptr;
     return;
   }
-  const std::optional<int> hinge = HingeIndex(hinge_angle_);
-  const std::optional<int> rotation = RotationIndex(rotation_);
-  for (const Case& candidate : cases_) {
+  const std::optional<int> hinge = table_->HingeIndex(hinge_angle_);
+  const std::optional<int> rotation = table_->RotationIndex(rotation_);
+  for (const Case& candidate : table_->cases) {
     const bool fits =
         std::all_of(candidate.keys.begin(), candidate.keys.end(), [&](const auto& key) {
           const std::optional<int>& index = key.first == "HingeAngle" ? hinge : rotation;
@@ -252,4 +254,4 @@ std::string EngineModel::DumpHead() const {
          "\n  Previous Case Keys:" + (previous_ == nullptr ? " Null\n" : "Case Keys : {");
 }
 
-}  // namespace brelmo::tavi::test
+}  // namespace brelmo::tavi::simulator

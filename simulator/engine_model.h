@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace brelmo::tavi::test {
+namespace brelmo::tavi::simulator {
 
 // Splits at every `delimiter`; empty pieces do not count.
 std::vector<std::string> SplitText(const std::string& text, char delimiter);
@@ -34,8 +35,9 @@ struct DataText {
 };
 DataText ReadDataText(const std::string& content);
 
-// One engine. A common value, use case or reading that changes nothing is not worth a check: each
-// event returns the writes that must follow of it, none included.
+// One engine; a copy goes on by itself from the state it was made in. A common value, use case or
+// reading that changes nothing is not worth a check: each event returns the writes that must follow
+// of it, none included.
 class EngineModel {
  public:
   // The content of a data file by its name in the configuration; none when it cannot be read.
@@ -64,15 +66,12 @@ class EngineModel {
   // Two cases that write equal conditions in different orders are beyond the model: whether the
   // module takes them for the same case is undefined.
   EngineModel(const ConfigText& config, const FileReader& read_file);
-  EngineModel(const EngineModel&) = delete;
-  EngineModel& operator=(const EngineModel&) = delete;
-  ~EngineModel() = default;
-
   // Whether every case was accepted. Those before the first bad one are there in any case.
-  bool is_valid() const { return is_valid_; }
-  const std::vector<Case>& cases() const { return cases_; }
+  bool is_valid() const { return table_->is_valid; }
+  const std::vector<Case>& cases() const { return table_->cases; }
 
-  // Events. The result is valid until the next one; its elements are as long as the model lives.
+  // Events. The result is valid until the next one; its elements are as long as the
+  // model or a copy lives.
   const Writes& Announce(uint32_t value) { return Change(common_values_, value, true); }
   const Writes& Withdraw(uint32_t value) { return Change(common_values_, value, false); }
   const Writes& Start(uint32_t usecase) { return Change(usecases_, usecase, true); }
@@ -82,24 +81,32 @@ class EngineModel {
 
   // The first lines of a dump, up to and without what is sent last.
   std::string DumpHead() const;
+  // The case sent last, of cases(); may be null.
+  const Case* previous() const { return previous_; }
   bool has_previous() const { return previous_ != nullptr; }
 
  private:
   using Values = std::vector<uint32_t>;
 
-  bool ReadCase(const ConfigText::Case& text, size_t condition_count, const FileReader& read_file);
-  std::optional<std::vector<int>> ReadRule(const std::string& name, const std::string& value);
-  std::optional<int> HingeIndex(int angle) const;
-  std::optional<int> RotationIndex(int rotation) const;
+  // What the configuration makes; it does not change.
+  struct Table {
+    Table(const ConfigText& config, const FileReader& read_file);
+    bool ReadCase(const ConfigText::Case& text, size_t condition_count,
+                  const FileReader& read_file);
+    std::optional<std::vector<int>> ReadRule(const std::string& name, const std::string& value);
+    std::optional<int> HingeIndex(int angle) const;
+    std::optional<int> RotationIndex(int rotation) const;
+
+    bool is_valid = false;
+    std::vector<Case> cases;
+    std::vector<std::pair<int, int>> ranges;
+    std::vector<int> rotations;
+  };
 
   const Writes& Change(Values& values, uint32_t value, bool is_added);
   void Update();
 
-  bool is_valid_ = false;
-  std::vector<Case> cases_;
-  std::vector<std::pair<int, int>> ranges_;
-  std::vector<int> rotations_;
-
+  std::shared_ptr<const Table> table_;
   Values common_values_;
   Values usecases_;
   bool is_active_ = false;
@@ -109,4 +116,4 @@ class EngineModel {
   Writes writes_;
 };
 
-}  // namespace brelmo::tavi::test
+}  // namespace brelmo::tavi::simulator

@@ -1,0 +1,418 @@
+// Which case is sent in a posture, and what exactly is sent.
+#include <cstring>
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+
+#include "validate/validation.h"
+#include "wording.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+// ---- Every posture of a set of configurations ---------------------------------------------------
+
+struct CaseRow {
+  const char* conditions;
+  // Its keys, one for each condition: "HingeAngle 0 1" and "ScreenRotation 0".
+  std::vector<std::string> keys;
+};
+
+// Postures and the cases, by their letters in the order of the configuration, whose conditions hold
+// there.
+struct Area {
+  int low;  // hinge angles, both ends included; -1 is before the first reading
+  int high;
+  const char* rotations;  // of 0, 90, 180, 270 and 45, which stands for all others; "*" is any
+  const char* cases;
+};
+
+// The first area that holds a posture counts; where none does, no case holds.
+struct PostureTable {
+  const char* name;
+  const char* holds;
+  std::vector<CaseRow> cases;
+  std::vector<Area> areas;
+};
+
+const std::vector<PostureTable>& PostureTables() {
+  static const std::vector<PostureTable> tables = {
+      {"cases.separate-ranges",
+       "Ranges that neither overlap nor touch: one case each, both ends included.",
+       {{"HingeAngle:0,60", {"HingeAngle 0"}},
+        {"HingeAngle:61,120", {"HingeAngle 1"}},
+        {"HingeAngle:121,180", {"HingeAngle 2"}}},
+       {{0, 60, "*", "a"}, {61, 120, "*", "b"}, {121, 180, "*", "c"}}},
+      {"cases.gaps",
+       "Where no case holds nothing is sent, and the case sent last is remembered.",
+       {{"HingeAngle:10,20", {"HingeAngle 0"}}, {"HingeAngle:100,101", {"HingeAngle 1"}}},
+       {{10, 20, "*", "a"}, {100, 101, "*", "b"}}},
+      {"cases.touching-ranges",
+       "A range that begins where an earlier one ends matches all of that one, too.",
+       {{"HingeAngle:0,90", {"HingeAngle 0"}}, {"HingeAngle:90,180", {"HingeAngle 0 1"}}},
+       {{0, 90, "*", "ab"}, {91, 180, "*", "b"}}},
+      {"cases.inner-range",
+       "A range inside an earlier one has that one's key: its case never gets its turn.",
+       {{"HingeAngle:0,180", {"HingeAngle 0"}}, {"HingeAngle:60,120", {"HingeAngle 0"}}},
+       {{0, 180, "*", "ab"}}},
+      {"cases.outer-range",
+       "A range around an earlier one matches what the earlier one leaves of it.",
+       {{"HingeAngle:60,120", {"HingeAngle 0"}}, {"HingeAngle:0,180", {"HingeAngle 1"}}},
+       {{60, 120, "*", "a"}, {0, 180, "*", "b"}}},
+      {"cases.order-of-indices",
+       "Keys with the same indices in another order are other keys.",
+       {{"HingeAngle:60,120", {"HingeAngle 0"}},
+        {"HingeAngle:0,180", {"HingeAngle 1"}},
+        {"HingeAngle:0,100", {"HingeAngle 1 0"}},
+        {"HingeAngle:100,180", {"HingeAngle 0 1"}}},
+       {{60, 120, "*", "acd"}, {0, 180, "*", "bcd"}}},
+      {"cases.rotations",
+       "A rotation rule holds in each rotation that it lists, whatever the hinge does.",
+       {{"ScreenRotation:270", {"ScreenRotation 0"}},
+        {"ScreenRotation:0,270", {"ScreenRotation 1 0"}},
+        {"ScreenRotation:90,0", {"ScreenRotation 2 1"}},
+        {"ScreenRotation:0,270", {"ScreenRotation 1 0"}}},
+       {{-1, 180, "270", "abd"}, {-1, 180, "0", "bcd"}, {-1, 180, "90", "c"}}},
+      {"cases.grid",
+       "Of two conditions both have to hold.",
+       {{"HingeAngle:0,90|ScreenRotation:0,180", {"HingeAngle 0", "ScreenRotation 0 1"}},
+        {"HingeAngle:0,90|ScreenRotation:90,270", {"HingeAngle 0", "ScreenRotation 2 3"}},
+        {"HingeAngle:91,180|ScreenRotation:0,180", {"HingeAngle 1", "ScreenRotation 0 1"}},
+        {"HingeAngle:91,180|ScreenRotation:90,270", {"HingeAngle 1", "ScreenRotation 2 3"}}},
+       {{0, 90, "0,180", "a"},
+        {0, 90, "90,270", "b"},
+        {91, 180, "0,180", "c"},
+        {91, 180, "90,270", "d"}}},
+      {"cases.overlap",
+       "Where two cases hold, updates send the one and the other by turns.",
+       {{"HingeAngle:0,90|ScreenRotation:0,180", {"HingeAngle 0", "ScreenRotation 0 1"}},
+        {"HingeAngle:91,180|ScreenRotation:90,270", {"HingeAngle 1", "ScreenRotation 2 3"}},
+        {"HingeAngle:90,180|ScreenRotation:0", {"HingeAngle 0 1", "ScreenRotation 0"}}},
+       {{0, 90, "0", "ac"}, {0, 90, "180", "a"}, {91, 180, "0", "c"}, {91, 180, "90,270", "b"}}},
+      {"cases.three-at-once",
+       "Of three that hold the first two take turns: the first that is not the one sent last.",
+       {{"HingeAngle:0,100|ScreenRotation:0", {"HingeAngle 0", "ScreenRotation 0"}},
+        {"HingeAngle:0,100|ScreenRotation:0,90", {"HingeAngle 0", "ScreenRotation 0 1"}},
+        {"HingeAngle:100,180|ScreenRotation:90,0", {"HingeAngle 0 1", "ScreenRotation 1 0"}}},
+       {{0, 100, "0", "abc"}, {0, 100, "90", "bc"}, {101, 180, "0,90", "c"}}},
+  };
+  return tables;
+}
+
+constexpr std::array<int, 5> kRotations = {0, 90, 180, 270, 45};
+
+bool IsIn(const char* rotations, int rotation) {
+  if (*rotations == '*') return true;
+  std::istringstream list(rotations);
+  for (std::string one; std::getline(list, one, ',');) {
+    if (one == std::to_string(rotation)) return true;
+  }
+  return false;
+}
+
+// Drives the module through postures and says what each event must send.
+class PostureWalk {
+ public:
+  PostureWalk(Trial& trial, const PostureTable& table) : trial_(trial), table_(table) {
+    std::string config;
+    for (size_t i = 0; i < table.cases.size(); ++i) {
+      const std::string number = std::to_string(i + 1);
+      const std::string name(1, Letter(i));
+      trial.WriteFile(name + "l.txt", number + ",-1\n");
+      trial.WriteFile(name + "r.txt", number + ",1\n");
+      const std::string conditions = table.cases[i].conditions;
+      has_hinge_ = has_hinge_ || conditions.find("HingeAngle") != std::string::npos;
+      config.append(conditions).append("|LeftChannel:").append(name).append("l.txt|RightChannel:");
+      config.append(name).append("r.txt ");
+      std::string keys = "Case Keys : {";
+      for (const std::string& key : table.cases[i].keys) {
+        const size_t blank = key.find(' ');
+        keys += "Name : " + key.substr(0, blank) + ", Supported Index: {" + key.substr(blank + 1) +
+                " } ";
+      }
+      keys_.push_back(keys + "}");
+    }
+    trial.Start(config);
+    trial.ExpectAfter("announce 5", {});
+  }
+
+  bool has_hinge() const { return has_hinge_; }
+
+  void SetActive(bool is_active) {
+    is_active_ = is_active;
+    previous_.clear();
+    Play(is_active ? "start 6" : "stop 6", Status(is_active));
+  }
+  void Rotate(int rotation) {
+    const bool is_change = rotation != rotation_;
+    rotation_ = rotation;
+    Play("rotation " + std::to_string(rotation), {}, is_change);
+  }
+  void Hinge(int angle) {
+    const bool is_change = angle != angle_;
+    angle_ = angle;
+    Play("hinge " + std::to_string(angle), {}, is_change);
+  }
+
+ private:
+  static char Letter(size_t i) { return static_cast<char>('a' + i); }
+
+  void Play(const std::string& event, const Lines& first, bool is_change = true) {
+    const std::string sent = is_change ? Send() : "";
+    Lines expected = first;
+    if (!sent.empty()) {
+      const std::string from = previous_.empty() ? " " : " previous" + previous_ + " -> ";
+      const size_t i = sent[0] - 'a';
+      const std::string value = std::to_string(i + 1);
+      const Lines update =
+          Lines{EngineLog(INFO, "UpdateTuningData: update case keys:" + from + keys_[i])} +
+          Delivered("UpdateTuningData", "left(" + value + " -1) right(" + value + " 1)", 32);
+      expected.insert(expected.end(), update.begin(), update.end());
+      previous_ = keys_[i];
+    }
+    const Lines actual = trial_.After(event);
+    if (actual == expected) return;
+    trial_.ExpectLines("after \"" + event + "\" at hinge " + std::to_string(angle_) +
+                           ", rotation " + std::to_string(rotation_),
+                       expected, actual);
+    throw TrialOver();
+  }
+
+  // The letter of the case that is due now; empty when none is.
+  std::string Send() const {
+    if (!is_active_) return "";
+    for (const Area& area : table_.areas) {
+      if (angle_ < area.low || angle_ > area.high || !IsIn(area.rotations, rotation_)) continue;
+      for (const char letter : std::string(area.cases)) {
+        if (keys_[static_cast<size_t>(letter - 'a')] != previous_) return {letter};
+      }
+      break;
+    }
+    return "";
+  }
+
+  Trial& trial_;
+  const PostureTable& table_;
+  std::vector<std::string> keys_;  // of each case
+  bool has_hinge_ = false;
+  bool is_active_ = false;
+  int angle_ = -1;
+  int rotation_ = 0;
+  std::string previous_;  // the keys of the case sent last
+};
+
+void WalkPostures(Trial& trial, const PostureTable& table) {
+  constexpr int kLastAngle = 180;
+  PostureWalk walk(trial, table);
+  const auto activate = [&walk] {
+    walk.SetActive(true);
+    walk.SetActive(false);
+  };
+  // What an activation sends, in every posture.
+  for (const int rotation : kRotations) {
+    walk.Rotate(rotation);
+    activate();
+  }
+  if (walk.has_hinge()) {
+    for (const int rotation : kRotations) {
+      walk.Rotate(rotation);
+      for (int angle = 0; angle <= kLastAngle; ++angle) {
+        walk.Hinge(angle);
+        activate();
+      }
+    }
+  }
+  // What changes of the posture send.
+  walk.SetActive(true);
+  for (const int rotation : kRotations) {
+    walk.Rotate(rotation);
+    walk.Rotate(rotation);
+    if (!walk.has_hinge()) continue;
+    for (int angle = 0; angle <= kLastAngle; ++angle) walk.Hinge(angle);
+    walk.Hinge(kLastAngle);
+    for (int angle = kLastAngle; angle >= 0; angle -= 7) walk.Hinge(angle);
+  }
+  for (const int rotation : kRotations) walk.Rotate(rotation);
+}
+
+// ---- Memory of the case sent last ---------------------------------------------------------------
+
+const std::string kTwoCases =
+    "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt "
+    "HingeAngle:91,180|LeftChannel:r.txt|RightChannel:l.txt";
+const std::string kFirstKeys = "Case Keys : {Name : HingeAngle, Supported Index: {0 } }";
+const std::string kSecondKeys = "Case Keys : {Name : HingeAngle, Supported Index: {1 } }";
+
+Lines Sent(bool is_first, const std::string& from, int result = 0) {
+  return Lines{EngineLog(INFO, "UpdateTuningData: update case keys:" + from +
+                                   (is_first ? kFirstKeys : kSecondKeys))} +
+         Delivered("UpdateTuningData",
+                   is_first ? "left(0.5 -0.25) right(2 3)" : "left(2 3) right(0.5 -0.25)", 32,
+                   result);
+}
+
+void CheckRefusedWrites(Trial& trial) {
+  const std::string from_first = " previous" + kFirstKeys + " -> ";
+  const std::string from_second = " previous" + kSecondKeys + " -> ";
+  trial.Start(kTwoCases);
+  trial.ExpectAfter("hinge 0", {});
+  trial.ExpectAfter("announce 6", {});
+  trial.ExpectAfter("start 6", Status(true) + Sent(true, " "));
+  trial.host().dsp().RefuseNext(1, -5);
+  trial.ExpectAfter("hinge 120", Sent(false, from_first, -5));
+  trial.ExpectAfter("hinge 130", {});
+  trial.ExpectAfter("rotation 90", {});
+  trial.host().dsp().RefuseNext(1, 1);
+  trial.ExpectAfter("hinge 80", Sent(true, from_second, 1));
+  trial.ExpectAfter("hinge 70", {});
+  trial.ExpectAfter("stop 6", Status(false));
+  trial.ExpectAfter("start 6", Status(true) + Sent(true, " "));
+  trial.host().SetTuningEntry(false);
+  Lines unsent = Sent(false, from_first, -1);
+  unsent.erase(unsent.begin() + 1);
+  trial.ExpectAfter("hinge 180", unsent);
+  trial.host().SetTuningEntry(true);
+  trial.ExpectAfter("hinge 170", {});
+}
+
+void CheckScenarioEnd(Trial& trial) {
+  trial.Start(kTwoCases);
+  trial.ExpectAfter("announce 6", {});
+  trial.ExpectAfter("start 6", Status(true));
+  trial.ExpectAfter("hinge 0", Sent(true, " "));
+  trial.ExpectAfter("withdraw 6", Status(false));
+  trial.ExpectPart("the dump", "  Previous Case Keys: Null\n", trial.Dump());
+  trial.ExpectAfter("hinge 100", {});
+  trial.ExpectAfter("hinge 10", {});
+  trial.ExpectAfter("announce 6", Status(true) + Sent(true, " "));
+}
+
+// ---- Bytes --------------------------------------------------------------------------------------
+
+// A response of this many bins, as a data file and as the DSP's message of this type.
+struct Sample {
+  Sample(float first, size_t bins, unsigned char type) {
+    constexpr size_t kHeader = 8;
+    const size_t size = bins * 8;
+    message.resize(kHeader + size);
+    message[0] = type;
+    for (size_t i = 0; i < 4; ++i) {
+      message[4 + i] = static_cast<unsigned char>(size >> (8 * i));
+    }
+    std::ostringstream text;
+    for (size_t i = 0; i < bins; ++i) {
+      const std::array<float, 2> bin = {first + static_cast<float>(i) / 4,
+                                        -static_cast<float>(i) / 8};
+      text << bin[0] << "," << bin[1] << "\n";
+      std::memcpy(message.data() + kHeader + sizeof(bin) * i, bin.data(), sizeof(bin));
+    }
+    file = text.str();
+  }
+  std::string file;
+  std::vector<unsigned char> message;
+};
+
+// The bytes of the one write that the event makes; `bytes` is what the module says of it.
+std::vector<unsigned char> BytesAfter(Trial& trial, const std::string& event, size_t bytes) {
+  trial.recorder().TakeWrites();
+  const Lines lines = trial.After(event);
+  const auto writes = trial.recorder().TakeWrites();
+  if (writes.size() != 1) {
+    trial.Abandon("\"" + event + "\" made " + Count(writes.size(), "write") + ", not 1");
+  }
+  trial.Expect(lines.back() == EngineLog(INFO, "UpdateTuningData: update tuning with size " +
+                                                   std::to_string(bytes)),
+               "after \"" + event + "\" the last line is: " + Printable(lines.back()));
+  return writes[0].bytes;
+}
+
+void CheckBytes(Trial& trial) {
+  const Sample left(1, 257, 16);
+  const Sample right(-2, 257, 17);
+  trial.WriteFile("left.txt", left.file);
+  trial.WriteFile("right.txt", right.file);
+  trial.Start("HingeAngle:0,90|RightChannel:right.txt|LeftChannel:left.txt");
+  trial.After("announce 5");
+  trial.After("start 6");
+  const auto bytes = BytesAfter(trial, "hinge 30", 4128);
+  auto left_first = left.message;
+  left_first.insert(left_first.end(), right.message.begin(), right.message.end());
+  auto right_first = right.message;
+  right_first.insert(right_first.end(), left.message.begin(), left.message.end());
+  trial.Expect(bytes == left_first || bytes == right_first,
+               "the write is not the left channel's message (type 16) and the right one's (type "
+               "17), of 2064 bytes each, in either order");
+}
+
+void CheckEmptyChannels(Trial& trial) {
+  const Sample left(3, 2, 16);
+  const Sample right(4, 1, 17);
+  trial.WriteFile("left.txt", left.file);
+  trial.WriteFile("right.txt", right.file);
+  trial.WriteFile("empty.txt", "");
+  trial.WriteFile("feeds.txt", "\n\n");
+  trial.Start(
+      "HingeAngle:0,60|LeftChannel:feeds.txt|RightChannel:right.txt "
+      "HingeAngle:61,120|LeftChannel:left.txt|RightChannel:empty.txt "
+      "HingeAngle:121,180|LeftChannel:empty.txt|RightChannel:feeds.txt");
+  trial.After("announce 5");
+  trial.After("start 6");
+  trial.Expect(BytesAfter(trial, "hinge 30", 16) == right.message,
+               "of a case without left data the write is not the right channel's message alone");
+  trial.Expect(BytesAfter(trial, "hinge 90", 24) == left.message,
+               "of a case without right data the write is not the left channel's message alone");
+  const std::string from = "Case Keys : {Name : HingeAngle, Supported Index: {1 } } -> ";
+  const std::string to = "Case Keys : {Name : HingeAngle, Supported Index: {2 } }";
+  trial.ExpectAfter("hinge 150",
+                    {EngineLog(INFO, "UpdateTuningData: update case keys: previous" + from + to),
+                     EngineLog(WARNING, "UpdateTuningData: no valid data")});
+  // It was taken all the same.
+  trial.ExpectPart("the dump", "  Previous Case Keys:" + to + "\n", trial.Dump());
+  trial.ExpectAfter("hinge 151", {});
+}
+
+void CheckLargeMessage(Trial& trial) {
+  constexpr size_t kBins = 100000;
+  std::string content;
+  for (size_t i = 0; i < kBins; ++i) content += std::to_string(i % 1000) + ",-1\n";
+  trial.WriteFile("large.txt", content);
+  trial.Start("HingeAngle:0,90|LeftChannel:large.txt|RightChannel:r.txt");
+  trial.After("announce 5");
+  trial.After("start 6");
+  BytesAfter(trial, "hinge 30", kBins * 8 + 8 + 16);
+  const auto left = trial.host().dsp().state().left;
+  bool is_equal = left && left->size() == 2 * kBins;
+  for (size_t i = 0; is_equal && i < kBins; ++i) {
+    is_equal = (*left)[2 * i] == static_cast<float>(i % 1000) && (*left)[2 * i + 1] == -1.0F;
+  }
+  trial.Expect(is_equal, "the left response is not that of the file");
+}
+
+}  // namespace
+
+void AddCaseValidations(Validations& validations) {
+  for (const PostureTable& table : PostureTables()) {
+    validations.push_back(
+        {table.name, table.holds, [&table](Trial& trial) { WalkPostures(trial, table); }});
+  }
+  validations.push_back({"cases.refused-writes",
+                         "Corrections that the DSP refuses are not sent again in the same posture.",
+                         CheckRefusedWrites});
+  validations.push_back({"cases.scenario-end",
+                         "The end of the scenario makes the next one send the case again.",
+                         CheckScenarioEnd});
+  validations.push_back({"message.bytes",
+                         "A case is one write of two messages: type, size and the file's numbers.",
+                         CheckBytes});
+  validations.push_back(
+      {"message.empty-channel",
+       "A channel without data is left out; a case without any sends nothing, and "
+       "says so.",
+       CheckEmptyChannels});
+  validations.push_back(
+      {"message.large", "A response of any size is one message.", CheckLargeMessage});
+}
+
+}  // namespace brelmo::tavi::tools

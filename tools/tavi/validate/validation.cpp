@@ -1,0 +1,19 @@
+#include "validate/validation.h"
+
+namespace brelmo::tavi::tools {
+
+Validations AllValidations() {
+  Validations validations;
+  AddLibraryValidations(validations);
+  AddInitValidations(validations);
+  AddScenarioValidations(validations);
+  AddConfigValidations(validations);
+  AddCaseValidations(validations);
+  AddDataValidations(validations);
+  AddDumpValidations(validations);
+  AddLoggingValidations(validations);
+  AddThreadValidations(validations);
+  return validations;
+}
+
+}  // namespace brelmo::tavi::tools
