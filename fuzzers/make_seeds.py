@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""Makes the fuzzers' first inputs from the example device.
+
+make_seeds.py EXAMPLE_FOLDER OUTPUT_FOLDER
+
+Writes OUTPUT_FOLDER/TARGET/NAME. A device of one's own will do as well as the example.
+"""
+import pathlib
+import struct
+import sys
+
+# As in host_events_fuzzer.cpp.
+COMMON_VALUES = [5, 6, 0, 4, 7, -1]
+USECASES = [6, 23, 24, 0, -1]
+ROTATIONS = [0, 90, 180, 270, 45, 360, -90]
+EVENT_NUMBERS = [2, 4, 8, 21, 22]
+CODES = [-5, 1]
+LOWEST_ANGLE = -40
+
+
+def index(values, value):
+    """The byte that stands for a value; the first one for a value that has none."""
+    return values.index(value) if value in values else 0
+
+
+def config_bytes(config):
+    """The beginning of an input of host_events: the conditions of the configuration's cases."""
+    cases = [dict(item.split(":") for item in case.split("|")) for case in config.split()[:6]]
+    result = [len(cases) - 1, 2]
+    for number, case in enumerate(cases):
+        low, high = case["HingeAngle"].split(",")
+        rotations = [int(r) // 90 for r in case["ScreenRotation"].split(",")]
+        result += [number, int(low), int(high), len(rotations) - 1,
+                   sum(r << (2 * i) for i, r in enumerate(rotations))]
+    return result
+
+
+def step_bytes(line):
+    """A line of a scenario as input of host_events; none for what that has no byte for."""
+    words = line.partition("#")[0].split()
+    if not words:
+        return []
+    verb, arguments = words[0], words[1:]
+    if verb in ("announce", "withdraw"):
+        return [0 if verb == "announce" else 2, index(COMMON_VALUES, int(arguments[0]))]
+    if verb in ("start", "stop"):
+        return [3 if verb == "start" else 5, index(USECASES, int(arguments[0]))]
+    if verb == "rotation":
+        return [6, index(ROTATIONS, int(arguments[0]))]
+    if verb == "hinge":
+        return [8, (int(arguments[0]) - LOWEST_ANGLE) % 256]
+    if verb == "raw" and arguments[0] in ("common", "usecase"):
+        number = int(arguments[1])
+        choice = EVENT_NUMBERS.index(number) if number in EVENT_NUMBERS else number + 192
+        return [11, int(arguments[0] == "usecase"), choice % 256, 1]
+    if verb == "dsp" and arguments[0] == "refuse":
+        return [12, int(arguments[1]) % 4, index(CODES, int(arguments[2]))]
+    if verb == "dsp" and arguments[0] in ("absent", "present"):
+        return [13]
+    if verb == "dump":
+        return [14]
+    if verb == "deinit":
+        return [15]
+    if verb == "init":
+        return [15, 0, 0]
+    return []
+
+
+def message(message_type, payload):
+    return struct.pack("<iI", message_type, len(payload)) + payload
+
+
+def response(text):
+    numbers = [float(field) for line in text.splitlines() for field in line.split(",")]
+    return struct.pack(f"<{len(numbers)}f", *numbers)
+
+
+def main(example, output):
+    seeds = {}
+    config = (example / "device.conf").read_text().removesuffix("\n")
+    seeds["config/device"] = config.encode()
+    for number, case in enumerate(config.split(" ")):
+        seeds[f"config/case_{number}"] = case.encode()
+        # The names that the fuzzer has files for.
+        items = [item for item in case.split("|") if "Channel" not in item]
+        seeds[f"config/small_{number}"] = "|".join(
+            items + ["LeftChannel:a", "RightChannel:c"]).encode()
+    # What mutation seldom comes upon: ranges at their limits, and many cases.
+    for bounds in ("0,180", "0,181", "-1,180", "90,90", "90,89"):
+        seeds[f"config/range_{bounds}"] = (
+            f"HingeAngle:{bounds}|LeftChannel:a|RightChannel:c").encode()
+    seeds["config/many"] = b"HingeAngle:0,1|LeftChannel:a" + 100 * b" a:b"
+    seeds["config/many_good"] = " ".join(
+        f"HingeAngle:{n},{n + 1}|LeftChannel:a|RightChannel:long_name.txt"
+        for n in range(10)).encode()
+
+    texts = {path.stem: path.read_text() for path in sorted((example / "etc").glob("*.txt"))}
+    for name, text in texts.items():
+        seeds[f"data_file/{name}"] = "".join(text.splitlines(keepends=True)[:20]).encode()
+
+    seeds["data_file/whole"] = next(iter(texts.values())).encode()
+
+    for path in sorted((example / "scenarios").glob("*.scenario")):
+        seeds[f"scenario/{path.stem}"] = path.read_bytes()
+        events = config_bytes(config)
+        for line in path.read_text().splitlines():
+            events += step_bytes(line)
+        seeds[f"host_events/{path.stem}"] = bytes(events)
+
+    active = message(0, struct.pack("<I", 1))
+    responses = [response("\n".join(text.splitlines()[:20])) for text in texts.values()]
+    seeds["dsp_messages/status"] = active
+    for number in range(0, len(responses) - 1, 2):
+        pair = message(16, responses[number]) + message(17, responses[number + 1])
+        seeds[f"dsp_messages/case_{number // 2}"] = pair
+        seeds[f"dsp_messages/capture_{number // 2}"] = active + pair
+
+    for name, content in seeds.items():
+        path = output / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+
+
+if __name__ == "__main__":
+    main(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]))
