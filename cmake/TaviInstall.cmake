@@ -25,9 +25,13 @@ file(GLOB papers CONFIGURE_DEPENDS ${docs}/*.md)
 install(FILES ${papers} DESTINATION share/doc/tavi)
 # The program has the charting library in it.
 install(FILES ${TAVI_CHART_JS_LICENCE} DESTINATION share/doc/tavi RENAME copyright.chart.js)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/foldable DESTINATION share/tavi/examples
-        USE_SOURCE_PERMISSIONS
-        PATTERN __pycache__ EXCLUDE)
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/foldable
+  DESTINATION share/tavi/examples
+  PATTERN __pycache__ EXCLUDE
+  PATTERN *.py
+          PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
+                      WORLD_EXECUTE)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tavi)
@@ -44,6 +48,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${AndroidBase_LIBRARY_DIR})
+# For the script that computes the example's responses.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS python3)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 if(CMAKE_CROSSCOMPILING AND CMAKE_SYSTEM_PROCESSOR STREQUAL aarch64)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
