@@ -84,7 +84,7 @@ TAVI_EXPORT void* audio_hal_calloc(hal_audio_device* /*device*/, size_t size) {
 }
 
 TAVI_EXPORT void audio_hal_free(hal_audio_device* /*device*/, void* memory) {
-  std::free(memory);  // NOLINT(cppcoreguidelines-no-malloc)
+  std::free(memory);  // NOLINT(cppcoreguidelines-no-malloc): the other half of it
 }
 
 TAVI_EXPORT int event_allocate_common_event_client(hal_audio_device* /*device*/, void** client,

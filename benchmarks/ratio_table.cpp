@@ -23,6 +23,7 @@ Spread SpreadOf(std::vector<double> values) {
 void RatioTable::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
     if (run.error_occurred) {
+      has_error_ = true;
       std::printf("%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
     } else if (run.run_type == Run::RT_Iteration) {
       // CPU time: what other processes take away is not the module's.
@@ -32,7 +33,7 @@ void RatioTable::ReportRuns(const std::vector<Run>& runs) {
   }
 }
 
-void RatioTable::Print() const {
+bool RatioTable::Print() const {
   std::printf("%-18s %14s %14s %7s %6s   %s\n", "", "module", "bare", "ratio", "aim",
               "spread of module, bare");
   for (const auto& [name, aim] : aims_) {
@@ -45,6 +46,7 @@ void RatioTable::Print() const {
                 with.median, without.median, with.median / without.median, aim,
                 100 * with.quartile_range, 100 * without.quartile_range);
   }
+  return !has_error_;
 }
 
 }  // namespace brelmo::tavi::benchmarks

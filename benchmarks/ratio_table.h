@@ -17,10 +17,12 @@ class RatioTable : public benchmark::BenchmarkReporter {
 
   bool ReportContext(const Context& /*context*/) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
-  void Print() const;
+  // False when a benchmark failed.
+  bool Print() const;
 
  private:
   std::vector<std::pair<std::string, double>> aims_;
+  bool has_error_ = false;
   std::map<std::string, std::vector<double>> times_;  // ns an iteration, one for each repetition
 };
 

@@ -170,6 +170,9 @@ TEST_P(FaultTest, LeavesTheCasesBefore) {
   EXPECT_THAT(dump, Not(HasSubstr("Case Keys [1]")));
 }
 
+// For the name of the test.
+void PrintTo(const FaultCase& row, std::ostream* out) { *out << row.name; }
+
 const FaultCase kFaults[] = {
     {"ConditionCount",
      Case("HingeAngle:91,180|ScreenRotation:0", 'b'),

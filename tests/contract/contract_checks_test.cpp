@@ -36,6 +36,9 @@ TEST_P(BreachTest, IsReported) {
   EXPECT_THAT(transcript_.TakeViolations(), Contains(HasSubstr(GetParam().violation)));
 }
 
+// For the name of the test.
+void PrintTo(const Breach& row, std::ostream* out) { *out << row.defect; }
+
 const Breach kBreaches[] = {
     {"client not freed", "the common-event client was not freed after deinit"},
     {"client freed twice", "event_free_common_event_client: the client was freed already"},

@@ -79,6 +79,9 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 const Response kLongResponse(20000, 0.5F);
 const std::string kLongNumber = "1." + std::string(100000, '0');
 
+// For the name of the test.
+void PrintTo(const DataCase& row, std::ostream* out) { *out << row.name; }
+
 const DataCase kDataCases[] = {
     {"Good", "d.txt", "1.0,0.0\n0.98,-0.015\n1.2e-1, 3.5E-2",
      Response{1, 0, 0.98F, -0.015F, 0.12F, 0.035F}, ""},

@@ -81,6 +81,9 @@ TEST_P(InitTest, CallsAndLogs) {
   }
 }
 
+// For the name of the test.
+void PrintTo(const InitCase& row, std::ostream* out) { *out << row.name; }
+
 const InitCase kInitCases[] = {
     {"WithHingeAngle", kHingeConfig, 0, 0, 0, 0, true, Clients(0, 0) + Sensor(0) + kDone},
     {"WithHingeAngleInALaterCase", kRotationConfig + " " + kHingeConfig, 0, 0, 0, 0, true,
@@ -144,6 +147,9 @@ TEST_P(DeinitTest, Calls) {
 }
 
 const Lines kFreeContext = {"call audio_hal_free(context)"};
+// For the name of the test.
+void PrintTo(const DeinitCase& row, std::ostream* out) { *out << row.name; }
+
 const DeinitCase kDeinitCases[] = {
     {"All", kHingeConfig, true, kCommonFreed + kUsecaseFreed + kSensorGone + kFreeContext},
     {"NoUsecaseClient", kHingeConfig, false, kCommonFreed + kSensorGone + kFreeContext},

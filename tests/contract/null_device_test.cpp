@@ -1,5 +1,5 @@
-// Init without a device. The simulated host knows its devices only, so this is a process of its
-// own, with a host that has nothing but memory.
+// Init without a device, in a process of its own with a host that has nothing but memory: no other
+// function may be called.
 #include <dlfcn.h>
 
 #include <array>

@@ -51,6 +51,9 @@ TEST_P(ScenarioTest, Switches) {
   }
 }
 
+// For the name of the test.
+void PrintTo(const ScenarioCase& row, std::ostream* out) { *out << row.name; }
+
 const ScenarioCase kScenarios[] = {
     {"CommonValueFirst",
      "announce 5; start 6 +; start 23; stop 6; stop 23 -; start 24 +; withdraw 5 -"},

@@ -66,6 +66,15 @@ TEST_F(CostTest, HoldsLittleBesidesTheResponsesOfACase) {
   EXPECT_LE((bytes_of(200) - bytes_of(100)) / 100, kResponses + 700);
 }
 
+TEST_F(CostTest, ReadsInTimeThatGrowsWithTheTextOnly) {
+  const auto allocations_for = [](int cases) {
+    std::string text;
+    for (int i = 0; i < cases; ++i) text += Case("0,90", "0,90", 0);
+    return AllocationsOf([&text] { TelephonySpeakerCompensation::GetConfig(text); });
+  };
+  EXPECT_LE(allocations_for(400), 2 * allocations_for(200));
+}
+
 // What is mapped of the file. The file itself has gaps besides, as long as the linker takes the
 // largest pages of a machine to be.
 size_t LoadedBytesOf(const std::string& path) {

@@ -1,5 +1,8 @@
 // What init and deinit leave allocated, to the byte, however often they are called.
+#include <cstddef>
+#include <filesystem>
 #include <iostream>
+#include <iterator>
 
 #include "endurance_fixture.h"
 #include "memory_count.h"
@@ -70,6 +73,10 @@ class LeftoversTest : public EnduranceTest, public testing::WithParamInterface<L
                    [](Call call) { return call == GetParam().refused ? -19 : 0; }};
 };
 
+ptrdiff_t OpenFiles() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
 TEST_P(LeftoversTest, TheSameEveryRound) {
   const LeftoversCase& test = GetParam();
   Round();  // what is made once and for all
@@ -85,6 +92,7 @@ TEST_P(LeftoversTest, TheSameEveryRound) {
   if (test.leaves_sensor_wrapper) expected = expected + MemoryCount{1, kSensorWrapperSize};
 
   const size_t heap_before = HeapBytes();
+  const ptrdiff_t files_before = OpenFiles();
   for (int round = 0; round < test.rounds; ++round) {
     const MemoryCount before = MemoryCount::Take();
     Round();
@@ -92,6 +100,7 @@ TEST_P(LeftoversTest, TheSameEveryRound) {
     ASSERT_EQ(left.blocks, expected.blocks) << "round " << round;
     ASSERT_EQ(left.bytes, expected.bytes) << "round " << round;
   }
+  EXPECT_EQ(OpenFiles(), files_before);
   std::cout << test.rounds << " rounds, each leaves " << expected.bytes << " bytes in "
             << expected.blocks << " blocks" << (test.leaves_context ? " and the context" : "");
   if (const size_t heap = HeapBytes(); heap > 0) {

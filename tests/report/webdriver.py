@@ -6,6 +6,8 @@ import json
 import os
 import re
 import shutil
+import socket
+import socket
 import subprocess
 import tempfile
 
@@ -39,6 +41,10 @@ class Browser:
         missing = [name for name in ("chromium", "chromedriver") if shutil.which(name) is None]
         if missing:
             raise RuntimeError(f"not installed: {' and '.join(missing)}")
+        try:
+            socket.getaddrinfo("localhost", None)
+        except OSError as error:
+            raise RuntimeError(f"chromedriver needs the name localhost, see /etc/hosts: {error}") from error
         # Port 0: the driver takes a free one and says which.
         self._driver = subprocess.Popen(
             ["chromedriver", "--port=0"],

@@ -1,3 +1,4 @@
+# SC2034, SC2154: bash-completion's functions set and read variables. SC2207: words hold no blanks.
 # shellcheck shell=bash disable=SC2034,SC2154,SC2207
 # Completion for bash. Commands, options and what they take are read from the command's own help.
 

@@ -40,8 +40,9 @@ void audio_hal_free(hal_audio_device* device, void* memory);
 
 // ---- Events -------------------------------------------------------------------------------------
 
-// Called on the host's event threads; `cookie` is the one given at allocation. `data` points at the
-// event's 32-bit payload and is valid during the call only.
+// Called on the host's event threads; `cookie` is the one given at allocation. `data` of a common
+// event points at its 32-bit payload, `uc` of a use-case event at the use case's record; both are
+// valid during the call only.
 typedef void (*hal_common_event_handler_t)(hal_common_event_t event, void* data, void* cookie);
 typedef void (*usecase_event_handler_t)(usecase_event_t event, usecase* uc, void* data,
                                         void* cookie);
@@ -56,6 +57,7 @@ int event_allocate_usecase_event_client(hal_audio_device* device, void** client,
                                         const int32_t* usecases, int usecase_count,
                                         const usecase_event_t* events, int event_count, int option,
                                         usecase_event_handler_t handler, void* cookie);
+// The client is given up; what *client holds afterwards is the host's affair.
 void event_free_common_event_client(hal_audio_device* device, void** client);
 void event_free_usecase_event_client(hal_audio_device* device, void** client);
 

@@ -4,7 +4,9 @@
 namespace brelmo::tavi::audio {
 
 // Each operation is synchronous and returns whether the block was accepted. `data` (bytes, `size`
-// of them) stays the caller's; an implementation neither changes nor keeps it.
+// of them) stays the caller's; an implementation neither changes nor keeps it. The engine calls
+// on the host's event threads, with its lock held. `context` is handed through to the host as it
+// is.
 class TunerDelivererWrapper {
  public:
   TunerDelivererWrapper() = default;

@@ -1,4 +1,6 @@
-// What the process has allocated with operator new, the loaded module and libbase included.
+// What the process has allocated, the loaded module and libbase included. Blocks are those of
+// malloc and its kin, and so of operator new; where a sanitizer stands in malloc's place, of
+// operator new only.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +9,7 @@ namespace brelmo::tavi::test {
 
 struct MemoryCount {
   long blocks = 0;
-  long bytes = 0;
+  long bytes = 0;  // of operator new, as they were asked for
 
   // Now.
   static MemoryCount Take();
