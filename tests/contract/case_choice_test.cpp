@@ -58,8 +58,8 @@ class CaseChoiceTest : public ContractTest {
                                     keys_.at(sent) + "}"));
       const std::string value = std::to_string(sent - 'a' + 1);
       if (result != 0) host_.dsp().RefuseNext(1, result);
-      expected = expected + Delivered("UpdateTuningData", "L(" + value + " -1) R(" + value + " 1)",
-                                      32, result);
+      expected = expected + Delivered("UpdateTuningData",
+                                      "left(" + value + " -1) right(" + value + " 1)", 32, result);
       previous_ = sent;
     }
     EXPECT_THAT(After(event), ElementsAreArray(expected));
@@ -157,8 +157,8 @@ TEST_P(FaultTest, LeavesTheCasesBefore) {
                              Case("HingeAngle:91,170", 'b');
   EXPECT_TRUE(host_.Init(config.c_str()).has_handle);
   Lines logged;
-  for (const auto& line : transcript_.Take()) {
-    if (line.rfind("ERROR", 0) == 0) logged.push_back(line);
+  for (const auto& line : recorder_.TakeLines()) {
+    if (line.rfind("log ERROR", 0) == 0) logged.push_back(line);
   }
   EXPECT_THAT(logged, ElementsAreArray(GetParam().errors));
   keys_ = {{'a', HingeKey("0 ")}};
@@ -231,7 +231,7 @@ TEST_F(CaseChoiceTest, OneWriteCarriesBothChannels) {
   After(Announce(5));
   EXPECT_THAT(After(Start(6)),
               testing::Contains(EngineInfo("UpdateTuningData: update tuning with size 4128")));
-  auto writes = transcript_.TakeWrites();
+  auto writes = recorder_.TakeWrites();
   ASSERT_EQ(writes.size(), 2U);  // the first is the status
   const auto& bytes = writes[1].bytes;
   ASSERT_EQ(bytes.size(), 4128U);
@@ -242,7 +242,7 @@ TEST_F(CaseChoiceTest, OneWriteCarriesBothChannels) {
   // A channel without data is left out; a case without data is taken, but nothing is sent.
   EXPECT_THAT(After(Hinge(90)),
               testing::Contains(EngineInfo("UpdateTuningData: update tuning with size 24")));
-  writes = transcript_.TakeWrites();
+  writes = recorder_.TakeWrites();
   ASSERT_EQ(writes.size(), 1U);
   EXPECT_EQ(writes[0].bytes, alone.message);
   EXPECT_THAT(After(Hinge(150)),

@@ -1,13 +1,9 @@
-// The loaded module in a simulated host, and a transcript of what passes between the two.
+// The loaded module in a simulated host, and a record of what passes between the two.
 #pragma once
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
-#include <regex>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,13 +15,16 @@
 #include "module_path.h"
 #include "simulated_host.h"
 #include "temporary_folder.h"
+#include "validate/recorder.h"
 
 namespace brelmo::tavi::test {
 
 using simulator::HostEvent;
 using simulator::SimulatedHost;
 using Delivery = SimulatedHost::Delivery;
-using Lines = std::vector<std::string>;
+using tools::InFixedOrder;
+using tools::Lines;
+using tools::Recorder;
 
 constexpr std::chrono::seconds kLongTime{20};
 
@@ -35,112 +34,6 @@ inline std::string EntryLog(android::base::LogSeverity severity, const std::stri
 inline std::string EntryInfo(const std::string& text) {
   return EntryLog(android::base::INFO, text);
 }
-
-// The two conditions of a case have no order, nor have its two outputs; the texts that list them
-// are compared as if they had.
-inline std::string InFixedOrder(const std::string& text) {
-  static const std::regex keys(R"((Name : ScreenRotation, Supported Index: \{[^}]*\} ))"
-                               R"((Name : HingeAngle, Supported Index: \{[^}]*\} ))");
-  return std::regex_replace(text, keys, "$2$1");
-}
-
-// "write status 1 = 0" or "write L(1 0) R(257 bins) = -5": result behind the equals sign.
-inline std::string WriteText(const simulator::DspWrite& write) {
-  Lines messages;
-  for (const auto& message : write.parsed.messages) {
-    std::ostringstream text;
-    if (!message.is_response()) {
-      text << "status " << message.is_active();
-    } else {
-      text << (message.type == simulator::kLeftMessage ? "L(" : "R(");
-      if (const auto response = message.Response(); response.size() == 2) {
-        text << response[0] << " " << response[1] << ")";
-      } else {
-        text << message.bin_count() << " bins)";
-      }
-    }
-    messages.push_back(text.str());
-  }
-  std::sort(messages.begin(), messages.end());
-  std::string text = "write";
-  for (const auto& message : messages) text += " " + message;
-  return text + " = " + std::to_string(write.result);
-}
-
-// Log lines, host calls and writes in the order in which they happened. Thread-safe.
-class Transcript final : public simulator::HostObserver {
- public:
-  // Since the last call.
-  Lines Take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    Lines lines = std::exchange(lines_, {});
-    for (std::string& line : lines) line = InFixedOrder(line);
-    return lines;
-  }
-  std::vector<simulator::DspWrite> TakeWrites() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(writes_, {});
-  }
-  Lines TakeViolations() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(violations_, {});
-  }
-
-  // Makes the DSP keep every write from now on until ReleaseWrites.
-  void HoldWrites() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    is_holding_ = true;
-  }
-  void ReleaseWrites() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    is_holding_ = false;
-    changed_.notify_all();
-  }
-  bool WaitForHeldWrite() {
-    return WaitFor([this] { return held_ > 0; });
-  }
-  bool WaitForViolation() {
-    return WaitFor([this] { return !violations_.empty(); });
-  }
-
-  void OnHostCall(const std::string& call) override { Append("call " + call); }
-  void OnWrite(const simulator::DspWrite& write) override {
-    Append(WriteText(write));
-    std::unique_lock<std::mutex> lock(mutex_);
-    writes_.push_back(write);
-    ++held_;
-    changed_.notify_all();
-    changed_.wait_for(lock, kLongTime, [this] { return !is_holding_; });
-    --held_;
-  }
-  void OnViolation(const std::string& text) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    violations_.push_back(text);
-    changed_.notify_all();
-  }
-
- private:
-  void Append(const std::string& line) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    lines_.push_back(line);
-  }
-  template <typename Condition>
-  bool WaitFor(Condition condition) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, kLongTime, condition);
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  Lines lines_;
-  std::vector<simulator::DspWrite> writes_;
-  Lines violations_;
-  bool is_holding_ = false;
-  int held_ = 0;
-  simulator::LogCapture capture_{[this](const simulator::LogLine& line) {
-    Append(LogText(line.severity, line.tag, line.text));
-  }};
-};
 
 // ---- Events -------------------------------------------------------------------------------------
 
@@ -193,19 +86,19 @@ class ContractTest : public testing::Test {
     folder_.Write("l.txt", "0.5,-0.25\n");
     folder_.Write("r.txt", "2,3\n");
   }
-  void TearDown() override { EXPECT_THAT(transcript_.TakeViolations(), testing::IsEmpty()); }
+  void TearDown() override { EXPECT_THAT(recorder_.TakeViolations(), testing::IsEmpty()); }
 
   // Inits without looking at what happens.
   void Init(const std::string& config) {
     ASSERT_TRUE(host_.Init(config.c_str()).has_handle)
-        << testing::PrintToString(transcript_.Take());
-    transcript_.Take();
+        << testing::PrintToString(recorder_.TakeLines());
+    recorder_.TakeLines();
   }
 
   // What follows of an event, without the handler's own line about it, which is checked here.
   Lines After(const HostEvent& event) {
     EXPECT_EQ(host_.Deliver(event), Delivery::kDelivered);
-    Lines lines = transcript_.Take();
+    Lines lines = recorder_.TakeLines();
     if (event.source == HostEvent::Source::kHingeAngle) return lines;
     const std::string kind = event.source == HostEvent::Source::kCommon ? "common" : "use case";
     const std::string own =
@@ -220,8 +113,8 @@ class ContractTest : public testing::Test {
 
   TemporaryFolder folder_;
   simulator::DataFolder data_folder_{folder_.path()};
-  Transcript transcript_;
-  SimulatedHost host_{Module(), transcript_};
+  Recorder recorder_;
+  SimulatedHost host_{Module(), recorder_};
 };
 
 }  // namespace brelmo::tavi::test

@@ -43,7 +43,7 @@ TEST_P(DataFileTest, IsReadOrReplacedByUnity) {
   if (!test.content.empty()) folder_.Write(test.file_name, test.content);
   const std::string config = "HingeAngle:0,180|RightChannel:r.txt|LeftChannel:" + test.file_name;
   EXPECT_TRUE(host_.Init(config.c_str()).has_handle);
-  Lines lines = transcript_.Take();
+  Lines lines = recorder_.TakeLines();
   lines.erase(std::remove_if(lines.begin(), lines.end(),
                              [](const auto& line) { return line.rfind("call ", 0) == 0; }),
               lines.end());

@@ -70,7 +70,7 @@ TEST_P(InitTest, CallsAndLogs) {
   EXPECT_EQ(init.result, test.result);
   EXPECT_EQ(init.has_handle, test.has_handle);
   // Whatever is allocated and not freed in these lines stays so.
-  EXPECT_THAT(transcript_.Take(),
+  EXPECT_THAT(recorder_.TakeLines(),
               ElementsAreArray(Lines{"call audio_hal_calloc(32)"} + test.expected));
   // The host can use the module all the same.
   if (init.has_handle) {
@@ -124,7 +124,7 @@ TEST_F(LifetimeTest, NoMemory) {
   const auto init = host_.Init(kHingeConfig.c_str());
   EXPECT_EQ(init.result, -12);
   EXPECT_FALSE(init.has_handle);
-  EXPECT_THAT(transcript_.Take(),
+  EXPECT_THAT(recorder_.TakeLines(),
               ElementsAre("call audio_hal_calloc(32) = null",
                           EntryLog(ERROR, "compensation_init: fail to allocate memory")));
 }
@@ -143,7 +143,7 @@ TEST_P(DeinitTest, Calls) {
   Init(GetParam().config);
   EXPECT_TRUE(host_.Deinit());
   EXPECT_EQ(host_.handle(), nullptr);
-  EXPECT_THAT(transcript_.Take(), ElementsAreArray(GetParam().expected));
+  EXPECT_THAT(recorder_.TakeLines(), ElementsAreArray(GetParam().expected));
 }
 
 const Lines kFreeContext = {"call audio_hal_free(context)"};
@@ -165,11 +165,11 @@ TEST_F(LifetimeTest, LateEventsFindTheEngine) {
   Init(kHingeConfig);
   After(Announce(5));
   EXPECT_TRUE(host_.Deinit());
-  transcript_.Take();
+  recorder_.TakeLines();
   EXPECT_EQ(host_.Deliver(Start(6)), Delivery::kNotRegistered);
   // A host thread that holds on to the handlers it was given.
   EXPECT_THAT(After(Raw(Start(6))), ElementsAreArray(Status(true)));
-  EXPECT_THAT(After(Raw(Hinge(20))), testing::Contains("write L(0.5 -0.25) R(2 3) = 0"));
+  EXPECT_THAT(After(Raw(Hinge(20))), testing::Contains("write left(0.5 -0.25) right(2 3) = 0"));
   EXPECT_THAT(After(Raw(Withdraw(5))), ElementsAreArray(Status(false)));
 }
 
@@ -179,18 +179,18 @@ TEST_F(LifetimeTest, AgainAndAgain) {
     EXPECT_THAT(host_.Dump().value(), testing::HasSubstr("hinge angle:-1,"));
     After(Announce(5));
     After(Hinge(20));
-    EXPECT_THAT(After(Start(6)), testing::Contains("write L(0.5 -0.25) R(2 3) = 0"));
+    EXPECT_THAT(After(Start(6)), testing::Contains("write left(0.5 -0.25) right(2 3) = 0"));
     EXPECT_TRUE(host_.Deinit());
   }
 }
 
 TEST_F(LifetimeTest, TwoDevicesDoNotShareState) {
-  SimulatedHost other(Module(), transcript_);
+  SimulatedHost other(Module(), recorder_);
   Init(kHingeConfig);
   ASSERT_TRUE(other.Init(kHingeConfig.c_str()).has_handle);
   host_.Deliver(Announce(5));
   other.Deliver(Start(6));
-  EXPECT_THAT(transcript_.TakeWrites(), testing::IsEmpty());
+  EXPECT_THAT(recorder_.TakeWrites(), testing::IsEmpty());
   EXPECT_TRUE(host_.Deinit());
   other.Deliver(Announce(6));
   EXPECT_EQ(other.dsp().state().module_active, true);
@@ -203,7 +203,7 @@ TEST_F(LifetimeTest, TwoDevicesDoNotShareState) {
 class DirectCallTest : public ContractTest {
  protected:
   void TearDown() override {
-    transcript_.TakeViolations();
+    recorder_.TakeViolations();
     ContractTest::TearDown();
   }
   const hal_ext_audio_module& module_ = Module().descriptor();
@@ -232,8 +232,8 @@ TEST_F(DirectCallTest, DeinitLeavesAnInertListener) {
   EXPECT_EQ(listener[5], reinterpret_cast<void*>(to.usecase_handler));
 
   EXPECT_TRUE(host_.Deinit());
-  transcript_.Take();
-  EXPECT_THAT(transcript_.TakeViolations(), testing::IsEmpty());
+  recorder_.TakeLines();
+  EXPECT_THAT(recorder_.TakeViolations(), testing::IsEmpty());
   listener = Fields<6>(context[0]);
   for (const size_t i : {0, 2, 3}) EXPECT_EQ(listener[i], nullptr) << i;
   int32_t value = 5;
@@ -249,7 +249,7 @@ TEST_F(DirectCallTest, DeinitLeavesAnInertListener) {
   void* handle = context.data();
   EXPECT_EQ(module_.deinit(host_.device(), &handle), 0);
   EXPECT_EQ(handle, nullptr);
-  EXPECT_THAT(transcript_.Take(), ElementsAreArray(kFreeContext));
+  EXPECT_THAT(recorder_.TakeLines(), ElementsAreArray(kFreeContext));
 }
 
 TEST_F(DirectCallTest, HandleThatHeldSomething) {
@@ -261,7 +261,7 @@ TEST_F(DirectCallTest, HandleThatHeldSomething) {
     std::string text =
         std::to_string(module_.init(host_.device(), nullptr, nullptr, config.c_str(), &handle));
     text += handle == nullptr ? " null" : handle == &preset ? " preset" : " context";
-    const Lines violations = transcript_.TakeViolations();
+    const Lines violations = recorder_.TakeViolations();
     const bool is_freed = std::count(violations.begin(), violations.end(), preset_freed.str()) != 0;
     return text + (is_freed ? ", freed" : "");
   };

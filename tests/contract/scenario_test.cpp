@@ -85,7 +85,7 @@ TEST_F(HandlerTest, StatusBytes) {
   After(Start(6));
   After(Stop(6));
   std::vector<std::vector<unsigned char>> bytes;
-  for (const auto& write : transcript_.TakeWrites()) bytes.push_back(write.bytes);
+  for (const auto& write : recorder_.TakeWrites()) bytes.push_back(write.bytes);
   EXPECT_THAT(bytes, ElementsAre(ElementsAre(0, 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 0),
                                  ElementsAre(0, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0)));
 }
@@ -133,7 +133,7 @@ TEST_F(HandlerTest, NullCookie) {
   for (const int number : {2, 4, 8, 3}) to.common_handler(number, &value, nullptr);
   for (const int number : {21, 22, 3}) to.usecase_handler(number, nullptr, &value, nullptr);
   EXPECT_EQ(to.hinge_angle_callback(30, nullptr), 0);
-  EXPECT_THAT(transcript_.Take(), IsEmpty());
+  EXPECT_THAT(recorder_.TakeLines(), IsEmpty());
 }
 
 }  // namespace

@@ -49,8 +49,8 @@ class ContractThreads : public ContractTest {
         EXPECT_EQ(messages, is_active ? "write status 1" : "write status 0");
       } else {
         EXPECT_TRUE(is_active);
-        EXPECT_THAT(messages, AnyOf("write L(0 0) R(0 0)", "write L(1 1) R(1 1)",
-                                    "write L(2 2) R(2 2)", "write L(3 3) R(3 3)"));
+        EXPECT_THAT(messages, AnyOf("write left(0 0) right(0 0)", "write left(1 1) right(1 1)",
+                                    "write left(2 2) right(2 2)", "write left(3 3) right(3 3)"));
         EXPECT_NE(messages, last);
       }
       last = messages;
@@ -80,7 +80,7 @@ TEST_F(ContractThreads, TrafficWithDumpsAndRefusals) {
   host_.Post(Start(6));
   host_.Post(Hinge(91));
   ASSERT_TRUE(host_.Drain());
-  EXPECT_EQ(CheckWrites(transcript_.Take()), "write L(3 3) R(3 3)");
+  EXPECT_EQ(CheckWrites(recorder_.TakeLines()), "write left(3 3) right(3 3)");
   EXPECT_THAT(InFixedOrder(host_.Dump().value()),
               HasSubstr("    hinge angle:91, screen rotation:270\n"
                         "  Supported Scenario Is Active:true\n"
@@ -95,7 +95,7 @@ TEST_F(ContractThreads, DeinitAmidTraffic) {
   EXPECT_EQ(host_.Dump(), "\n");
   for (int round = 0; round < 30; ++round) PostRound(round);  // handlers that the host kept
   ASSERT_TRUE(host_.Drain());
-  CheckWrites(transcript_.Take());
+  CheckWrites(recorder_.TakeLines());
 }
 
 }  // namespace

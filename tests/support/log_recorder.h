@@ -12,7 +12,7 @@ namespace brelmo::tavi::test {
 // One line as LogRecorder gives it.
 inline std::string LogText(android::base::LogSeverity severity, const std::string& tag,
                            const std::string& text) {
-  return std::string(simulator::SeverityName(severity)) + " " + tag + "| " + text;
+  return std::string("log ") + simulator::SeverityName(severity) + " [" + tag + "] " + text;
 }
 
 constexpr const char* kEngineTag = "audio_hw_telephony_speaker_compensation";
