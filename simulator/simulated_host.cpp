@@ -46,6 +46,16 @@ constexpr int kInvalidArgument = -22;
 std::mutex hosts_mutex;
 std::vector<SimulatedHost*> hosts;  // in the order of their making
 
+// What a module gets and may not touch: reading it is a crash.
+void* Forbidden() {
+  constexpr size_t kPage = 4096;
+  static void* const page = [] {
+    void* const memory = mmap(nullptr, kPage, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return memory == MAP_FAILED ? nullptr : memory;
+  }();
+  return page;
+}
+
 // The event that the current thread is delivering.
 thread_local const HostEvent* current_event = nullptr;
 
@@ -137,7 +147,7 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_initializing_ = true;
     was_hinge_angle_refused_ = false;
-    handle_ = is_handle_preset_ ? MakeBlock(kContextSize) : nullptr;
+    preset_handle_ = handle_ = is_handle_preset_ ? MakeBlock(kContextSize) : nullptr;
   }
   void* const preset = handle_;
   hal_audio_device* const given = is_device_hidden_ ? nullptr : device_;
@@ -145,7 +155,8 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
   InitResult init;
   init.timed_out = !control_thread_.Run(
       [this, given, config, result] {
-        *result = module_.descriptor().init(given, nullptr, nullptr, config, &handle_);
+        *result = module_.descriptor().init(
+            given, ModuleEvent, static_cast<hal_ext_module_ops*>(Forbidden()), config, &handle_);
       },
       Timeout());
   if (init.timed_out) return init;
@@ -232,7 +243,7 @@ std::function<void()> SimulatedHost::MakeDelivery(const HostEvent& event) {
         current_event = &event;
         const auto record = MakeUsecase(event.value);
         observer_.OnEventBegin(event);
-        to.usecase_handler(event.number, record.get(), nullptr, to.usecase_cookie);
+        to.usecase_handler(event.number, record.get(), Forbidden(), to.usecase_cookie);
         observer_.OnEventEnd(event);
         current_event = nullptr;
       };
@@ -325,6 +336,21 @@ void SimulatedHost::CheckDeviceRecord(const char* when) {
   }
 }
 
+int SimulatedHost::ModuleEvent(hal_audio_device* device, aud_mdl_handle_event /*event*/,
+                               void* /*data*/, unsigned int /*data_size*/, void** /*reply*/,
+                               unsigned int* /*reply_size*/, aud_interacts_op_t /*op*/,
+                               unsigned int /*flags*/) {
+  SimulatedHost* const host = Find(device, "module-event callback");
+  if (host != nullptr) host->Violate("the module called the module-event callback");
+  return kInvalidArgument;
+}
+
+void SimulatedHost::CheckHandleIsUntouched(const char* function) {
+  if (is_initializing_ && handle_ != preset_handle_) {
+    Violate(std::string(function) + ": init has set the handle before its outcome is known");
+  }
+}
+
 bool SimulatedHost::IsMissing(const void* argument, const char* function, const char* name) {
   if (argument != nullptr) return false;
   Violate(std::string(function) + ": null " + name);
@@ -392,6 +418,7 @@ int SimulatedHost::AllocateCommonClient(void** client, std::vector<int32_t> even
                            std::to_string(option) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(common_client_code_));
+  CheckHandleIsUntouched(kFunction);
   if (IsMissing(client, kFunction, "client") ||
       IsMissing(reinterpret_cast<const void*>(handler), kFunction, "handler")) {
     return kInvalidArgument;
@@ -419,6 +446,7 @@ int SimulatedHost::AllocateUsecaseClient(void** client, std::vector<int32_t> use
                            ToText(events) + ", option " + std::to_string(option) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(usecase_client_code_));
+  CheckHandleIsUntouched(kFunction);
   if (IsMissing(client, kFunction, "client") ||
       IsMissing(reinterpret_cast<const void*>(handler), kFunction, "handler")) {
     return kInvalidArgument;
@@ -470,6 +498,7 @@ int SimulatedHost::RegisterHingeAngle(int client_id, hal_sensor_callback_t callb
   const std::string call = std::string(kFunction) + "(client " + ToHex(client_id) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(hinge_angle_code_));
+  CheckHandleIsUntouched(kFunction);
   if (IsMissing(reinterpret_cast<const void*>(callback), kFunction, "callback")) {
     return kInvalidArgument;
   }

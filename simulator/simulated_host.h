@@ -165,6 +165,10 @@ class SimulatedHost {
                          void* reserved_pointer, void* context, const void* data, int64_t size,
                          int64_t reserved_1, int64_t reserved_2);
   int Tune(const void* data, int64_t size);
+  // What init gets as its callback.
+  static int ModuleEvent(hal_audio_device* device, aud_mdl_handle_event event, void* data,
+                         unsigned int data_size, void** reply, unsigned int* reply_size,
+                         aud_interacts_op_t op, unsigned int flags);
 
   std::chrono::milliseconds Timeout() const;
   // A block of zeros that the host takes back. Entered with mutex_ held.
@@ -175,6 +179,7 @@ class SimulatedHost {
   void CheckAfterInit(const InitResult& result);
   void CheckAfterRelease(const char* when);
   void CheckDeviceRecord(const char* when);
+  void CheckHandleIsUntouched(const char* function);
   void ReportCall(const std::string& call) { observer_.OnHostCall(call); }
   void Violate(const std::string& text) { observer_.OnViolation(text); }
   bool IsMissing(const void* argument, const char* function, const char* name);
@@ -204,6 +209,7 @@ class SimulatedHost {
   Registration registration_;
 
   void* handle_ = nullptr;
+  void* preset_handle_ = nullptr;  // what it held when init began
   std::atomic<int> writes_in_progress_ = 0;
   int posted_ = 0;  // events that nobody has waited for yet
 

@@ -10,6 +10,7 @@ A defect is a small edit of a source file. An edit that does not fit the source 
 """
 
 import json
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -72,7 +73,21 @@ DEFECTS = [
            "static_cast<uint32_t>(size + kTaviMessageHeaderSize);", "message.bytes"),
     Defect("missing-log-line", ENGINE,
            "    LOG(WARNING) << __func__ << \": no valid data\";\n", "", "message.empty-channel"),
+    Defect("keys-equal-by-indices", ENGINE,
+           "(previous != nullptr && keys == *previous);",
+           "(previous != nullptr &&\n            std::equal(keys.begin(), keys.end(), previous->begin(), "
+           "previous->end(),\n                       [](const CaseKey& a, const CaseKey& b) {\n"
+           "                         return a.supported_indices == b.supported_indices;\n"
+           "                       }));", "cases.other-names", stress="run"),
     # ---- The scenario and the posture ----
+    Defect("dead-without-cases", ENGINE, "  const bool active = ComputeSupportedScenario();\n",
+           "  if (cases_.empty()) return;\n  const bool active = ComputeSupportedScenario();\n",
+           "config.no-case-works", stress="run"),
+    Defect("global-lock", ENGINE,
+           "void TelephonySpeakerCompensation::OnSensorValueChanged(int angle) {\n",
+           "static std::mutex all_engines;\n"
+           "void TelephonySpeakerCompensation::OnSensorValueChanged(int angle) {\n"
+           "  const std::lock_guard<std::mutex> guard(all_engines);\n", "init.two-devices"),
     Defect("third-common-value", ENGINE, "kSupportedCommonValueCount = 2",
            "kSupportedCommonValueCount = 3", "scenario.other-values"),
     Defect("exclusive-maximum", ENGINE, "angle > HingeAngleIndex::kMaxAngle",
@@ -184,7 +199,7 @@ def stress(defect, tavi, library):
         print(end.stdout)
         if end.returncode != 1:
             sys.exit(f"{defect.name}: exit code {end.returncode}, not 1")
-        play = end.stdout.splitlines()[-1].split()
+        play = shlex.split(end.stdout.splitlines()[-1])
         run = subprocess.run([tavi, *play[1:]], stdout=subprocess.PIPE, text=True, check=False)
         if defect.stress == "run" and run.returncode != 1:
             sys.exit(f"{defect.name}: exit code {run.returncode} of the run, not 1")

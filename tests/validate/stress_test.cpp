@@ -43,7 +43,7 @@ TEST(StressTest, EpisodesHaveEverythingInThem) {
        {"expect status 1\n", "expect status 0\n", "expect case 0\n", "expect case 3\n",
         "expect writes 2\n", "dsp refuse 3 1\n", "dsp slow 200us\n", "dsp absent\n",
         "dsp present\n", "deinit\n", "dump\n", "hinge 181\n", "rotation -90\n", "withdraw 5\n",
-        "raw common 2 null\n", "raw usecase 21 7\n"}) {
+        "raw common 3 5\n", "raw usecase 20 6\n", "raw usecase 21 7\n"}) {
     EXPECT_THAT(all, HasSubstr(step));
   }
 }

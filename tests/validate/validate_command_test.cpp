@@ -119,7 +119,7 @@ TEST(ValidateCommandTest, ACrashAndAHangAreResults) {
     const char* during;
     const char* thread;  // of the backtrace
   } cases[] = {
-      {"init.null-text", "crashed", "SIGSEGV", "init with a null text", "control"},
+      {"hardening.null-text", "crashed", "SIGSEGV", "init with a null text", "control"},
       {"scenario.common-value-first", "crashed", "signal", "announce 5", nullptr},
       {"dump.text", "hung", "did not return", "announce 6", "common"},
   };

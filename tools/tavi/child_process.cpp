@@ -34,8 +34,15 @@ using Clock = std::chrono::steady_clock;
 // How long a process that is to end has for its backtraces.
 constexpr std::chrono::seconds kGrace{3};
 
-// What ends this process, and its children with it.
-constexpr std::array<int, 3> kInterrupts = {SIGINT, SIGTERM, SIGHUP};
+// What ends this process, and its children with it: the last when nobody reads on.
+constexpr std::array<int, 4> kInterrupts = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+
+// One that is ignored stays so: whoever started this process does not want it to end by that.
+void (*Handle(int number, void (*handler)(int)))(int) {
+  void (*const old)(int) = std::signal(number, handler);
+  if (old == SIG_IGN) std::signal(number, SIG_IGN);
+  return old;
+}
 
 [[noreturn]] void Fail(const char* call) {
   throw std::system_error(errno, std::generic_category(), call);
@@ -215,7 +222,7 @@ class Child {
  private:
   [[noreturn]] void Run(size_t index, const ChildWork& work) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody would hear of what an orphan does
-    for (const int number : kInterrupts) std::signal(number, SIG_DFL);
+    for (const int number : kInterrupts) Handle(number, SIG_DFL);
     dup2(output_.fd(), STDOUT_FILENO);
     dup2(output_.fd(), STDERR_FILENO);
     HandleDeath();
@@ -283,10 +290,11 @@ void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
   sigemptyset(&child_ended);
   sigaddset(&child_ended, SIGCHLD);
   sigprocmask(SIG_BLOCK, &child_ended, &old_mask);
+  std::signal(SIGCHLD, SIG_DFL);  // where it is ignored nothing is told of ends
   interrupt = 0;
   std::array<void (*)(int), kInterrupts.size()> old_handlers{};
   for (size_t i = 0; i < kInterrupts.size(); ++i) {
-    old_handlers[i] = std::signal(kInterrupts[i], OnInterrupt);
+    old_handlers[i] = Handle(kInterrupts[i], OnInterrupt);
   }
 
   std::map<size_t, std::unique_ptr<Child>> children;
@@ -323,6 +331,7 @@ void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
   if (interrupt != 0) {
     if (on_interrupt) on_interrupt();
     std::raise(interrupt);
+    _exit(128 + interrupt);  // as a shell has it
   }
 }
 

@@ -45,9 +45,8 @@ struct ChildLimits {
 using ChildWork = std::function<int(size_t index, ChildReport& report)>;
 
 // Runs `work` for 0 to `count` - 1 and calls `on_end` in this process as each ends. A time limit
-// that passes is the end of one; SIGINT, SIGTERM or SIGHUP end all, this
-// process included, after `on_interrupt`.
-// The caller must not have started threads.
+// that passes is the end of one; SIGINT, SIGTERM, SIGHUP or SIGPIPE, where they are not ignored,
+// end all, this process included, after `on_interrupt`. The caller must not have started threads.
 void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
                  const std::function<void(size_t index, const ChildEnd& end)>& on_end,
                  const std::function<void()>& on_interrupt = {});

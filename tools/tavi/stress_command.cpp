@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -12,8 +14,11 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "commands.h"
+#include "config_source.h"
 #include "stress/shrink.h"
 #include "terminal.h"
 #include "validate/library_file.h"
@@ -35,21 +40,51 @@ struct Options {
   int patience = 10;  // seconds
 };
 
+// As a shell takes it for one word.
+std::string ShellWord(const std::string& text) {
+  const auto is_plain = [](unsigned char c) {
+    return std::isalnum(c) != 0 || std::strchr("/._-+:,=@%", c) != nullptr;
+  };
+  if (!text.empty() && std::all_of(text.begin(), text.end(), is_plain)) return text;
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+  return quoted + "'";
+}
+
+// Where the files go, their names and contents.
+using Files = std::vector<std::pair<std::filesystem::path, std::string>>;
+
+// False when that cannot be.
+bool WriteFiles(const std::filesystem::path& folder, const Files& files) {
+  std::error_code error;
+  std::filesystem::create_directories(folder / "etc", error);
+  try {
+    for (const auto& [path, content] : files) WriteFile(path, content);
+  } catch (const InputError& failure) {
+    std::printf("  %s; what was to be stored:\n", Printable(failure.what()).c_str());
+    return false;
+  }
+  return true;
+}
+
 // Writes the files, and says where they are and how to play them.
 void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
-                 const ShortEpisode& found, const std::string& origin) {
+                 const ShortEpisode& found, const std::string& origin, bool does_fail) {
   const std::string config = found.episode.Config();
   std::string text = "# Found by " + origin + ":\n";
   std::istringstream failure(found.failure.text);
   for (std::string line; std::getline(failure, line);) text += "# " + Printable(line) + "\n";
   text += ScenarioText(found.episode);
-  std::error_code error;
-  std::filesystem::create_directories(folder / "etc", error);
-  WriteFile(folder / "device.conf", config + "\n");
-  for (const auto& [name, content] : found.episode.files) WriteFile(folder / "etc" / name, content);
-  WriteFile(folder / "stress.scenario", text);
-
-  const bool does_fail = DoesRunFail(setup, found.episode);
+  Files files = {{folder / "device.conf", config + "\n"}, {folder / "stress.scenario", text}};
+  for (const auto& [name, content] : found.episode.files) {
+    files.emplace_back(folder / "etc" / name, content);
+  }
+  if (!WriteFiles(folder, files)) {
+    for (const auto& [path, content] : files) {
+      std::printf("--- %s\n%s", Printable(path.string()).c_str(), content.c_str());
+    }
+    return;
+  }
   std::printf("shrunk to %s and %s, which", Count(found.episode.event_count(), "event").c_str(),
               Count(found.episode.cases.size(), "case").c_str());
   std::printf("%s",
@@ -59,21 +94,22 @@ void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
                   : " do not fail in a run: that plays one event after the other, and these fail "
                     "at the same time:\n");
   std::printf("  tavi run --module %s --config %s --data-root %s --scenario %s\n",
-              setup.module.c_str(), (folder / "device.conf").c_str(), (folder / "etc").c_str(),
-              (folder / "stress.scenario").c_str());
+              ShellWord(setup.module).c_str(), ShellWord((folder / "device.conf").string()).c_str(),
+              ShellWord((folder / "etc").string()).c_str(),
+              ShellWord((folder / "stress.scenario").string()).c_str());
 }
 
 int Stress(const Options& options) {
   CheckIsModule(options.module);
+  const uint64_t seed = options.seed ? *options.seed : std::random_device()();
+  std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
+  std::fflush(stdout);
   const WorkFolder folder;
   StressSetup setup;
   setup.module = std::filesystem::absolute(options.module).string();
   setup.folder = &folder;
   setup.jobs = options.jobs;
   setup.patience = std::chrono::seconds(options.patience);
-  const uint64_t seed = options.seed ? *options.seed : std::random_device()();
-  std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
-  std::fflush(stdout);
 
   const bool has_progress = isatty(STDERR_FILENO) != 0;
   const auto begin = Clock::now();
@@ -99,6 +135,7 @@ int Stress(const Options& options) {
 
   const bool is_colour = IsColourWanted();
   if (!failed) {
+    folder.Remove();  // before what may find nobody to read it
     std::printf("%s: ", Printable(options.module).c_str());
     Print(is_colour, colour::kGreen,
           Count(events, "event") + " in " + Count(played, "episode") + " held");
@@ -111,6 +148,8 @@ int Stress(const Options& options) {
   std::printf("  episode %llu, round %zu\n", static_cast<unsigned long long>(number),
               failed->failure.round);
   const ShortEpisode found = Shrink(setup, episode, failed->failure);
+  const bool does_fail = DoesRunFail(setup, found.episode);
+  folder.Remove();
   std::istringstream lines(found.failure.text);
   for (std::string line; std::getline(lines, line);) {
     std::printf("  %s\n", Printable(line).c_str());
@@ -118,7 +157,8 @@ int Stress(const Options& options) {
   const std::string output =
       options.output.empty() ? "tavi-stress-" + std::to_string(seed) : options.output;
   PutScenario(output, setup, found,
-              "tavi stress, seed " + std::to_string(seed) + ", episode " + std::to_string(number));
+              "tavi stress, seed " + std::to_string(seed) + ", episode " + std::to_string(number),
+              does_fail);
   return kExitBroken;
 }
 
@@ -138,6 +178,13 @@ void AddStressCommand(CLI::App& program, int& exit_code) {
       ->add_option("--seed", options->seed,
                    "What the random numbers begin with: the same seed sends the same events; "
                    "default: another one each time, which is printed")
+      ->transform([](const std::string& text) {
+        // Zeros in front make no octal number of it.
+        const size_t at = text.find_first_not_of('0');
+        return at == std::string::npos || std::isdigit(static_cast<unsigned char>(text[at])) == 0
+                   ? text
+                   : text.substr(at);
+      })
       ->type_name("N");
   command
       ->add_option("-o,--output", options->output,

@@ -271,7 +271,10 @@ Validations Select(const std::vector<std::string>& patterns) {
                                    [&](const Validation& one) { return !is_wanted(one); }),
                     validations.end());
   if (validations.empty()) {
-    throw InputError("--only: no test has such a name; --list shows them all");
+    const bool is_empty = std::all_of(patterns.begin(), patterns.end(),
+                                      [](const std::string& pattern) { return pattern.empty(); });
+    throw InputError(is_empty ? "--only: a name, or * for all, is missing"
+                              : "--only: no test has such a name; --list shows them all");
   }
   return validations;
 }
@@ -332,8 +335,11 @@ int Validate(const Options& options) {
   limits.jobs = options.jobs;
   limits.time = std::chrono::seconds(60) + 3 * patience;
   Totals totals;
-  totals.why_not_run = FindWhyNotTaken(path, limits);
+  ChildLimits loading = limits;
+  loading.time = patience;
+  totals.why_not_run = FindWhyNotTaken(path, loading);
   if (!totals.why_not_run.empty()) {
+    limits = loading;  // what is left does no more
     const auto end =
         std::remove_if(validations.begin(), validations.end(),
                        [](const Validation& validation) { return !validation.is_of_the_file; });
@@ -368,6 +374,12 @@ int Validate(const Options& options) {
         output->PutProgress(ended, validations.size(), totals.failed.size());
       },
       [&folder] { folder.Remove(); });
+  folder.Remove();
+  // What has no verdict has not held.
+  if (const size_t run = totals.held + totals.failed.size(); run < validations.size()) {
+    totals.not_run += validations.size() - run;
+    if (totals.why_not_run.empty()) totals.why_not_run = "interrupted";
+  }
   totals.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
   output->PutTotals(options.module, totals);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

@@ -35,9 +35,11 @@ int Init(hal_audio_device* device, hal_module_event_callback_t /*callback*/,
          hal_ext_module_ops* /*ops*/, const char* config, void** handle) {
   if (*config == '!') std::abort();
   const hal_common_event_t events[] = {8, 2, 4};
-  *handle = audio_hal_calloc(device, 32);
-  return event_allocate_common_event_client(device, &client, events, 3, 5, HandleCommonEvent,
-                                            *handle);
+  void* const context = audio_hal_calloc(device, 32);
+  const int result =
+      event_allocate_common_event_client(device, &client, events, 3, 5, HandleCommonEvent, context);
+  *handle = context;
+  return result;
 }
 
 int Deinit(hal_audio_device* device, void** handle) {

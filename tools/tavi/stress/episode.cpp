@@ -71,11 +71,14 @@ void MakeConfig(Chance& chance, Episode& episode) {
     static const std::array<const char*, 3> odd = {"empty.txt", "bad.txt", "none.txt"};
     return std::string(odd[chance.Below(odd.size())]);
   };
-  const size_t kind = chance.Below(4);  // hinge, rotation, or, twice as often, both
+  // Hinge, rotation, one of the two in each case, or, twice as often, both.
+  enum Kind : size_t { kHinge, kRotation, kEither };
+  const size_t kind = chance.Below(5);
   for (size_t count = 1 + chance.Below(6); count > 0; --count) {
     std::string text;
-    if (kind != 1) text += MakeRule(chance, true);
-    if (kind != 0) text += MakeRule(chance, false);
+    const size_t own = kind == kEither ? chance.Below(2) : kind;
+    if (own != kRotation) text += MakeRule(chance, true);
+    if (own != kHinge) text += MakeRule(chance, false);
     episode.cases.push_back(text + "LeftChannel:" + file() + "|RightChannel:" + file());
   }
   if (chance.OneIn(6)) {
@@ -83,6 +86,9 @@ void MakeConfig(Chance& chance, Episode& episode) {
         "HingeAngle:91,181|ScreenRotation:0|LeftChannel:f0.txt|RightChannel:f1.txt",
         "HingeAngle:0,90|LeftChannel:f0.txt", "HingeAngle:0,90|LeftChannel"};
     episode.cases.emplace_back(bad[chance.Below(bad.size())]);
+  } else if (chance.OneIn(12)) {
+    // One that is refused, and no case in force.
+    episode.cases.insert(episode.cases.begin(), "HingeAngle:0,90|LeftChannel:f0.txt");
   }
 }
 
@@ -91,7 +97,10 @@ void MakeConfig(Chance& chance, Episode& episode) {
 std::string MakeCommonEvent(Chance& chance, bool is_forced) {
   static constexpr std::array<int, 6> kOtherRotations = {0, 90, 180, 270, 45, -90};
   static constexpr std::array<int, 5> kValues = {5, 6, 5, 4, 7};
-  if (chance.OneIn(12)) return "raw common " + Number(static_cast<int>(chance.Below(10))) + " null";
+  if (chance.OneIn(12)) {
+    static constexpr std::array<int, 7> kOthers = {0, 1, 3, 5, 6, 7, 9};
+    return "raw common " + Number(chance.Of(kOthers)) + " 5";
+  }
   const size_t kind = chance.Below(5);
   const int number = kind < 2 ? 8 : kind < 4 ? 2 : 4;
   const int value = number == 8 ? chance.Of(kOtherRotations) : chance.Of(kValues);
@@ -102,7 +111,7 @@ std::string MakeCommonEvent(Chance& chance, bool is_forced) {
 std::string MakeUsecaseEvent(Chance& chance, bool is_forced) {
   static constexpr std::array<int, 5> kUsecases = {6, 23, 24, 0, 7};
   if (chance.OneIn(12)) {
-    return "raw usecase " + Number(20 + static_cast<int>(chance.Below(4))) + " null";
+    return "raw usecase " + Number(chance.OneIn(2) ? 20 : 23) + " 6";
   }
   const bool is_start = !chance.OneIn(3);
   const int usecase = chance.Of(kUsecases);

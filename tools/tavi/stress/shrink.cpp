@@ -137,23 +137,32 @@ ShortEpisode Shrink(const StressSetup& setup, const Episode& episode, const Fail
     candidate.rounds.resize(count);
     best.episode = candidate;
   }
-  Reduce(candidate.rounds, [&](const std::vector<Round>& fewer) {
-    Episode next = candidate;
-    next.rounds = fewer;
-    return fails(next);
-  });
-  for (size_t i = 0; !best.is_serial && i < candidate.rounds.size(); ++i) {
-    Reduce(candidate.rounds[i].events, [&](const std::vector<std::string>& fewer) {
+  // What one pass drops may be what another could not do without.
+  const auto size = [&candidate] {
+    return candidate.rounds.size() + candidate.event_count() + candidate.cases.size();
+  };
+  constexpr int kMostPasses = 5;
+  size_t old_size = size() + 1;
+  for (int pass = 0; pass < kMostPasses && size() < old_size; ++pass) {
+    old_size = size();
+    Reduce(candidate.rounds, [&](const std::vector<Round>& fewer) {
       Episode next = candidate;
-      next.rounds[i].events = fewer;
+      next.rounds = fewer;
+      return fails(next);
+    });
+    for (size_t i = 0; !best.is_serial && i < candidate.rounds.size(); ++i) {
+      Reduce(candidate.rounds[i].events, [&](const std::vector<std::string>& fewer) {
+        Episode next = candidate;
+        next.rounds[i].events = fewer;
+        return fails(next);
+      });
+    }
+    Reduce(candidate.cases, [&](const std::vector<std::string>& fewer) {
+      Episode next = candidate;
+      next.cases = fewer;
       return fails(next);
     });
   }
-  Reduce(candidate.cases, [&](const std::vector<std::string>& fewer) {
-    Episode next = candidate;
-    next.cases = fewer;
-    return fails(next);
-  });
   if (way == Way::kRunFails) {
     way = Way::kFailsOneAtATime;
     fails(candidate);  // for its words

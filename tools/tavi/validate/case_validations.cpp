@@ -85,6 +85,11 @@ const std::vector<PostureTable>& PostureTables() {
         {0, 90, "90,270", "b"},
         {91, 180, "0,180", "c"},
         {91, 180, "90,270", "d"}}},
+      {"cases.other-names",
+       "Of cases with one condition each those of either name take turns, and keys of other names "
+       "with the same indices are other keys.",
+       {{"HingeAngle:0,90", {"HingeAngle 0"}}, {"ScreenRotation:0", {"ScreenRotation 0"}}},
+       {{0, 90, "0", "ab"}, {0, 90, "*", "a"}, {-1, 180, "0", "b"}}},
       {"cases.overlap",
        "Where two cases hold, updates send the one and the other by turns.",
        {{"HingeAngle:0,90|ScreenRotation:0,180", {"HingeAngle 0", "ScreenRotation 0 1"}},
@@ -374,7 +379,7 @@ void CheckEmptyChannels(Trial& trial) {
 }
 
 void CheckLargeMessage(Trial& trial) {
-  constexpr size_t kBins = 100000;
+  constexpr size_t kBins = 300000;  // a file of some megabytes
   std::string content;
   for (size_t i = 0; i < kBins; ++i) content += std::to_string(i % 1000) + ",-1\n";
   trial.WriteFile("large.txt", content);

@@ -82,6 +82,9 @@ const std::vector<ConfigRow>& ConfigRows() {
       {"config.carriage-return", "Nor does a carriage return, which no number may have behind it.",
        kFirst + " RightChannel:r.txt|LeftChannel:l.txt|HingeAngle:91,180\r",
        RuleError("invalid rule data name 180\r"), kFirstKeys + kFirstIndex},
+      {"config.other-white-space", "Nor do other white space, semicolons and line feeds.",
+       "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt\v\f\r\n;x", NotRead(),
+       kFirstKeys + kFirstIndex},
       {"config.letter-case", "Names are told apart by upper and lower case.",
        "HingeAngle:0,90|leftChannel:l.txt|RightChannel:r.txt",
        ConfigError("output LeftChannel is missed."), ""},
@@ -95,6 +98,12 @@ const std::vector<ConfigRow>& ConfigRows() {
        "HingeAngle:0,90|ScreenRotation:90" + kFiles + " HingeAngle:91,180" + kFiles,
        ConfigError("invalid parm size, current:2, failed: 1"),
        "HingeAngle{0 } ScreenRotation{0 }| HingeAngle {[0~90]:0, } ScreenRotation {90:0, }"},
+      Fault("config.three-conditions", "However many it has, and whatever their names.",
+            "HingeAngle:91,180|ScreenRotation:0|Other:1" + kFiles,
+            ConfigError("invalid parm size, current:1, failed: 3")),
+      Fault("config.longer-output-name", "A longer name than an output's is a condition.",
+            "HingeAngle:91,180|LeftChannelX:l.txt|RightChannel:r.txt",
+            ConfigError("invalid parm size, current:1, failed: 2")),
       Fault("config.no-left", "A case needs a left output.", "HingeAngle:91,180|RightChannel:r.txt",
             ConfigError("output LeftChannel is missed.")),
       Fault("config.no-right", "A case needs a right output.",
@@ -110,6 +119,18 @@ const std::vector<ConfigRow>& ConfigRows() {
        ""},
       Fault("config.unknown-condition", "Conditions but HingeAngle and ScreenRotation are refused.",
             "hingeAngle:91,180" + kFiles, ConfigError("invalid condition name hingeAngle")),
+      Fault("config.longer-hinge-name", "Names are compared to their end.",
+            "HingeAngleX:91,180" + kFiles, ConfigError("invalid condition name HingeAngleX")),
+      Fault("config.longer-rotation-name", "That of the rotation is, too.",
+            "ScreenRotationX:0" + kFiles, ConfigError("invalid condition name ScreenRotationX")),
+      Fault("config.number-sign", "There are no comments.", "#HingeAngle:91,180" + kFiles,
+            ConfigError("invalid condition name #HingeAngle")),
+      Fault("config.outputs-first", "Outputs are read before rules.",
+            "HingeAngle:91,x|LeftChannel:l.txt|RightChannel:none",
+            NotRead() + RuleError("invalid rule data name x")),
+      {"config.both-files-missing", "Each output that cannot be read has its lines.",
+       "HingeAngle:0,90|LeftChannel:none|RightChannel:none", NotRead() + NotRead(),
+       kFirstKeys + kFirstIndex},
       // ---- Numbers ----
       {"config.number-forms",
        "Numbers may have a sign, or 0x, and white space before them.",
@@ -118,6 +139,17 @@ const std::vector<ConfigRow>& ConfigRows() {
        kFirstKeys + "HingeAngle{0 1 }| HingeAngle {[0~90]:0, [10~180]:1, }"},
       Fault("config.no-number", "What is no number is refused.", "HingeAngle:x,180" + kFiles,
             RuleError("invalid rule data name x")),
+      Fault("config.first-bad-number", "The first that is refused is named.",
+            "HingeAngle:91,y,x" + kFiles, RuleError("invalid rule data name y")),
+      Fault("config.semicolon", "A semicolon separates no numbers.", "HingeAngle:91;180" + kFiles,
+            RuleError("invalid rule data name 91;180")),
+      {"config.long-number",
+       "A rule may have any length.",
+       "HingeAngle:0," + std::string(300, '0') + "90" + kFiles,
+       {},
+       kFirstKeys + kFirstIndex},
+      Fault("config.low-number", "Numbers are of 32 bits below 0, too.",
+            "HingeAngle:-2147483649,90" + kFiles, RuleError("invalid rule data name -2147483649")),
       Fault("config.behind-a-number", "Nothing may stand behind a number.",
             "HingeAngle:91,180\t" + kFiles, RuleError("invalid rule data name 180\t")),
       Fault("config.signed-hexadecimal", "A sign before 0x leaves the number decimal.",
@@ -162,6 +194,8 @@ const std::vector<ConfigRow>& ConfigRows() {
       {"config.bad-rotation", "A rotation but 0, 90, 180 and 270 is refused, with all of its rule.",
        "ScreenRotation:90" + kFiles + " ScreenRotation:0,45,180" + kFiles, BadRotation("45"),
        "ScreenRotation{0 }| ScreenRotation {90:0, }"},
+      Fault("config.first-bad-rotation", "The first rotation that is refused is named.",
+            "ScreenRotation:45,60" + kFiles, BadRotation("45"), kFirstIndex + " ScreenRotation {}"),
       {"config.rotation-of-360", "A full turn is no rotation.", "ScreenRotation:360" + kFiles,
        BadRotation("360"), "ScreenRotation {}"},
       {"config.rotation-below-0", "Nor is one backwards.", "ScreenRotation:-90" + kFiles,
@@ -169,10 +203,10 @@ const std::vector<ConfigRow>& ConfigRows() {
       {"config.ends-in-earlier-ranges",
        "A hinge rule is looked up by its ends: its key names the first range that holds each.",
        "HingeAngle:60,120" + kFiles + " HingeAngle:0,90" + kFiles + " HingeAngle:70,80" + kFiles +
-           " HingeAngle:90,180" + kFiles,
+           " HingeAngle:90,180" + kFiles + " HingeAngle:0,120" + kFiles,
        {},
-       "HingeAngle{0 }| HingeAngle{1 0 }| HingeAngle{0 }| HingeAngle{0 3 }| "
-       "HingeAngle {[60~120]:0, [0~90]:1, [70~80]:2, [90~180]:3, }"},
+       "HingeAngle{0 }| HingeAngle{1 0 }| HingeAngle{0 }| HingeAngle{0 3 }| HingeAngle{1 0 }| "
+       "HingeAngle {[60~120]:0, [0~90]:1, [70~80]:2, [90~180]:3, [0~120]:4, }"},
       {"config.repeated-range",
        "A range that was named before keeps its number.",
        kFirst + " HingeAngle:91,180" + kFiles + " HingeAngle:0,90" + kFiles,
@@ -261,6 +295,15 @@ void CheckRejectedWorks(Trial& trial) {
   trial.ExpectAfter("hinge 91", {});
 }
 
+// Without a case there still is a scenario.
+void CheckNoCaseWorks(Trial& trial) {
+  trial.Start("HingeAngle:0,90");
+  trial.ExpectAfter("announce 5", {});
+  trial.ExpectAfter("start 6", Status(true));
+  trial.ExpectAfter("hinge 20", {});
+  trial.ExpectAfter("stop 6", Status(false));
+}
+
 void CheckManyCases(Trial& trial) {
   constexpr int kCases = 2000;
   std::string config;
@@ -269,11 +312,26 @@ void CheckManyCases(Trial& trial) {
     config +=
         "HingeAngle:" + std::to_string(low) + "," + std::to_string(low + 1 + i / 90) + kFiles + " ";
   }
-  trial.Start(config);
+  trial.Start(config + "HingeAngle:120,180" + kFiles);
   const std::string dump = trial.Dump();
-  const std::string last = std::to_string(kCases - 1);
-  trial.Expect(dump.find("Output [" + last + "] :\n") != std::string::npos,
-               "case " + last + " is not in the dump");
+  for (int i = 0; i <= kCases; ++i) {
+    const std::string number = std::to_string(i);
+    std::string part =
+        "    Case Keys [" + number + "] :\n      Name : HingeAngle, Supported Index: {";
+    trial.Expect(dump.find(part) != std::string::npos, "case " + number + " is not in the dump");
+    part = "    Output [" + number + "] :\n      FileName: ";
+    trial.Expect(dump.find(part) != std::string::npos,
+                 "the outputs of case " + number + " are not in the dump");
+    trial.StopIfFailed();
+  }
+  // The range of the last case has no other before it.
+  trial.After("announce 5");
+  trial.After("start 6");
+  trial.ExpectAfter("hinge 150",
+                    Lines{EngineLog(INFO,
+                                    "UpdateTuningData: update case keys: Case Keys : {Name : "
+                                    "HingeAngle, Supported Index: {2000 } }")} +
+                        Delivered("UpdateTuningData", "left(0.5 -0.25) right(2 3)", 32));
 }
 
 }  // namespace
@@ -284,6 +342,9 @@ void AddConfigValidations(Validations& validations) {
   }
   validations.push_back({"config.rejected-works", "The cases before a refused one are in force.",
                          CheckRejectedWorks});
+  validations.push_back({"config.no-case-works",
+                         "Where no case is in force the status still follows the scenario.",
+                         CheckNoCaseWorks});
   validations.push_back(
       {"config.many-cases", "Two thousand cases are none too many.", CheckManyCases});
 }

@@ -61,9 +61,11 @@ const std::vector<DataRow>& DataRows() {
        "\n\n,1,,2,,\n\n3,,4\n", Response{1, 2, 3, 4}, ""},
       {"data.empty-file", "An empty file is good, and has no data.", kFile, "", Response{}, ""},
       {"data.line-feeds", "So is one of line feeds alone.", kFile, "\n\n\n", Response{}, ""},
-      {"data.not-a-number", "A NaN is read as one.", kFile, "nan,-NAN\n", Response{kNan, kNan}, ""},
+      {"data.not-a-number", "A NaN is read as one.", kFile, "nan,-NAN\n0,nan\nnan,0\n",
+       Response{kNan, kNan, 0, kNan, kNan, 0}, ""},
       {"data.folder", "A name may lead into a folder.", "folder/file.txt", "1,2\n", Response{1, 2},
        ""},
+      {"data.dots", "And out of it again.", "folder/../d.txt", "1,2\n", Response{1, 2}, ""},
       {"data.missing", "A file that is missing makes its channel flat.", "none.txt", std::nullopt,
        std::nullopt, "read failed"},
       {"data.line-feed-in-name", "A file's name is taken as it stands.", "l.txt\n", std::nullopt,
@@ -87,6 +89,15 @@ const std::vector<DataRow>& DataRows() {
           "invalid data: real=0, imaginary=-inf"),
       Bad("data.overflow", "So is what is too large for a float.", "1e39,0\n",
           "invalid data: real=1e39, imaginary=0"),
+      Bad("data.underflow", "And what is too small for one.", "1e-50,0\n",
+          "invalid data: real=1e-50, imaginary=0"),
+      Bad("data.comment", "There are no comments.", "# a,b\n1,0\n",
+          "invalid data: real=# a, imaginary=b"),
+      Bad("data.byte-order-mark", "A byte-order mark is no part of a number.",
+          "\xEF\xBB\xBF"
+          "1,0\n",
+          "invalid data: real=\xEF\xBB\xBF"
+          "1, imaginary=0"),
       Bad("data.long-line", "Lines may have any length, refused ones included.",
           "1,0\n" + long_number + "\n", "invalid content " + long_number),
   };

@@ -107,6 +107,23 @@ void CheckEmptyTable(Trial& trial) {
                    trial.Dump());
 }
 
+// Where each case has one condition they reach the table in the order of the text.
+void CheckOrderOfIndices(Trial& trial) {
+  const std::string rotation = "      ScreenRotation {0:0, }\n";
+  const std::string hinge = "      HingeAngle {[0~90]:0, }\n";
+  for (const bool is_rotation_first : {true, false}) {
+    trial.Start(is_rotation_first ? "ScreenRotation:0|LeftChannel:l.txt|RightChannel:r.txt "
+                                    "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt"
+                                  : "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt "
+                                    "ScreenRotation:0|LeftChannel:l.txt|RightChannel:r.txt");
+    trial.ExpectPart(
+        "the dump",
+        "  Parameter Index:\n" + (is_rotation_first ? rotation + hinge : hinge + rotation) + "\n",
+        trial.Dump());
+    trial.Deinit();
+  }
+}
+
 void CheckNullHandle(Trial& trial) {
   trial.ExpectText("the dump before init", "\n", trial.Dump());
   trial.Start(kConfig);
@@ -143,13 +160,14 @@ void CheckChangesNothing(Trial& trial) {
 // A descriptor that takes nothing, and a pipe with a slow reader.
 void CheckDescriptors(Trial& trial) {
   trial.Start(kConfig);
-  const auto dump = [&trial](int fd) {
+  const auto dump = [&trial](int fd, const char* kind) {
+    trial.report().Set(std::string("dump to ") + kind);
     trial.Expect(trial.module().descriptor().dump(fd, trial.host().handle()) == 0,
                  "dump did not return 0");
   };
-  dump(-1);
+  dump(-1, "no descriptor");
   const int read_only = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  dump(read_only);
+  dump(read_only, "a descriptor that is for reading");
   close(read_only);
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) trial.Abandon("no pipe can be made");
@@ -158,7 +176,7 @@ void CheckDescriptors(Trial& trial) {
     std::array<char, 1> byte{};
     while (read(ends[0], byte.data(), 1) == 1) text += byte[0];
   });
-  dump(ends[1]);
+  dump(ends[1], "a pipe");
   close(ends[1]);
   reader.join();
   close(ends[0]);
@@ -171,6 +189,9 @@ void AddDumpValidations(Validations& validations) {
   validations.push_back({"dump.text", "The dump is exactly its text, in every state.", CheckText});
   validations.push_back(
       {"dump.no-cases", "An engine without cases has an empty table.", CheckEmptyTable});
+  validations.push_back({"dump.order-of-indices",
+                         "Indices stand in the order in which their names came first.",
+                         CheckOrderOfIndices});
   validations.push_back(
       {"dump.null-handle", "Without a handle the dump is a line feed.", CheckNullHandle});
   validations.push_back({"dump.does-not-wait", "A dump returns while the DSP holds on to a write.",

@@ -1,5 +1,10 @@
 // Every outcome of init and deinit, with the host calls and log lines on the way, in their order.
-#include <optional>
+#include <cstring>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <thread>
 
 #include "validate/validation.h"
 
@@ -58,7 +63,7 @@ Lines Malformed(const std::string& item) {
 struct InitRow {
   const char* name;
   const char* holds;
-  std::optional<std::string> config;
+  std::string config;
   void (*refuse)(SimulatedHost& host);  // may be null
   int result;
   bool has_handle;
@@ -77,6 +82,7 @@ Lines Fill(const Lines& expected, const Lines& freed) {
 }
 
 const std::vector<InitRow>& InitRows() {
+  static const std::string kLong = "bad " + std::string(3000, 'x');
   static const std::vector<InitRow> rows = {
       {"init.hinge-angle",
        "With a hinge condition init allocates the context, both clients and the sensor, in this "
@@ -99,8 +105,6 @@ const std::vector<InitRow>& InitRows() {
        std::string(kHinge) + " bad|HingeAngle:1,2", nullptr, 0, true, false,
        kAllocated + Malformed("bad") + Malformed("bad") + Common(0) + Usecase(0) + Sensor(0) +
            kDone},
-      {"init.null-text", "A null text is an empty one: success without a handle.", std::nullopt,
-       nullptr, 0, false, true, kAllocated + InvalidParameters("")},
       {"init.empty-text", "An empty text is a success that leaves the handle alone.", "", nullptr,
        0, false, true, kAllocated + InvalidParameters("")},
       {"init.blank-text", "So is a text of nothing but spaces.", "   ", nullptr, 0, false, true,
@@ -109,6 +113,8 @@ const std::vector<InitRow>& InitRows() {
        "A text whose first item is malformed yields no case, and the line says the whole text.",
        "a:b:c " + std::string(kHinge), nullptr, 0, false, true,
        kAllocated + Malformed("a:b:c") + InvalidParameters("a:b:c " + std::string(kHinge))},
+      {"init.long-text", "The line has all of the text, however long.", kLong, nullptr, 0, false,
+       true, kAllocated + Malformed("bad") + InvalidParameters(kLong)},
       {"init.no-memory", "Without memory for the context init returns -12 and does nothing else.",
        kHinge, [](SimulatedHost& host) { host.RefuseMemory(); }, -12, false, true,
        Lines{"call audio_hal_calloc(32) = null",
@@ -201,6 +207,39 @@ void CheckLateEvents(Trial& trial) {
   trial.ExpectText("the dump after deinit", "\n", trial.Dump());
 }
 
+// The host never took the engine's word back: its threads may be on the way.
+void CheckLateEventsOfAFailure(Trial& trial) {
+  trial.host().RefuseHingeAngle(3);
+  trial.Expect(!trial.Init(kHinge).has_handle, "init handed out a handle without the sensor");
+  trial.recorder().TakeLines();
+  trial.ExpectAfter("announce 5", {});
+  trial.ExpectAfter("start 6", Status(true));
+  trial.ExpectAfter("withdraw 5", Status(false));
+}
+
+// The 32 bytes are the host's memory: a host may look at them.
+void CheckContext(Trial& trial) {
+  for (const bool has_hinge : {false, true}) {
+    trial.Start(has_hinge ? kHinge : kRotation);
+    std::array<void*, 4> words{};
+    std::memcpy(words.data(), trial.host().handle(), sizeof(words));
+    const auto to = trial.host().registration();
+    void* callback = nullptr;
+    static_assert(sizeof(callback) == sizeof(to.hinge_angle_callback));
+    if (has_hinge) std::memcpy(&callback, &to.hinge_angle_callback, sizeof(callback));
+    const std::string when = has_hinge ? "with a hinge condition " : "without a hinge condition ";
+    trial.Expect(words[0] != nullptr, when + "the context's first word, the listener, is null");
+    trial.Expect(words[1] == to.common_cookie,
+                 when + "the context's second word is not the engine, the cookie of the events");
+    trial.Expect(
+        (words[2] != nullptr) == has_hinge,
+        when + "the context's third word, the sensor, is " + (has_hinge ? "" : "not ") + "null");
+    trial.Expect(words[3] == callback, when + "the context's fourth word is not " +
+                                           (has_hinge ? "the hinge-angle callback" : "null"));
+    trial.Deinit();
+  }
+}
+
 void CheckCookies(Trial& trial) {
   trial.Start(kHinge);
   const auto to = trial.host().registration();
@@ -216,8 +255,15 @@ void CheckCookies(Trial& trial) {
   trial.ExpectLines("after events with a null cookie", {}, trial.recorder().TakeLines());
 }
 
+std::ptrdiff_t OpenFiles() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::distance(begin(all), end(all));
+}
+
 void CheckLives(Trial& trial) {
+  std::ptrdiff_t open_files = 0;
   for (int i = 0; i < 20; ++i) {
+    if (i == 1) open_files = OpenFiles();
     trial.Start(kHinge);
     trial.ExpectPart("the dump of a fresh engine",
                      "hinge angle:-1, screen rotation:0\n  Supported Scenario Is Active:false\n"
@@ -231,6 +277,31 @@ void CheckLives(Trial& trial) {
     trial.Deinit();
     trial.StopIfFailed();
   }
+  trial.Expect(OpenFiles() <= open_files, "files stay open from one init to the next");
+}
+
+// The event of one device makes a write, which its DSP keeps, and the other device gets events.
+void ExpectNoWait(Trial& trial, const std::string& holder, SimulatedHost& other) {
+  using Clock = std::chrono::steady_clock;
+  Recorder& recorder = trial.recorder();
+  recorder.HoldWrites();
+  trial.Post(holder);
+  trial.Expect(recorder.WaitForHeldWrite(trial.setup().patience),
+               "\"" + holder + "\" made no write");
+  const size_t due = recorder.ended_events() + 3;
+  for (const char* const event : {"hinge 100", "withdraw 6", "stop 7"}) {
+    other.Post(trial.ToEvent(event));
+  }
+  const auto deadline = Clock::now() + trial.setup().patience / 2;
+  while (recorder.ended_events() < due && Clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  trial.Expect(
+      recorder.ended_events() >= due,
+      "events of one device wait while the DSP of the other keeps what \"" + holder + "\" wrote");
+  recorder.ReleaseWrites();
+  trial.Drain();
+  other.Drain();
 }
 
 void CheckTwoDevices(Trial& trial) {
@@ -242,10 +313,15 @@ void CheckTwoDevices(Trial& trial) {
   other.Deliver(trial.ToEvent("start 6"));
   trial.Expect(trial.recorder().TakeWrites().empty(),
                "a common value of one device and a use case of another made a scenario");
+  // Nor a lock: the other's events do not wait for this one's writes.
+  for (const char* const holder : {"start 6", "hinge 20", "withdraw 5"}) {
+    ExpectNoWait(trial, holder, other);
+  }
+  trial.recorder().TakeLines();
   trial.Deinit();
   other.Deliver(trial.ToEvent("announce 6"));
   trial.Expect(other.dsp().state().module_active == true &&
-                   !trial.host().dsp().state().module_active.has_value(),
+                   trial.host().dsp().state().module_active == false,
                "the status did not go to the DSP of the device whose scenario began");
   other.Deinit();
 }
@@ -259,6 +335,13 @@ void AddInitValidations(Validations& validations) {
   validations.push_back(
       {"init.again", "Each init after a deinit begins with a fresh engine.", CheckLives});
   validations.push_back({"init.two-devices", "Two devices share nothing.", CheckTwoDevices});
+  validations.push_back({"init.late-events-of-a-failure",
+                         "The engine outlives an init that fails: a handler called later works.",
+                         CheckLateEventsOfAFailure});
+  validations.push_back({"init.context",
+                         "The context is four words: the listener, the engine, the sensor and its "
+                         "callback, the last two null without a hinge condition.",
+                         CheckContext});
   validations.push_back(
       {"init.cookies", "All events bear the same cookie; one without is ignored.", CheckCookies});
   validations.push_back(

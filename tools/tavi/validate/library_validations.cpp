@@ -1,9 +1,12 @@
 // The library as a file, and what its descriptor says.
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <set>
 
 #include "validate/library_file.h"
@@ -55,16 +58,26 @@ void CheckExports(Trial& trial) {
   }
 }
 
+std::string Demangled(const std::string& name) {
+  const std::unique_ptr<char, void (*)(void*)> text(
+      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, nullptr), std::free);
+  return text == nullptr ? name : text.get();
+}
+
 void CheckNothingElseIsExported(Trial& trial) {
   std::set<std::string> known(kEntryPoints.begin(), kEntryPoints.end());
   known.insert(kDescriptor);
   // Marks that linkers and start files leave.
   known.insert({"_init", "_fini", "_edata", "_end", "__end__", "__bss_start", "__bss_start__",
                 "__bss_end__", "_bss_end__", "__cfi_check"});
+  constexpr size_t kMost = 5;  // that are named
+  size_t count = 0;
   for (const DynamicSymbol& symbol : ReadLibraryFile(trial.setup().module).symbols) {
-    trial.Expect(!symbol.is_defined || known.count(symbol.name) != 0,
-                 symbol.name + " is defined for every library of the host's process");
+    if (!symbol.is_defined || known.count(symbol.name) != 0) continue;
+    if (++count > kMost) continue;
+    trial.Fail(Demangled(symbol.name) + " is defined for every library of the host's process");
   }
+  if (count > kMost) trial.Fail("and " + std::to_string(count - kMost) + " more");
 }
 
 // The address is in the running program itself.
@@ -100,6 +113,7 @@ void CheckSegments(Trial& trial) {
 
 void* Load(Trial& trial) {
   const std::string& path = trial.setup().module;
+  trial.report().Set("loading the module");
   void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) trial.Abandon(dlerror());
   return library;

@@ -11,9 +11,9 @@ constexpr const char* kConfig =
     "HingeAngle:91,181|LeftChannel:l.txt|RightChannel:r.txt bad";
 
 constexpr const char* kEvents[] = {
-    "announce 5",        "start 6",     "hinge 30",  "hinge 120",      "hinge 200",
-    "hinge 20",          "rotation 90", "stop 6",    "raw common 3 0", "raw usecase 3 6",
-    "raw common 2 null", "start 23",    "hinge 130", "withdraw 5",
+    "announce 5", "start 6",     "hinge 30",   "hinge 120",      "hinge 200",
+    "hinge 20",   "rotation 90", "stop 6",     "raw common 3 0", "raw usecase 3 6",
+    "start 23",   "hinge 130",   "withdraw 5",
 };
 
 struct Life {
@@ -37,7 +37,7 @@ Life Play(Trial& trial, android::base::LogSeverity threshold) {
   collect();
   for (const char* const event : kEvents) {
     if (std::string(event) == "hinge 20") trial.host().dsp().RefuseNext(1, -5);
-    trial.host().Deliver(trial.ToEvent(event));
+    trial.Deliver(event);
     collect();
     life.rest.push_back(trial.Dump());
   }
@@ -67,7 +67,7 @@ void CheckErrno(Trial& trial) {
   trial.recorder().WatchErrno();
   for (const char* const event : kEvents) {
     trial.host().dsp().RefuseNext(1, -5);
-    trial.host().Deliver(trial.ToEvent(event));
+    trial.Deliver(event);
     for (const std::string& fault : trial.recorder().TakeViolations()) {
       trial.Fail("\"" + std::string(event) + "\": " + fault);
     }

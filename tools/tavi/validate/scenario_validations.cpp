@@ -15,6 +15,8 @@ namespace {
 // No case fits before the first hinge reading: what is written is the status alone.
 constexpr const char* kConfig = "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt";
 
+constexpr const char* kNone = " null";  // a payload
+
 struct ScriptRow {
   const char* name;
   const char* holds;
@@ -37,7 +39,9 @@ constexpr ScriptRow kScripts[] = {
      "withdraw 5; stop 6; announce 5; start 6 +; withdraw 6; stop 23; withdraw 5 -"},
     {"scenario.any-usecase", "Every use case that is delivered counts.",
      "announce 5; start 0 +; start -1; stop 0; stop -1 -"},
-    {"scenario.null-payload", "An event without its payload changes nothing.",
+};
+constexpr ScriptRow kHardening[] = {
+    {"hardening.null-payload", "An event without its payload changes nothing.",
      "announce 5; raw usecase 21 null; start 6 +; raw usecase 22 null; raw common 4 null; "
      "raw common 8 null; withdraw 5 -; raw common 2 null"},
 };
@@ -113,6 +117,21 @@ void CheckTransitions(Trial& trial) {
   }
 }
 
+void CheckTwenty(Trial& trial) {
+  constexpr int kCount = 20;
+  trial.Start(kConfig);
+  const auto deliver = [&trial](const char* event, int number, const Lines& expected) {
+    trial.ExpectAfter(std::string(event) + " " + std::to_string(number), expected);
+  };
+  for (int i = 0; i < kCount; ++i) deliver("announce", 100 + i, {});
+  deliver("announce", 5, {});
+  for (int i = 0; i < kCount; ++i) deliver("start", 100 + i, i == 0 ? Status(true) : Lines());
+  for (int i = 0; i < kCount; ++i) deliver("withdraw", 100 + i, {});
+  for (int i = 0; i < kCount; ++i) {
+    deliver("stop", 100 + i, i == kCount - 1 ? Status(false) : Lines());
+  }
+}
+
 // ---- Handlers -----------------------------------------------------------------------------------
 
 void CheckStatusBytes(Trial& trial) {
@@ -158,21 +177,21 @@ void CheckAbsentEntry(Trial& trial) {
   trial.ExpectAfter("start 6", Status(true));
 }
 
-void CheckUnsupportedEvents(Trial& trial) {
+void CheckUnsupportedEvents(Trial& trial, const std::string& payload) {
   trial.Start(kConfig);
   for (const int number : {0, 1, 3, 5, 7, 9, 21, 22, -2}) {
     const std::string text = std::to_string(number);
     const Lines said = {
         EntryLog(INFO, "audio_hw_compensation: common event : unsupported event " + text)};
-    trial.ExpectAfter("raw common " + text + " 5", said);
-    trial.ExpectAfter("raw common " + text + " null", said);
+    trial.ExpectAfter(std::string("raw common ").append(text).append(payload), said);
   }
   for (const int number : {0, 2, 4, 8, 20, 23, -21}) {
     const std::string text = std::to_string(number);
     const Lines said = {
         EntryLog(WARNING, "audio_hw_compensation: use case event: unsupported event " + text)};
-    trial.ExpectAfter("raw usecase " + text + " 6", said);
-    trial.ExpectAfter("raw usecase " + text + " null", said);
+    std::string event = "raw usecase " + text;
+    event += payload == kNone ? kNone : " 6";
+    trial.ExpectAfter(event, said);
   }
   // None of them counted as a value or a use case.
   for (const char* const event : {"announce 5", "withdraw 5", "start 6"}) {
@@ -196,6 +215,12 @@ void CheckPosture(Trial& trial) {
   expect_posture("rotation 270", "hinge angle:180, screen rotation:270");
   expect_posture("rotation -45", "hinge angle:180, screen rotation:-45");
   expect_posture("rotation 2147483647", "hinge angle:180, screen rotation:2147483647");
+  expect_posture("rotation -1", "hinge angle:180, screen rotation:-1");
+  expect_posture("rotation 360", "hinge angle:180, screen rotation:360");
+  // The scenario's events leave it alone.
+  for (const char* const event : {"announce 5", "withdraw 5", "start 6", "stop 6"}) {
+    expect_posture(event, "hinge angle:180, screen rotation:360");
+  }
 }
 
 }  // namespace
@@ -217,14 +242,36 @@ void AddScenarioValidations(Validations& validations) {
   validations.push_back({"scenario.absent-entry",
                          "Without a tuning entry every write fails, and nothing else changes.",
                          CheckAbsentEntry});
+  validations.push_back({"scenario.unsupported-events",
+                         "Events that the module does not know are logged, and change nothing.",
+                         [](Trial& trial) { CheckUnsupportedEvents(trial, " 5"); }});
   validations.push_back(
-      {"scenario.unsupported-events",
-       "Events that the module does not know are logged, with or without payload, "
-       "and change nothing.",
-       CheckUnsupportedEvents});
+      {"scenario.twenty", "Any number of values and use cases may be there.", CheckTwenty});
   validations.push_back({"scenario.posture",
                          "Every rotation is taken, and a hinge angle from 0 to 180.",
                          CheckPosture});
+}
+
+void AddHardeningValidations(Validations& validations) {
+  validations.push_back(
+      {"hardening.null-text", "A null text is an empty one: success without a handle.",
+       [](Trial& trial) {
+         const auto init = trial.Init(std::nullopt);
+         trial.Expect(init.result == 0 && !init.has_handle,
+                      "init returned " + std::to_string(init.result) +
+                          (init.has_handle ? " with a handle" : ""));
+         trial.ExpectLines("init",
+                           {"call audio_hal_calloc(32)",
+                            EntryLog(ERROR, "compensation_init: invalid parameters ")},
+                           trial.recorder().TakeLines());
+       }});
+  for (const ScriptRow& row : kHardening) {
+    validations.push_back(
+        {row.name, row.holds, [&row](Trial& trial) { PlayScript(trial, row.script); }});
+  }
+  validations.push_back({"hardening.null-payload-of-unsupported-events",
+                         "Events that the module does not know may come without payload, too.",
+                         [](Trial& trial) { CheckUnsupportedEvents(trial, kNone); }});
 }
 
 }  // namespace brelmo::tavi::tools

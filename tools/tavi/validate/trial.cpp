@@ -1,5 +1,7 @@
 #include "validate/trial.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -92,6 +94,8 @@ Lines Status(bool is_active, int result) {
 
 Trial::Trial(TrialSetup setup, ChildReport& report)
     : setup_(std::move(setup)), report_(report), data_folder_(std::in_place, setup_.folder) {
+  // What was freed, or never set, is no zeros: reading it makes a difference.
+  mallopt(M_PERTURB, 0xA5);
   WriteFile("l.txt", "0.5,-0.25\n");
   WriteFile("r.txt", "2,3\n");
 }
@@ -140,13 +144,15 @@ void Trial::Start(const std::string& config) {
 }
 
 void Trial::Deinit() {
+  SimulatedHost& simulated = host();  // first: it notes the loading
   Note("deinit");
-  if (!host().Deinit()) EndInHang();
+  if (!simulated.Deinit()) EndInHang();
 }
 
 std::string Trial::Dump() {
+  SimulatedHost& simulated = host();
   Note("dump");
-  const auto dump = host().Dump();
+  const auto dump = simulated.Dump();
   if (!dump) EndInHang();
   return *dump;
 }
@@ -158,10 +164,11 @@ HostEvent Trial::ToEvent(const std::string& text) const {
   return event;
 }
 
-Lines Trial::After(const std::string& text) {
+HostEvent Trial::Deliver(const std::string& text) {
   const HostEvent event = ToEvent(text);
+  SimulatedHost& simulated = host();
   Note(text);
-  switch (host().Deliver(event)) {
+  switch (simulated.Deliver(event)) {
     case SimulatedHost::Delivery::kDelivered:
       break;
     case SimulatedHost::Delivery::kNotRegistered:
@@ -169,6 +176,11 @@ Lines Trial::After(const std::string& text) {
     case SimulatedHost::Delivery::kTimedOut:
       EndInHang();
   }
+  return event;
+}
+
+Lines Trial::After(const std::string& text) {
+  const HostEvent event = Deliver(text);
   Lines lines = recorder_.TakeLines();
   if (event.source == HostEvent::Source::kHingeAngle) return lines;
   const std::string kind = event.source == HostEvent::Source::kCommon ? "common" : "use case";
@@ -184,8 +196,9 @@ Lines Trial::After(const std::string& text) {
 }
 
 void Trial::Post(const std::string& text) {
+  SimulatedHost& simulated = host();
   Note(text + ", while the events before it may be under way");
-  if (host().Post(ToEvent(text)) != SimulatedHost::Delivery::kDelivered) {
+  if (simulated.Post(ToEvent(text)) != SimulatedHost::Delivery::kDelivered) {
     Abandon("\"" + text + "\": the host never got a handler for it");
   }
 }
@@ -222,8 +235,19 @@ void Trial::ExpectPart(const std::string& when, const std::string& expected,
 }
 
 void Trial::CheckViolations() {
-  for (const std::string& text : recorder_.TakeViolations()) {
-    Fail("the host's contract is broken: " + text);
+  std::vector<std::pair<std::string, size_t>> counts;  // in the order of their coming
+  for (std::string& text : recorder_.TakeViolations()) {
+    const auto at = std::find_if(counts.begin(), counts.end(),
+                                 [&text](const auto& one) { return one.first == text; });
+    if (at != counts.end()) {
+      ++at->second;
+    } else {
+      counts.emplace_back(std::move(text), 1);
+    }
+  }
+  for (const auto& [text, count] : counts) {
+    Fail("the host's contract is broken: " + text +
+         (count > 1 ? " (" + Count(count, "time") + ")" : ""));
   }
 }
 

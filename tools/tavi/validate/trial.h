@@ -76,7 +76,9 @@ class Trial {
   std::string Dump();
   // An event in the words of a scenario, delivered although the module may not have asked for it.
   simulator::HostEvent ToEvent(const std::string& text) const;
-  // Delivers it and gives what came of it, without the handler's own first line, which is checked.
+  // Delivers it.
+  simulator::HostEvent Deliver(const std::string& text);
+  // The same, and gives what came of it, without the handler's own first line, which is checked.
   Lines After(const std::string& event);
   // Starts it and does not wait.
   void Post(const std::string& event);

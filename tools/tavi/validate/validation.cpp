@@ -13,6 +13,7 @@ Validations AllValidations() {
   AddDumpValidations(validations);
   AddLoggingValidations(validations);
   AddThreadValidations(validations);
+  AddHardeningValidations(validations);
   return validations;
 }
 

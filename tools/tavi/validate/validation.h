@@ -28,6 +28,8 @@ void AddDataValidations(Validations& validations);
 void AddDumpValidations(Validations& validations);
 void AddLoggingValidations(Validations& validations);
 void AddThreadValidations(Validations& validations);
+// What no host of today does: null payloads and a null text.
+void AddHardeningValidations(Validations& validations);
 
 // All, in the order in which they are listed.
 Validations AllValidations();
