@@ -10,8 +10,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "engine_model.h"
 #include "fuzz_check.h"
+#include "model/engine_model.h"
 #include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::fuzz {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "engine_model.h"
 #include "fuzz_check.h"
+#include "model/engine_model.h"
 #include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::fuzz {

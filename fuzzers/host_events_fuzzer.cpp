@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "direct_host.h"
-#include "engine_model.h"
 #include "fuzz_check.h"
+#include "model/engine_model.h"
 #include "sensor_info_wrapper.h"
 #include "telephony_speaker_compensation.h"
 #include "telephony_speaker_compensation_api.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz_check.h"
-#include "scenario.h"
+#include "scenario/scenario.h"
 
 namespace brelmo::tavi::fuzz {
 

@@ -12,9 +12,9 @@
 
 #include "data_folder.h"
 #include "direct_host.h"
-#include "engine_model.h"
 #include "loaded_module.h"
 #include "log_capture.h"
+#include "model/engine_model.h"
 #include "module_path.h"
 #include "temporary_folder.h"
 

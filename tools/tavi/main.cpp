@@ -5,9 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "commands.h"
-#include "config_source.h"
-#include "wording.h"
+#include "commands/commands.h"
+#include "commands/config_options.h"
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 

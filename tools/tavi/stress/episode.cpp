@@ -5,7 +5,7 @@
 #include <random>
 #include <utility>
 
-#include "scenario.h"
+#include "scenario/scenario.h"
 
 namespace brelmo::tavi::tools {
 

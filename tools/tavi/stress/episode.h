@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine_model.h"
+#include "model/engine_model.h"
 #include "simulated_host.h"
 
 namespace brelmo::tavi::tools {

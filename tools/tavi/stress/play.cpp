@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "console/wording.h"
 #include "dsp_message.h"
-#include "scenario.h"
-#include "wording.h"
+#include "scenario/scenario.h"
 
 namespace brelmo::tavi::tools {
 

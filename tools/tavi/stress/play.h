@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "child_process.h"
+#include "process/child_process.h"
 #include "stress/episode.h"
-#include "validate/trial.h"
+#include "trial/trial.h"
 
 namespace brelmo::tavi::tools {
 

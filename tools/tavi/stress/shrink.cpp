@@ -10,9 +10,9 @@
 
 #include "data_folder.h"
 #include "loaded_module.h"
-#include "run_reporter.h"
-#include "scenario.h"
-#include "scenario_runner.h"
+#include "scenario/run_reporter.h"
+#include "scenario/scenario.h"
+#include "scenario/scenario_runner.h"
 
 namespace brelmo::tavi::tools {
 

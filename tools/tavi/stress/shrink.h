@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
+#include "process/scratch_folder.h"
 #include "stress/episode.h"
 #include "stress/play.h"
-#include "work_folder.h"
 
 namespace brelmo::tavi::tools {
 

@@ -5,8 +5,8 @@
 #include <array>
 #include <sstream>
 
+#include "console/wording.h"
 #include "validate/validation.h"
-#include "wording.h"
 
 namespace brelmo::tavi::tools {
 

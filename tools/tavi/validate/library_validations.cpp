@@ -9,9 +9,9 @@
 #include <memory>
 #include <set>
 
-#include "validate/library_file.h"
+#include "console/wording.h"
+#include "trial/module_file.h"
 #include "validate/validation.h"
-#include "wording.h"
 
 namespace brelmo::tavi::tools {
 

@@ -4,8 +4,8 @@
 #include <set>
 #include <thread>
 
+#include "console/wording.h"
 #include "validate/validation.h"
-#include "wording.h"
 
 namespace brelmo::tavi::tools {
 

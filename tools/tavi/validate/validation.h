@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "validate/trial.h"
+#include "trial/trial.h"
 
 namespace brelmo::tavi::tools {
 

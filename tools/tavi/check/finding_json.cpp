@@ -1,0 +1,17 @@
+#include "check/finding_json.h"
+
+namespace brelmo::tavi::tools {
+
+nlohmann::ordered_json FindingToJson(const Finding& finding) {
+  using Json = nlohmann::ordered_json;
+  Json object = {{"name", finding.name}, {"severity", SeverityName(finding.severity)}};
+  object["case"] = finding.case_number ? Json(*finding.case_number) : Json();
+  object["column"] = finding.column > 0 ? Json(finding.column) : Json();
+  object["file"] = finding.file;
+  object["line"] = finding.column > 0 ? Json(finding.line) : Json();
+  object["message"] = finding.message;
+  object["consequence"] = finding.consequence;
+  return object;
+}
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,92 @@
+#include "commands/config_options.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <filesystem>
+
+#include <android-base/file.h>
+
+#include "console/wording.h"
+
+namespace brelmo::tavi::tools {
+
+std::string ReadFile(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
+  std::string content;
+  if (!android::base::ReadFileToString(path, &content, /*follow_symlinks=*/true)) {
+    throw InputError(path + ": cannot be read: " + std::strerror(errno));
+  }
+  return content;
+}
+
+CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
+  return CLI::Validator(
+      [low, high, unit](const std::string& text) {
+        double value = 0.0;
+        const bool is_within =
+            CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
+        if (is_within) return std::string();  // which no NaN is
+        char range[80];
+        std::snprintf(range, sizeof(range), "is to be a number of %s from %.0f to %.0f",
+                      unit.c_str(), low, high);
+        return Quote(text) + " " + range;
+      },
+      "");
+}
+
+void AddMaxGainOption(CLI::App& command, double& max_gain_db) {
+  command
+      .add_option("--max-gain", max_gain_db, "Bins above this many dB are warned of; default: 12")
+      ->check(NumberWithin(-1000.0, 1000.0, "dB"))
+      ->type_name("DB");
+}
+
+void ConfigSource::AddTo(CLI::App& command, bool is_required) {
+  auto* const group = command.add_option_group("Configuration");
+  group->add_option("--config", file_, "File with the configuration text")->type_name("FILE");
+  group->add_option("--config-text", text_, "The configuration text itself")->type_name("TEXT");
+  if (is_required) {
+    group->require_option(1);
+  } else {
+    group->require_option(0, 1);
+  }
+  command
+      .add_option("--data-root", data_root_,
+                  "Folder that takes the place of the module's data folder, /vendor/etc")
+      ->type_name("DIR");
+}
+
+std::string ConfigSource::Text() const {
+  if (!file_) return text_.value_or("");
+  std::string text = ReadFile(*file_);
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  if (const size_t at = text.find('\0'); at != std::string::npos) {
+    throw InputError(*file_ + ": byte " + std::to_string(at + 1) +
+                     " is a null character, where a host would end the text");
+  }
+  return text;
+}
+
+std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
+  std::error_code error;
+  if (!data_root_) {
+    if (is_given() && !std::filesystem::is_directory(simulator::DataFolder::kDevicePath, error)) {
+      std::fprintf(
+          stderr,
+          "tavi: this machine has no %s, where the module looks for data files; name their "
+          "folder with --data-root\n",
+          simulator::DataFolder::kDevicePath);
+    }
+    return std::nullopt;
+  }
+  if (!std::filesystem::is_directory(*data_root_, error)) {
+    throw InputError(*data_root_ + ": is no folder to take data files from");
+  }
+  return std::optional<simulator::DataFolder>(std::in_place,
+                                              std::filesystem::absolute(*data_root_).string());
+}
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,30 @@
+#include "console/terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace brelmo::tavi::tools {
+
+bool IsColourWanted() {
+  const char* const no_color = std::getenv("NO_COLOR");  // by convention, empty is unset
+  return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+}
+
+size_t TerminalColumns() {
+  winsize size = {};
+  if (isatty(STDOUT_FILENO) == 0 || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+  return size.ws_col;
+}
+
+void Print(bool is_colour, const char* colour, const std::string& text) {
+  if (is_colour && *colour != '\0') {
+    std::printf("%s%s\033[0m", colour, text.c_str());
+  } else {
+    std::printf("%s", text.c_str());
+  }
+}
+
+}  // namespace brelmo::tavi::tools
