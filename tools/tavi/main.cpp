@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/commands.h"
-#include "commands/config_options.h"
+#include "console/input.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {

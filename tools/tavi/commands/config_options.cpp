@@ -1,26 +1,12 @@
 #include "commands/config_options.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <filesystem>
-
-#include <android-base/file.h>
 
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
-
-std::string ReadFile(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
-  std::string content;
-  if (!android::base::ReadFileToString(path, &content, /*follow_symlinks=*/true)) {
-    throw InputError(path + ": cannot be read: " + std::strerror(errno));
-  }
-  return content;
-}
 
 CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
   return CLI::Validator(

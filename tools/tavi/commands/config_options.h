@@ -2,23 +2,14 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
+#include "console/input.h"
 #include "data_folder.h"
 
 namespace brelmo::tavi::tools {
-
-// Input that cannot be used: what() names it and says why. The command ends with exit code 2.
-class InputError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// The bytes of a file. Throws InputError.
-std::string ReadFile(const std::string& path);
 
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);

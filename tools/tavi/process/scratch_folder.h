@@ -3,19 +3,11 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
-#include "commands/config_options.h"
+#include "console/input.h"
 
 namespace brelmo::tavi::tools {
-
-// The content of a new file. Throws InputError.
-inline void WriteFile(const std::filesystem::path& path, const std::string& content) {
-  std::ofstream stream(path, std::ios::binary);
-  stream << content;
-  if (!stream.flush()) throw InputError(path.string() + ": cannot be written");
-}
 
 // Gone with the object.
 class WorkFolder {

@@ -11,7 +11,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "commands/config_options.h"
+#include "console/input.h"
 
 namespace brelmo::tavi::tools {
 
