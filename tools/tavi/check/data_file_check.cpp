@@ -172,7 +172,7 @@ class DataFileCheck {
     finding.line = line.number;
     finding.column = place.offset + 1;
     finding.length = place.length;
-    finding.data_line = std::string(line.text);
+    finding.line_text = std::string(line.text);
   }
 
   void AddFlat(const std::string& message, std::optional<size_t> bin = std::nullopt,

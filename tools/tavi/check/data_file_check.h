@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "check/finding.h"
+#include "console/finding.h"
 #include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::tools {

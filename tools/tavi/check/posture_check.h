@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "check/finding.h"
 #include "check/posture_probe.h"
+#include "console/finding.h"
 
 namespace brelmo::tavi::tools {
 

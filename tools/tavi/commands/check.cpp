@@ -1,17 +1,16 @@
 // tavi check: says what the module will make of a configuration, before anything is flashed.
 #include <cstdio>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
 #include "check/check_config.h"
-#include "check/finding_json.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
-#include "console/excerpt.h"
+#include "console/finding_json.h"
+#include "console/finding_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 
@@ -21,11 +20,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* kIndent = "    ";
-// What an excerpt takes at most beside its text: the indent and an ellipsis at each end.
-constexpr size_t kExcerptMargin = 6;
-constexpr size_t kExcerptWidth = 90;  // of what is not for a terminal
-
 struct Command {
   ConfigSource config;
   std::string format = "text";
@@ -33,76 +27,17 @@ struct Command {
   double max_gain_db = CheckOptions().max_gain_db;
 };
 
-const char* ColourOf(Severity severity) {
-  switch (severity) {
-    case Severity::kNote:
-      return colour::kCyan;
-    case Severity::kWarning:
-      return colour::kYellow;
-    case Severity::kError:
-      break;
+void PutSummary(const std::string& config_name, const CheckResult& result, bool is_colour) {
+  std::string cases = Count(result.case_count, "case");
+  if (result.cases_in_force != result.case_count) {
+    cases += " (" + std::to_string(result.cases_in_force) + " in force)";
   }
-  return colour::kRed;
+  Print(false, "",
+        Printable(config_name) + ": looked at " + cases + ", " +
+            Count(result.postures.size(), "posture") + " and " +
+            Count(result.file_count, "data file") + "\n");
+  PrintFindingCounts(result.findings, is_colour);
 }
-
-class TextOutput {
- public:
-  TextOutput(const std::string& config_text, bool is_colour)
-      : config_text_(config_text), is_colour_(is_colour) {}
-
-  void Put(const Finding& finding) const {
-    std::string place = Printable(finding.file);
-    if (finding.column > 0) {
-      place += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
-    }
-    Write(colour::kBold, place + ": ");
-    Write(ColourOf(finding.severity), std::string(SeverityName(finding.severity)) + ": ");
-    Write(colour::kBold, finding.message);
-    Write("", " [" + finding.name + "]\n");
-    Write("", kIndent + finding.consequence + "\n");
-    if (finding.column > 0) PutExcerpt(finding);
-    Write("", "\n");
-  }
-
-  void PutSummary(const std::string& config_name, const CheckResult& result) const {
-    std::string cases = Count(result.case_count, "case");
-    if (result.cases_in_force != result.case_count) {
-      cases += " (" + std::to_string(result.cases_in_force) + " in force)";
-    }
-    Write("", Printable(config_name) + ": looked at " + cases + ", " +
-                  Count(result.postures.size(), "posture") + " and " +
-                  Count(result.file_count, "data file") + "\n");
-    const size_t errors = CountOf(result.findings, Severity::kError);
-    const size_t warnings = CountOf(result.findings, Severity::kWarning);
-    const char* colour = errors > 0     ? colour::kRed
-                         : warnings > 0 ? colour::kYellow
-                                        : colour::kGreen;
-    Write(colour, Count(errors, "error") + ", " + Count(warnings, "warning") + ", " +
-                      Count(CountOf(result.findings, Severity::kNote), "note"));
-    Write("", "\n");
-  }
-
- private:
-  void PutExcerpt(const Finding& finding) const {
-    const std::string& line = finding.offset ? config_text_ : finding.data_line;
-    if (line.empty()) return;
-    const size_t offset = finding.offset.value_or(finding.column - 1);
-    constexpr size_t kLeast = 20;
-    const size_t columns = TerminalColumns();
-    const size_t width =
-        columns == 0 ? kExcerptWidth : std::max(columns, kExcerptMargin + kLeast) - kExcerptMargin;
-    const Excerpt excerpt =
-        MakeExcerpt(line, offset, finding.length, std::min(width, kExcerptWidth));
-    Write("", kIndent + excerpt.text + "\n" + kIndent);
-    Write(colour::kGreen, excerpt.marker);
-    Write("", "\n");
-  }
-
-  void Write(const char* colour, const std::string& text) const { Print(is_colour_, colour, text); }
-
-  const std::string& config_text_;
-  const bool is_colour_;
-};
 
 void PutJson(const CheckResult& result) {
   Json findings = Json::array();
@@ -123,9 +58,8 @@ int Check(const Command& command) {
     PutJson(result);
   } else {
     const bool is_colour = IsColourWanted();
-    const TextOutput output(text, is_colour);
-    for (const Finding& finding : result.findings) output.Put(finding);
-    output.PutSummary(options.config_name, result);
+    for (const Finding& finding : result.findings) PrintFinding(finding, text, is_colour);
+    PutSummary(options.config_name, result, is_colour);
   }
   const bool is_broken = CountOf(result.findings, Severity::kError) > 0 ||
                          (command.is_strict && CountOf(result.findings, Severity::kWarning) > 0);

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "check/finding_json.h"
 #include "console/excerpt.h"
+#include "console/finding_json.h"
 #include "dsp_message.h"
 #include "log_capture.h"
 #include "response/frequency_response.h"
@@ -274,7 +274,7 @@ Json PosturesToJson(const std::vector<PostureResult>& postures) {
 }
 
 Json ExcerptToJson(const Finding& finding, const std::string& text) {
-  const std::string& line = finding.offset ? text : finding.data_line;
+  const std::string& line = finding.offset ? text : finding.line_text;
   if (finding.column == 0 || line.empty()) return Json();
   const Excerpt excerpt =
       MakeExcerpt(line, finding.offset.value_or(finding.column - 1), finding.length, kExcerptWidth);

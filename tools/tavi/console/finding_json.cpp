@@ -1,4 +1,4 @@
-#include "check/finding_json.h"
+#include "console/finding_json.h"
 
 namespace brelmo::tavi::tools {
 

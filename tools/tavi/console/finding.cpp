@@ -1,4 +1,4 @@
-#include "check/finding.h"
+#include "console/finding.h"
 
 #include <algorithm>
 

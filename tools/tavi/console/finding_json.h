@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "check/finding.h"
+#include "console/finding.h"
 
 namespace brelmo::tavi::tools {
 

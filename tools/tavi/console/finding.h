@@ -1,4 +1,4 @@
-// A finding about a configuration: what `tavi check` prints and `tavi report` shows.
+// Something found in what a user gave: in a configuration, a data file, a measurement.
 #pragma once
 
 #include <cstddef>
@@ -18,18 +18,18 @@ struct Finding {
   Severity severity = Severity::kNote;
   std::optional<size_t> case_number;  // counted from 0
   std::string message;                // what is wrong
-  std::string consequence;            // what the module will do because of it
+  std::string consequence;            // what follows from it, and the usual cure
 
   // Where it stands: in a file, or in the text that is called "configuration". Lines and columns
   // are counted from 1, columns in bytes; a column of 0 is the place as a whole.
   std::string file;
   size_t line = 0;
   size_t column = 0;
-  // The bytes in question in the configuration text; none for a data file.
+  // The bytes in question in the configuration text; none in any other file.
   std::optional<size_t> offset;
-  size_t length = 0;  // also of the bytes in question in `data_line`
-  // The line of the data file, without its line feed; empty for the file as a whole.
-  std::string data_line;
+  size_t length = 0;  // also of the bytes in question in `line_text`
+  // Of any other file the line, without its line feed; empty for the file as a whole.
+  std::string line_text;
 };
 
 // A finding without a place.
