@@ -18,9 +18,9 @@
           ".popsection\n")
 // clang-format on
 
-TAVI_EMBED(tavi_report_page, TAVI_REPORT_FOLDER "/page.html");
-TAVI_EMBED(tavi_report_style, TAVI_REPORT_FOLDER "/report.css");
-TAVI_EMBED(tavi_report_script, TAVI_REPORT_FOLDER "/report.js");
+TAVI_EMBED(tavi_report_page, TAVI_PAGE_FOLDER "/page.html");
+TAVI_EMBED(tavi_report_style, TAVI_PAGE_FOLDER "/page.css");
+TAVI_EMBED(tavi_report_script, TAVI_PAGE_SCRIPT);
 TAVI_EMBED(tavi_chart_script, TAVI_CHART_JS);
 TAVI_EMBED(tavi_chart_licence, TAVI_CHART_JS_LICENCE);
 
