@@ -1,4 +1,4 @@
-// Files that a user names: reading them, and writing new ones.
+// Files that a user names. What is written for a user is in output.h.
 #pragma once
 
 #include <filesystem>
@@ -16,7 +16,7 @@ class InputError : public std::runtime_error {
 // The bytes of a file. Throws InputError.
 std::string ReadFile(const std::string& path);
 
-// The content of a new file. Throws InputError.
+// The content of a new file of tavi's own (in a temporary folder). Throws InputError.
 void WriteFile(const std::filesystem::path& path, const std::string& content);
 
 }  // namespace brelmo::tavi::tools

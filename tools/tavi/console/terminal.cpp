@@ -1,5 +1,6 @@
 #include "console/terminal.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -7,6 +8,14 @@
 #include <cstdlib>
 
 namespace brelmo::tavi::tools {
+
+void OpenStandardDescriptors() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) >= 0) continue;
+    // For the other direction; it takes the lowest number, which is this one.
+    open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
 
 bool IsColourWanted() {
   const char* const no_color = std::getenv("NO_COLOR");  // by convention, empty is unset

@@ -1,4 +1,4 @@
-// Colours for people at a terminal.
+// Standard output and its colours, for people at a terminal.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +17,10 @@ constexpr const char* kYellow = "\033[33m";
 constexpr const char* kCyan = "\033[36m";
 
 }  // namespace colour
+
+// Opens those of the descriptors 0 to 2 that are closed, so that no file that is opened later gets
+// one of them and with it what is meant for the terminal. Using one fails as before. Call it first.
+void OpenStandardDescriptors();
 
 // Whether standard output is a terminal whose user has not asked for no colour (NO_COLOR).
 bool IsColourWanted();
