@@ -1,0 +1,36 @@
+// From a filter's bins to its impulse response and back. Pure, and safe on any thread: the same
+// input gives the same bytes.
+#pragma once
+
+#include <cstddef>
+
+#include <complex>
+#include <vector>
+
+namespace brelmo::tavi::tools {
+
+using Complex = std::complex<double>;
+
+// What the DSP works with: the bins from 0 Hz to half the sampling rate, of a transform of 512
+// points.
+constexpr size_t kBinCount = 257;
+constexpr size_t kFilterLength = 512;
+
+// The bins of a real signal, from 0 Hz to half the rate: `size` / 2 + 1 of a transform of `size`
+// points, an even number. A signal that is shorter is filled up with zeros; none is longer.
+std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size = kFilterLength);
+
+// The real signal of 2 (n - 1) samples, on a circle, that n bins stand for; n is 2 or more. The
+// first and the last bin of a real signal are real: their imaginary parts are left out.
+std::vector<double> SignalOf(const std::vector<Complex>& bins);
+
+// The response of a filter at any frequency, without a transform.
+Complex ResponseAt(const std::vector<double>& impulse, double hz, double rate);
+
+// Of a data file, as the module read it: real and imaginary part of bin 0, of bin 1, ...
+std::vector<Complex> BinsOfData(const std::vector<float>& raw_data);
+
+double ToDb(double gain);  // -infinity for 0
+double FromDb(double db);
+
+}  // namespace brelmo::tavi::tools
