@@ -37,6 +37,10 @@ struct FilterTime {
 // `bins` as of SignalOf. A filter of zeros has no energy: empty arcs, shares of -infinity.
 FilterTime MakeFilterTime(const std::vector<Complex>& bins, double rate);
 
+// The shortest stretch of the circle that holds all but `left_out_db` of the energy; empty for
+// zeros.
+Arc ArcOf(const std::vector<double>& impulse, double left_out_db);
+
 // The energy outside the first `taps` samples as a share of the whole, in dB.
 double BeyondTapsDb(const std::vector<double>& impulse, size_t taps);
 

@@ -1,0 +1,61 @@
+#include "response/spectrum.h"
+
+#include <cmath>
+
+#include <algorithm>
+
+#include <unsupported/Eigen/FFT>
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+// Of this thread's own, for it keeps the factors of the sizes that it has seen.
+Eigen::FFT<double>& Transform() {
+  thread_local Eigen::FFT<double> transform(Eigen::default_fft_impl<double>(),
+                                            Eigen::FFT<double>::HalfSpectrum);
+  return transform;
+}
+
+}  // namespace
+
+std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size) {
+  std::vector<double> filled(signal);
+  filled.resize(size);
+  std::vector<Complex> bins;
+  Transform().fwd(bins, filled);
+  return bins;
+}
+
+std::vector<double> SignalOf(const std::vector<Complex>& bins) {
+  std::vector<Complex> real_ends(bins);
+  real_ends.front() = real_ends.front().real();
+  real_ends.back() = real_ends.back().real();
+  std::vector<double> signal;
+  Transform().inv(signal, real_ends, static_cast<Eigen::Index>(2 * (bins.size() - 1)));
+  return signal;
+}
+
+Complex ResponseAt(const std::vector<double>& impulse, double hz, double rate) {
+  const Complex step = std::polar(1.0, -2.0 * M_PI * hz / rate);
+  // From the last sample to the first: one multiplication each, and nothing grows.
+  Complex sum = 0.0;
+  for (auto sample = impulse.rbegin(); sample != impulse.rend(); ++sample) {
+    sum = sum * step + *sample;
+  }
+  return sum;
+}
+
+std::vector<Complex> BinsOfData(const std::vector<float>& raw_data) {
+  std::vector<Complex> bins;
+  bins.reserve(raw_data.size() / 2);
+  for (size_t i = 0; i + 1 < raw_data.size(); i += 2)
+    bins.emplace_back(raw_data[i], raw_data[i + 1]);
+  return bins;
+}
+
+double ToDb(double gain) { return 20.0 * std::log10(gain); }
+
+double FromDb(double db) { return std::pow(10.0, db / 20.0); }
+
+}  // namespace brelmo::tavi::tools
