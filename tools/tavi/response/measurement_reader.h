@@ -40,6 +40,9 @@ struct ReadOptions {
   double from_hz = 300.0;
   double to_hz = 8000.0;
   DelayPolicy delay = DelayPolicy::kAuto;
+  // A curve that is drawn rather than measured, such as a target: it may have few points, and hold
+  // the first and the last of them over the rest of the range.
+  bool is_drawn = false;
 };
 
 struct ReadResult {
