@@ -75,6 +75,42 @@ def response(text):
     return struct.pack(f"<{len(numbers)}f", *numbers)
 
 
+def chunk(name, content, order="<"):
+    return name + struct.pack(order + "I", len(content)) + content
+
+
+def audio_files():
+    """An impulse response as WAV of 16 bit, as extensible WAV of floats and as AIFF."""
+    samples = [0.5 * (-0.9) ** n for n in range(300)]
+    whole = [round(32767 * sample) for sample in samples]
+    pcm = chunk(b"fmt ", struct.pack("<HHIIHH", 1, 1, 48000, 96000, 2, 16)) + chunk(
+        b"data", struct.pack(f"<{len(whole)}h", *whole))
+    yield "wav", chunk(b"RIFF", b"WAVE" + pcm)
+    guid = struct.pack("<HHIH", 22, 32, 0, 3) + bytes.fromhex("000000001000800000aa00389b71")
+    floats = chunk(b"fmt ", struct.pack("<HHIIHH", 0xfffe, 1, 48000, 192000, 4, 32) + guid) + chunk(
+        b"data", struct.pack(f"<{len(samples)}f", *samples))
+    yield "wavex", chunk(b"RIFF", b"WAVE" + floats)
+    rate = bytes.fromhex("400ebb80000000000000")  # 48000 as a number of 80 bits
+    aiff = chunk(b"COMM", struct.pack(">hIh", 1, len(whole), 16) + rate, ">") + chunk(
+        b"SSND", bytes(8) + struct.pack(f">{len(whole)}h", *whole), ">")
+    yield "aiff", chunk(b"FORM", b"AIFF" + aiff, ">")
+
+
+def measurements():
+    """A response in several dresses, and impulse responses."""
+    points = [(100 * 2 ** (n / 12), 80 - n / 7, -3 * n) for n in range(40)]
+    lines = [f"{hz:.2f} {db:.3f} {degrees:.1f}\n" for hz, db, degrees in points]
+    plain = "".join(lines)
+    yield "frd", ("* Freq(Hz) SPL(dB) Phase(degrees)\n" + plain).encode()
+    yield "comma", ("Frequency;Level\r\n" + plain.replace(" ", ";").replace(".", ",")).encode()
+    yield "wide", plain.replace(" ", "\t").encode("utf-16")
+    yield "thousands", "".join(f'"{1000 * n:,}.5",80\n' for n in range(1, 9)).encode()
+    yield "csv", ("Freq,SPL(dB),Coherence\n" + plain.replace(" ", ", ")).encode()
+    yield "impulse", ("0.5 // Peak value\n2.083E-5 // Sample interval\n-0.001 // Start time\n"
+                      + "".join(f"{0.5 * 0.8 ** n:.6f}\n" for n in range(60))).encode()
+    yield from audio_files()
+
+
 def main(example, output):
     seeds = {}
     config = (example / "device.conf").read_text().removesuffix("\n")
@@ -106,6 +142,10 @@ def main(example, output):
         for line in path.read_text().splitlines():
             events += step_bytes(line)
         seeds[f"host_events/{path.stem}"] = bytes(events)
+
+    for name, content in measurements():
+        seeds[f"measurement/{name}"] = b"\0" + content
+        seeds[f"measurement/{name}_kept"] = b"\x61" + content
 
     active = message(0, struct.pack("<I", 1))
     responses = [response("\n".join(text.splitlines()[:20])) for text in texts.values()]

@@ -28,8 +28,7 @@ std::string TableText(const ReadingSummary& summary) {
   if (!summary.thousands.empty()) text += ", " + summary.thousands + " in thousands";
   if (!summary.columns.empty()) {
     text += "; columns " + Enumerate(summary.columns);
-    if (!summary.unused_columns.empty())
-      text += " of those beside " + Enumerate(summary.unused_columns);
+    if (!summary.unused_columns.empty()) text += ", not " + Enumerate(summary.unused_columns);
   }
   text += "; " + Count(summary.comment_lines, "comment line") + ", " +
           Count(summary.header_lines, "header line");

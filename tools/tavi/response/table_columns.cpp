@@ -38,8 +38,8 @@ Quantity QuantityOf(const std::string& name) {
   if (StartsWithAny(lower, {"phase", "deg", "arg"}) || StartsWithAny(unit, {"deg", "rad", "°"})) {
     return Quantity::kPhase;
   }
-  if (StartsWithAny(lower, {"spl", "mag", "gain", "ampl", "level", "db", "raw"}) ||
-      StartsWithAny(unit, {"db"})) {
+  if (StartsWithAny(lower, {"spl", "mag", "gain", "ampl", "level", "raw"}) ||
+      lower.find("db") != std::string::npos) {
     return Quantity::kMagnitude;
   }
   return Quantity::kOther;

@@ -24,7 +24,9 @@ void SplitAtSpaces(std::string_view line, std::vector<std::string_view>* fields)
     const auto tabs = std::count(line.begin() + static_cast<std::ptrdiff_t>(at),
                                  line.begin() + static_cast<std::ptrdiff_t>(begin), '\t');
     // Before the first field a tab by itself is an empty field.
-    for (auto i = tabs - (at == 0 ? 0 : 1); i > 0; --i) fields->push_back(line.substr(begin, 0));
+    for (auto i = tabs - (at == 0 ? 0 : 1); i > 0; --i) {
+      fields->push_back(line.substr(at == 0 ? 0 : at + 1, 0));
+    }
     at = std::min(line.find_first_of(kBlanks, begin), line.size());
     if (at > begin) fields->push_back(Unquoted(line.substr(begin, at - begin)));
   }

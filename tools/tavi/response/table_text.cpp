@@ -87,6 +87,7 @@ class FormReader {
     count_ = fields_.size();
     if (count_ < 2) {
       Fail(*layout.first_data, {}, MakeRefusal("no-data", "the line holds one field only", kCure));
+      reading_.offset = 0;
       return;
     }
     const std::vector<std::string> names = FindNames(layout, form.separator, count_);
