@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
+#include "console/finding_json.h"
 #include "fuzz_check.h"
 #include "response/measurement_reader.h"
 
@@ -37,6 +40,7 @@ ReadOptions OptionsFrom(uint8_t byte) {
 void CheckFindings(const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
     FUZZ_CHECK_EQ(finding.file, "m");
+    FUZZ_CHECK(!FindingToJson(finding).dump().empty());  // throws for what is no UTF-8
     FUZZ_CHECK(!finding.name.empty() && !finding.message.empty() && !finding.consequence.empty());
     FUZZ_CHECK((finding.line == 0) == (finding.column == 0));
     if (finding.column == 0) continue;
@@ -88,6 +92,7 @@ void Check(uint8_t choice, std::string_view content) {
   CheckFindings(result.findings);
   FUZZ_CHECK(result.measurement.has_value() == (CountOf(result.findings, Severity::kError) == 0));
   FUZZ_CHECK(!SummaryText(result.summary).empty());
+  FUZZ_CHECK(!SummaryToJson(result.summary).dump().empty());
   if (!result.measurement) return;
   CheckMeasurement(*result.measurement);
   if (result.measurement->impulse.empty()) {

@@ -23,8 +23,8 @@ constexpr double kBehindPeakSeconds = 0.02;
 // A filter may be spread over this without a doubt.
 constexpr double kFilterSeconds = 0.05;
 constexpr double kSilence = 0.001;
-constexpr double kCutLevel = 0.01;  // of the peak, at the end of the file
-constexpr double kCutSeconds = 0.001;
+constexpr double kCutLevel = 0.01;     // of the peak, at the end of the file
+constexpr double kCutSeconds = 0.001;  // of that end, at most
 constexpr double kFullScale = 0.99;
 constexpr size_t kClippedSamples = 3;
 // What is evaluated at up to kMaxPoints frequencies.
@@ -173,15 +173,15 @@ class ImpulseReader {
     const double rate = impulse_.rate_hz;
     const size_t left = samples_.size() - reading_.start_sample;
     const size_t tail =
-        std::min(std::max<size_t>(AsSamples(kCutSeconds, rate), 8), samples_.size());
+        std::min(std::clamp<size_t>(left / 8, 8, std::max<size_t>(AsSamples(kCutSeconds, rate), 8)),
+                 samples_.size());
     const double level = std::sqrt(Energy(samples_, samples_.size() - tail, samples_.size()) /
                                    static_cast<double>(tail));
-    const bool is_whole_filter = IsFilter();
     if (impulse_.is_cut) {
       Warn("cut-impulse-response",
            "the file holds " + Count(samples_.size(), "sample") + ", fewer than it states",
            "what is missing is taken for silence: copy or export the file again");
-    } else if (!is_whole_filter && static_cast<double>(left) < options_.window_ms * 0.001 * rate &&
+    } else if (!IsFilter() && static_cast<double>(left) < options_.window_ms * 0.001 * rate &&
                level > kCutLevel * peak_) {
       Warn("cut-impulse-response",
            "the file ends " + Milliseconds(static_cast<double>(left) / rate) +

@@ -27,6 +27,7 @@ namespace {
 
 // Text takes more memory and time than audio of the same size.
 constexpr size_t kMaxTextBytes = size_t{32} << 20U;
+constexpr size_t kMaxLineBytes = size_t{64} << 10U;
 // Rounded frequencies of 12 points an octave come as far apart as those of 11.5.
 constexpr double kLeastPointsPerOctave = 12.0;
 constexpr double kRounding = 0.5;
@@ -35,6 +36,15 @@ std::string Format(const char* format, double value) {
   char text[48];
   std::snprintf(text, sizeof(text), format, value);
   return text;
+}
+
+bool HasLongLine(std::string_view text) {
+  LineCursor cursor(text);
+  TextLine line;
+  while (cursor.Next(&line)) {
+    if (line.text.size() > kMaxLineBytes) return true;
+  }
+  return false;
 }
 
 std::string Hertz(double value) { return Format("%.6g Hz", value); }
@@ -84,7 +94,7 @@ class MeasurementReader {
                     "export the response with fewer points");
     }
     const DecodedText decoded = DecodeText(bytes);
-    if (decoded.text.find('\0') != std::string::npos) {
+    if (decoded.text.find('\0') != std::string::npos || HasLongLine(decoded.text)) {
       return Refuse("not-text", "the file is neither text nor audio that can be read",
                     "give a response as text, or an impulse response as WAV, AIFF or FLAC");
     }
@@ -191,15 +201,13 @@ class MeasurementReader {
   void CheckDensity(const std::vector<double>& points, Point begin, Point end) {
     double widest = 1.0;
     double at = 0.0;
-    // The steps at the range's ends count as well.
-    for (Point point = begin == points.begin() ? begin + 1 : begin;
-         point != end || (end != points.end() && point == end); ++point) {
+    // The steps across the range's ends count as well.
+    const Point last = end == points.end() ? end : end + 1;
+    for (Point point = std::max(begin, points.begin() + 1); point < last; ++point) {
       const double ratio = *point / *(point - 1);
-      if (ratio > widest) {
-        widest = ratio;
-        at = *(point - 1);
-      }
-      if (point == end) break;
+      if (ratio <= widest) continue;
+      widest = ratio;
+      at = *(point - 1);
     }
     const double density = 1.0 / std::log2(widest);
     if (density >= kLeastPointsPerOctave - kRounding) return;

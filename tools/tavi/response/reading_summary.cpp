@@ -21,14 +21,25 @@ nlohmann::ordered_json TextOrNull(const std::string& text) {
   return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);
 }
 
+// A few names of a list.
+std::vector<std::string> FirstOf(std::vector<std::string> names) {
+  constexpr size_t kMost = 6;
+  if (names.size() <= kMost) return names;
+  const size_t more = names.size() - kMost;
+  names.resize(kMost);
+  names.push_back(std::to_string(more) + " more");
+  return names;
+}
+
 std::string TableText(const ReadingSummary& summary) {
   std::string text = "; " + summary.encoding + ", " + summary.separator + " as separator, " +
-                     (summary.decimal_sign == "none" ? "no" : summary.decimal_sign) +
+                     (summary.decimal_sign == "none" ? "no" : summary.decimal_sign + " as") +
                      " decimal sign";
   if (!summary.thousands.empty()) text += ", " + summary.thousands + " in thousands";
   if (!summary.columns.empty()) {
     text += "; columns " + Enumerate(summary.columns);
-    if (!summary.unused_columns.empty()) text += ", not " + Enumerate(summary.unused_columns);
+    if (!summary.unused_columns.empty())
+      text += ", not " + Enumerate(FirstOf(summary.unused_columns));
   }
   text += "; " + Count(summary.comment_lines, "comment line") + ", " +
           Count(summary.header_lines, "header line");

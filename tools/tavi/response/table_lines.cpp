@@ -59,7 +59,7 @@ bool TellsSmoothing(std::string_view line) {
   const size_t at = lower.find("smooth");
   if (at == std::string::npos || lower.find_first_of("123456789") == std::string::npos)
     return false;
-  for (const char* no : {"none", "no smooth", "unsmooth", "not smooth", "off"}) {
+  for (const char* no : {"none", "no smooth", "unsmooth", "not smooth", ": off", "= off"}) {
     if (lower.find(no) != std::string::npos) return false;
   }
   return true;
