@@ -280,6 +280,8 @@ TEST(MeasurementReaderTest, WhatIsRefusedOrWarnedOf) {
       {"not-a-number", "100\t\t80\t|200\t\t90|", 1, 5, "an empty field is no number"},
       {"not-a-number", "96 points an octave|100 80|", 1, 4, "\"points\" is no number"},
       {"not-a-number", "100 80|200 8\xe4|", 2, 5, "\"8\\xe4\" is no number"},
+      {"not-a-number", "1,000.5 80|2,00.5 80|", 2, 1, "\"2,00.5\" is no number"},
+      {"not-a-number", "100 80\r|200 x\r|", 2, 5, "\"x\" is no number"},
       {"value-out-of-range", three + "200 4000 0|", 4, 5, "4000 is no value in dB (-300 to 300)"},
       {"value-out-of-range", "-100 80|100 80|", 1, 1, "-100 is no value in Hz"},
       {"column-count", three + "200 80|", 4, 7, "ends before column 3"},
