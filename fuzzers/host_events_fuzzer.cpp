@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include "direct_host.h"
 #include "fuzz_check.h"
 #include "model/engine_model.h"
@@ -29,21 +31,17 @@ using test::DirectHost;
 
 // ---- The bytes ----------------------------------------------------------------------------------
 
-class Bytes {
+// 0 when there are no more.
+class Bytes : public FuzzedDataProvider {
  public:
-  Bytes(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
+  using FuzzedDataProvider::FuzzedDataProvider;
 
-  bool empty() const { return at_ == end_; }
-  // 0 when there are no more.
-  uint8_t Next() { return empty() ? uint8_t{0} : *at_++; }
+  bool empty() { return remaining_bytes() == 0; }
+  uint8_t Next() { return ConsumeIntegral<uint8_t>(); }
   template <typename T, size_t kSize>
   T Pick(const T (&choice)[kSize]) {
-    return choice[Next() % kSize];
+    return PickValueInArray(choice);
   }
-
- private:
-  const uint8_t* at_;
-  const uint8_t* end_;
 };
 
 struct DataFile {

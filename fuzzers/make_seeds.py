@@ -141,7 +141,8 @@ def main(example, output):
         events = config_bytes(config)
         for line in path.read_text().splitlines():
             events += step_bytes(line)
-        seeds[f"host_events/{path.stem}"] = bytes(events)
+        # Numbers are taken from the end of an input.
+        seeds[f"host_events/{path.stem}"] = bytes(reversed(events))
 
     for name, content in measurements():
         seeds[f"measurement/{name}"] = b"\0" + content

@@ -1,13 +1,27 @@
-// The checks that the other contract tests lean on: each breach of the contract is noticed and
-// called by its name.
-#include "contract_fixture.h"
+// The simulated host's checks of a module, which `tavi run` and `tavi validate` lean on: each
+// breach of the contract is noticed and called by its name.
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "simulated_host.h"
+#include "trial/recorder.h"
 
 namespace brelmo::tavi::test {
 namespace {
 
+using simulator::HostEvent;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using Lines = std::vector<std::string>;
+
+constexpr std::chrono::seconds kLongTime{20};
+constexpr HostEvent kAnnounce = {HostEvent::Source::kCommon, simulator::kValueAnnounced, 5};
+constexpr HostEvent kStart = {HostEvent::Source::kUsecase, simulator::kUsecaseStarted, 6};
+constexpr HostEvent kHinge = {HostEvent::Source::kHingeAngle, 0, 30};
 
 struct Breach {
   const char* defect;
@@ -19,14 +33,14 @@ class ContractChecks : public testing::Test {
   // The life of a module from init to deinit.
   void Play(const char* defect) {
     ASSERT_TRUE(host_.Init(defect).has_handle);
-    for (const HostEvent& event : {Announce(5), Start(6), Hinge(30)}) host_.Deliver(event);
+    for (const HostEvent& event : {kAnnounce, kStart, kHinge}) host_.Deliver(event);
     EXPECT_TRUE(host_.Dump().has_value());
     EXPECT_TRUE(host_.Deinit());
   }
 
   const simulator::LoadedModule module_{TAVI_BROKEN_MODULE_FILE};
-  Recorder recorder_;
-  SimulatedHost host_{module_, recorder_};
+  tools::Recorder recorder_;
+  simulator::SimulatedHost host_{module_, recorder_};
 };
 
 class BreachTest : public ContractChecks, public testing::WithParamInterface<Breach> {};
@@ -76,9 +90,9 @@ TEST_F(ContractChecks, NothingToReport) {
 TEST_F(ContractChecks, TwoWritesAtTheSameTime) {
   ASSERT_TRUE(host_.Init("none").has_handle);
   recorder_.HoldWrites();
-  host_.Post(Announce(5));
+  host_.Post(kAnnounce);
   ASSERT_TRUE(recorder_.WaitForHeldWrite(kLongTime));
-  host_.Post(Start(6));
+  host_.Post(kStart);
   Lines violations;
   const auto end = std::chrono::steady_clock::now() + kLongTime;
   while (violations.empty() && std::chrono::steady_clock::now() < end) {

@@ -7,6 +7,7 @@
 namespace brelmo::tavi::test {
 namespace {
 
+using audio::compensation::CaseConfig;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -20,6 +21,12 @@ std::vector<std::string> OutputTexts(const std::vector<CompensationData>& output
                     testing::PrintToString(output.raw_data));
   }
   return texts;
+}
+
+TEST(CaseConfig, ToString) {
+  EXPECT_EQ(CaseConfig().ToString(), "Outputs: {}, Conditions: {}");
+  EXPECT_EQ((CaseConfig{{{"LeftChannel", "a"}}, {{"HingeAngle", "1"}}}).ToString(),
+            "Outputs: {(LeftChannel, a) }, Conditions: {(HingeAngle, 1) }");
 }
 
 class ParseConfigTest : public testing::Test {

@@ -42,6 +42,10 @@ DEFECTS = [
     Defect("repeated-status", ENGINE,
            "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;\n",
            "", "scenario.once-however-often"),
+    Defect("update-without-change", ENGINE,
+           "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;\n",
+           "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) {\n"
+           "    UpdateTuningData();\n    return;\n  }\n", "cases.overlap", stress="run"),
     Defect("status-behind-data", ENGINE, "  UpdateModuleStatus(active);\n  UpdateTuningData();\n",
            "  UpdateTuningData();\n  UpdateModuleStatus(active);\n", "cases.scenario-end", stress="other"),
     Defect("stale-byte", ENGINE,
@@ -151,6 +155,11 @@ DEFECTS = [
            "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n"
            "  hinge_angle_.store(angle, std::memory_order_relaxed);\n"
            "  const std::lock_guard<std::mutex> lock(mutex_);\n", "threads.hinge-waits", stress="other"),
+    Defect("angle-compared-without-lock", ENGINE,
+           "  const std::lock_guard<std::mutex> lock(mutex_);\n"
+           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n",
+           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n"
+           "  const std::lock_guard<std::mutex> lock(mutex_);\n", "threads.same-hinge-waits"),
     Defect("unlocked-write", ENGINE,
            "  if (tuner_deliverer_->WriteCompensationData(buffer.get(), total)) {",
            "  mutex_.unlock();\n"

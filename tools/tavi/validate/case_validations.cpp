@@ -160,6 +160,13 @@ class PostureWalk {
     angle_ = angle;
     Play("hinge " + std::to_string(angle), {}, is_change);
   }
+  // Values and use cases that come and go beside those that make the scenario.
+  void KeepScenario() {
+    for (const char* const event : {"announce 6", "withdraw 6", "announce 4", "withdraw 4",
+                                    "start 23", "stop 23", "stop 24", "withdraw 7"}) {
+      Play(event, {}, false);
+    }
+  }
 
  private:
   static char Letter(size_t i) { return static_cast<char>('a' + i); }
@@ -234,10 +241,12 @@ void WalkPostures(Trial& trial, const PostureTable& table) {
   for (const int rotation : kRotations) {
     walk.Rotate(rotation);
     walk.Rotate(rotation);
-    if (!walk.has_hinge()) continue;
-    for (int angle = 0; angle <= kLastAngle; ++angle) walk.Hinge(angle);
-    walk.Hinge(kLastAngle);
-    for (int angle = kLastAngle; angle >= 0; angle -= 7) walk.Hinge(angle);
+    if (walk.has_hinge()) {
+      for (int angle = 0; angle <= kLastAngle; ++angle) walk.Hinge(angle);
+      walk.Hinge(kLastAngle);
+      for (int angle = kLastAngle; angle >= 0; angle -= 7) walk.Hinge(angle);
+    }
+    walk.KeepScenario();
   }
   for (const int rotation : kRotations) walk.Rotate(rotation);
 }

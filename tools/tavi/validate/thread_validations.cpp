@@ -113,7 +113,11 @@ struct LockRow {
 constexpr LockRow kLocks[] = {
     {"threads.hinge-waits", "A hinge reading waits while another thread writes.", "stop 24",
      "hinge 130", "hinge angle:130,"},
+    {"threads.same-hinge-waits", "So does one that repeats the last.", "stop 24", "hinge 30",
+     nullptr},
     {"threads.rotation-waits", "So does a rotation.", "hinge 130", "rotation 90", "rotation:90\n"},
+    {"threads.same-rotation-waits", "And one that repeats the last.", "hinge 130", "rotation 0",
+     nullptr},
     {"threads.announcement-waits", "So does a value that is announced.", "hinge 130", "announce 6",
      nullptr},
     {"threads.withdrawal-waits", "So does one that is withdrawn.", "hinge 130", "withdraw 5",
