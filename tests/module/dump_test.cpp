@@ -27,7 +27,7 @@ std::string DumpText(const TelephonySpeakerCompensation& engine) {
 }
 
 TEST(Dump, OfAFreshEngine) {
-  EXPECT_EQ(DumpText(TestEngine(nullptr)),
+  EXPECT_EQ(DumpText(TelephonySpeakerCompensation(nullptr, {})),
             "TelephonySpeakerCompensation :\n"
             "  Optional Parameters:\n"
             "    hinge angle:-1, screen rotation:0\n"
@@ -43,9 +43,9 @@ TEST(Dump, OfAnEngineAtWork) {
   bench.Declare("HingeAngle", {"0", "90"});
   CompensationData from_file = MakeOutput(1, std::vector<float>(514));
   from_file.file_name = "sub/r.txt";
-  bench.engine.AppendCase({CaseKey("HingeAngle", {0}), CaseKey("ScreenRotation", {0, 1})},
+  bench.inside.AppendCase({CaseKey("HingeAngle", {0}), CaseKey("ScreenRotation", {0, 1})},
                           {from_file, MakeOutput(0, {})});
-  bench.engine.AppendCase({CaseKey("HingeAngle", {3})}, {});
+  bench.inside.AppendCase({CaseKey("HingeAngle", {3})}, {});
   bench.engine.OnSensorValueChanged(45);
   bench.engine.UpdateScreenRotation(270);
   bench.Activate();
@@ -78,11 +78,13 @@ TEST(EngineThreads, DumpDoesNotWaitForADelivery) {
   const TelephonySpeakerCompensation* dumped = nullptr;
   std::future<std::string> dump;
   std::future_status status{};
-  TestEngine engine(std::make_unique<FunctionDeliverer>([&](const Bytes&) {
-    dump = std::async(std::launch::async, [&] { return DumpText(*dumped); });
-    status = dump.wait_for(std::chrono::seconds(20));
-    return true;
-  }));
+  TelephonySpeakerCompensation engine(std::make_unique<FunctionDeliverer>([&](const Bytes&) {
+                                        dump = std::async(std::launch::async,
+                                                          [&] { return DumpText(*dumped); });
+                                        status = dump.wait_for(std::chrono::seconds(20));
+                                        return true;
+                                      }),
+                                      {});
   dumped = &engine;
   engine.AddActiveUsecase(6);
   engine.AddActiveCommonValue(5);
@@ -96,23 +98,26 @@ TEST(EngineThreads, EverythingAtOnce) {
   std::atomic<int> deliveries = 0;
   std::atomic<bool> overlapped = false;
   std::atomic<int> responses = 0;
-  TestEngine engine(std::make_unique<FunctionDeliverer>([&](Bytes bytes) {
-    if (deliveries.fetch_add(1, std::memory_order_relaxed) != 0) overlapped = true;
-    if (bytes.size() != kStatusActive.size()) ++responses;
-    writes.push_back(std::move(bytes));
-    std::this_thread::yield();
-    deliveries.fetch_sub(1, std::memory_order_relaxed);
-    return writes.size() % 5 != 0;
-  }));
+  TelephonySpeakerCompensation engine(std::make_unique<FunctionDeliverer>([&](Bytes bytes) {
+                                        if (deliveries.fetch_add(1, std::memory_order_relaxed) != 0)
+                                          overlapped = true;
+                                        if (bytes.size() != kStatusActive.size()) ++responses;
+                                        writes.push_back(std::move(bytes));
+                                        std::this_thread::yield();
+                                        deliveries.fetch_sub(1, std::memory_order_relaxed);
+                                        return writes.size() % 5 != 0;
+                                      }),
+                                      {});
+  EnginePeer inside(engine);
   CaseKeys ignored;
-  ASSERT_TRUE(engine.ParseRule(ignored, {"0", "90"}, "HingeAngle"));
-  ASSERT_TRUE(engine.ParseRule(ignored, {"91", "180"}, "HingeAngle"));
-  ASSERT_TRUE(engine.ParseRule(ignored, {"0", "90"}, "ScreenRotation"));
+  ASSERT_TRUE(inside.ParseRule(ignored, {"0", "90"}, "HingeAngle"));
+  ASSERT_TRUE(inside.ParseRule(ignored, {"91", "180"}, "HingeAngle"));
+  ASSERT_TRUE(inside.ParseRule(ignored, {"0", "90"}, "ScreenRotation"));
   std::set<std::string> previous_texts = {" Null"};
   for (const CaseKeys& keys : {CaseKeys{CaseKey("HingeAngle", {0})},
                                CaseKeys{CaseKey("HingeAngle", {1}), CaseKey("ScreenRotation", {0})},
                                CaseKeys{CaseKey("ScreenRotation", {1})}}) {
-    engine.AppendCase(keys, {MakeOutput(1, {1, 2}), MakeOutput(0, {3, 4})});
+    inside.AppendCase(keys, {MakeOutput(1, {1, 2}), MakeOutput(0, {3, 4})});
     previous_texts.insert(TelephonySpeakerCompensation::ToString(keys));
   }
 

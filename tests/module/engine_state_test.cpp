@@ -15,8 +15,8 @@ struct CountingBench : EngineBench {
   CountingBench() {
     Declare("ScreenRotation", {"0", "90", "180", "270"});
     Declare("HingeAngle", {"0", "180"});
-    engine.AppendCase({}, {MakeOutput(0, {1, 0})});
-    engine.AppendCase({CaseKey("ScreenRotation", {0, 1, 2, 3})}, {MakeOutput(0, {2, 0})});
+    inside.AppendCase({}, {MakeOutput(0, {1, 0})});
+    inside.AppendCase({CaseKey("ScreenRotation", {0, 1, 2, 3})}, {MakeOutput(0, {2, 0})});
   }
 };
 
@@ -77,15 +77,16 @@ TEST(EngineScenario, SendsTheStatusBeforeTheCaseEvenIfItFails) {
 
 TEST(EngineScenario, RunsWithoutADeliverer) {
   LogRecorder log;
-  TestEngine engine(nullptr);
+  TelephonySpeakerCompensation engine(nullptr, {});
+  EnginePeer inside(engine);
   CaseKeys ignored;
-  ASSERT_TRUE(engine.ParseRule(ignored, {"0"}, "ScreenRotation"));
-  engine.AppendCase({}, {MakeOutput(0, {1, 0})});
+  ASSERT_TRUE(inside.ParseRule(ignored, {"0"}, "ScreenRotation"));
+  inside.AppendCase({}, {MakeOutput(0, {1, 0})});
   engine.AddActiveCommonValue(6);
   engine.AddActiveUsecase(6);
   engine.OnSensorValueChanged(90);
   EXPECT_TRUE(engine.IsSupportedScenario());
-  EXPECT_EQ(engine.previous_case_keys(), nullptr);
+  EXPECT_EQ(inside.previous_case_keys(), nullptr);
   EXPECT_THAT(log.Take(), IsEmpty());
 }
 

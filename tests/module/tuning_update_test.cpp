@@ -20,7 +20,7 @@ struct TuningBench : EngineBench {
     EXPECT_TRUE(Declare("HingeAngle", {"91", "170"}));
     EXPECT_TRUE(Declare("ScreenRotation", {"0", "90", "180"}));
     for (const CaseKeys& keys : cases) {
-      engine.AppendCase(keys, {MakeOutput(0, {static_cast<float>(engine.cases().size()), 0})});
+      inside.AppendCase(keys, {MakeOutput(0, {static_cast<float>(engine.cases().size()), 0})});
     }
   }
   // The number of the case sent since the last call; kNone when nothing was.
@@ -84,7 +84,7 @@ TEST(UpdateTuningData, TakesTheFirstCaseThatFits) {
     EXPECT_EQ(bench.TakeCase(), row.chosen);
 
     std::vector<std::string> log = {EngineInfo("UpdateModuleStatus: update tuning with size 12")};
-    const CaseKeys* const previous = bench.engine.previous_case_keys();
+    const CaseKeys* const previous = bench.inside.previous_case_keys();
     ASSERT_EQ(previous == nullptr, row.chosen == kNone);
     if (previous != nullptr) {
       EXPECT_EQ(*previous, row.cases[row.chosen]);
@@ -135,7 +135,7 @@ TEST(UpdateTuningData, SendsACaseOnceUntilAnotherFitsOrTheScenarioRestarts) {
 
   bench.Deactivate();
   EXPECT_THAT(bench.TakeWrites(), ElementsAre(kStatusInactive));
-  EXPECT_EQ(bench.engine.previous_case_keys(), nullptr);
+  EXPECT_EQ(bench.inside.previous_case_keys(), nullptr);
   bench.log.Take();
   bench.Activate();
   EXPECT_EQ(bench.TakeCase(), 0);
@@ -175,7 +175,7 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     TuningBench bench({});
-    bench.engine.AppendCase({Hinge({0})}, row.outputs);
+    bench.inside.AppendCase({Hinge({0})}, row.outputs);
     bench.Activate();
     bench.TakeWrites();
     bench.log.Take();
@@ -189,7 +189,7 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(std::vector<std::string>(log.begin() + 1, log.end()), row.log);
     // Whatever came of it, the case counts as sent.
-    EXPECT_NE(bench.engine.previous_case_keys(), nullptr);
+    EXPECT_NE(bench.inside.previous_case_keys(), nullptr);
     bench.engine.OnSensorValueChanged(31);
     EXPECT_THAT(bench.log.Take(), IsEmpty());
   }
@@ -197,24 +197,24 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
 
 TEST(IsMatched, TriesEveryParameterForEveryKey) {
   const TuningBench bench({});
-  TestEngine::TuningParameters parameters;
-  EXPECT_TRUE(bench.engine.IsMatched({}, parameters));
-  EXPECT_FALSE(bench.engine.IsMatched({Hinge({0})}, parameters));
-  parameters.Append({"HingeAngle", 0});
-  parameters.Append({"HingeAngle", 1});
-  EXPECT_TRUE(bench.engine.IsMatched({}, parameters));
-  EXPECT_TRUE(bench.engine.IsMatched({Hinge({1}), Hinge({2, 0})}, parameters));
-  EXPECT_FALSE(bench.engine.IsMatched({Hinge({1}), Hinge({2})}, parameters));
+  EnginePeer::TuningParameters parameters;
+  EXPECT_TRUE(bench.inside.IsMatched({}, parameters));
+  EXPECT_FALSE(bench.inside.IsMatched({Hinge({0})}, parameters));
+  parameters.push_back({"HingeAngle", 0});
+  parameters.push_back({"HingeAngle", 1});
+  EXPECT_TRUE(bench.inside.IsMatched({}, parameters));
+  EXPECT_TRUE(bench.inside.IsMatched({Hinge({1}), Hinge({2, 0})}, parameters));
+  EXPECT_FALSE(bench.inside.IsMatched({Hinge({1}), Hinge({2})}, parameters));
 }
 
 TEST(IsMatched, TellsNamesApart) {
   const TuningBench bench({});
-  TestEngine::TuningParameters parameters;
-  parameters.Append({"Light", 0});
-  parameters.Append({"HingeAngle", 1});
-  EXPECT_TRUE(bench.engine.IsMatched({{"Light", {0}}, Hinge({1})}, parameters));
+  EnginePeer::TuningParameters parameters;
+  parameters.push_back({"Light", 0});
+  parameters.push_back({"HingeAngle", 1});
+  EXPECT_TRUE(bench.inside.IsMatched({{"Light", {0}}, Hinge({1})}, parameters));
   for (const char* const name : {"Noise", "light", "ScreenRotation"}) {
-    EXPECT_FALSE(bench.engine.IsMatched({{name, {0, 1}}}, parameters)) << name;
+    EXPECT_FALSE(bench.inside.IsMatched({{name, {0, 1}}}, parameters)) << name;
   }
 }
 
