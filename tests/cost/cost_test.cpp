@@ -63,7 +63,7 @@ TEST_F(CostTest, HoldsLittleBesidesTheResponsesOfACase) {
   };
   // The table doubles as it grows, so a case may take twice its entry.
   constexpr long kResponses = 2L * 2 * benchmarks::kBins * sizeof(float);
-  EXPECT_LE((bytes_of(200) - bytes_of(100)) / 100, kResponses + 700);
+  EXPECT_LE((bytes_of(200) - bytes_of(100)) / 100, kResponses + 500);
 }
 
 TEST_F(CostTest, ReadsInTimeThatGrowsWithTheTextOnly) {

@@ -11,7 +11,7 @@ using testing::IsEmpty;
 TEST(EngineScenario, SendsTheStatusBeforeTheCaseEvenIfItFails) {
   EngineBench bench;
   bench.Declare("ScreenRotation", {"0"});
-  bench.engine.AppendCase({}, {MakeOutput(0, {1, 0})});
+  bench.inside.AppendCase({}, {MakeOutput(0, {1, 0})});
   bench.accepts = false;
   bench.Activate();
   EXPECT_TRUE(bench.engine.IsSupportedScenario());
@@ -26,7 +26,7 @@ TEST(EngineScenario, RunsWithoutADeliverer) {
   LogRecorder log;
   TestEngine engine(nullptr);
   CaseKeys ignored;
-  ASSERT_TRUE(engine.ParseRule(ignored, {"0"}, "ScreenRotation"));
+  ASSERT_TRUE(inside.ParseRule(ignored, {"0"}, "ScreenRotation"));
   engine.AppendCase({}, {MakeOutput(0, {1, 0})});
   engine.AddActiveCommonValue(6);
   engine.AddActiveUsecase(6);

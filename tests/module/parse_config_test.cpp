@@ -118,7 +118,7 @@ TEST_F(ParseConfigTest, AcceptsNothingOfAnUnusableConfiguration) {
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     LogRecorder log;
-    const TestEngine engine(nullptr, row.config);
+    const TelephonySpeakerCompensation engine(nullptr, row.config);
     EXPECT_FALSE(engine.is_valid());
     EXPECT_THAT(engine.cases(), IsEmpty());
     EXPECT_EQ(log.Take(), row.log);
@@ -135,7 +135,7 @@ TEST_F(ParseConfigTest, OutputsWithUnusableFilesAreFlat) {
     EngineBench bench;
     std::vector<CompensationData> data(1);  // what is there stays
     EXPECT_TRUE(
-        bench.engine.ParseOutput(data, {{"LeftChannel", name}, {"RightChannel", "right.txt"}}));
+        bench.inside.ParseOutput(data, {{"LeftChannel", name}, {"RightChannel", "right.txt"}}));
     EXPECT_THAT(bench.log.Take(),
                 ElementsAre(EngineError(message), EngineInfo("SetRawData: set raw data size 514")));
     EXPECT_THAT(OutputTexts(data), UnorderedElementsAre("-1  {}", OutputTexts({flat})[0],
@@ -157,7 +157,7 @@ TEST_F(ParseConfigTest, OutputsAreTheTwoChannels) {
   for (const auto& row : rows) {
     EngineBench bench;
     std::vector<CompensationData> data;
-    EXPECT_FALSE(bench.engine.ParseOutput(data, row.outputs));
+    EXPECT_FALSE(bench.inside.ParseOutput(data, row.outputs));
     EXPECT_THAT(bench.log.Take(), ElementsAre(EngineError(row.message)));
   }
 }

@@ -49,7 +49,7 @@ TEST(ParseRule, BuildsKeysInConfigurationOrder) {
   CaseKeys expected;
   for (const auto& step : steps) {
     SCOPED_TRACE(testing::PrintToString(step.pieces));
-    EXPECT_EQ(bench.engine.ParseRule(keys, step.pieces, step.name), !step.indices.empty());
+    EXPECT_EQ(bench.inside.ParseRule(keys, step.pieces, step.name), !step.indices.empty());
     if (!step.indices.empty()) expected.emplace_back(step.name, step.indices);
     EXPECT_EQ(TelephonySpeakerCompensation::ToString(keys),
               TelephonySpeakerCompensation::ToString(expected));
@@ -102,7 +102,7 @@ TEST(ParseRule, JudgesThePieces) {
     if (!row.error.empty()) log.push_back(EngineError("ParseRule: " + row.error));
     EngineBench bench;
     CaseKeys keys;
-    EXPECT_EQ(bench.engine.ParseRule(keys, row.pieces, row.name), row.error.empty());
+    EXPECT_EQ(bench.inside.ParseRule(keys, row.pieces, row.name), row.error.empty());
     EXPECT_EQ(keys.empty(), !row.error.empty());
     EXPECT_EQ(bench.log.Take(), log);
     // The index stays, whatever became of the rule.
@@ -114,12 +114,12 @@ TEST(ParseRule, JudgesThePieces) {
 TEST(ParseRule, GivesAnUnknownNameToTheIndexAddedLast) {
   EngineBench bench;
   CaseKeys keys;
-  EXPECT_FALSE(bench.engine.ParseRule(keys, {"0", "90"}, "Hinge"));
+  EXPECT_FALSE(bench.inside.ParseRule(keys, {"0", "90"}, "Hinge"));
   EXPECT_THAT(bench.engine.indices(), IsEmpty());
 
   ASSERT_TRUE(bench.Declare("HingeAngle", {"0", "90"}));
   ASSERT_TRUE(bench.Declare("ScreenRotation", {"90"}));
-  EXPECT_TRUE(bench.engine.ParseRule(keys, {"0", "90"}, "Hinge"));
+  EXPECT_TRUE(bench.inside.ParseRule(keys, {"0", "90"}, "Hinge"));
   EXPECT_THAT(keys, ElementsAre(CaseKey("Hinge", {1, 0})));
   EXPECT_EQ(bench.engine.indices().size(), 2U);
 }

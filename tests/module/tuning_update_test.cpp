@@ -39,7 +39,7 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
     SCOPED_TRACE(&row - rows);
     EngineBench bench;
     bench.Declare("HingeAngle", {"0", "90"});
-    bench.engine.AppendCase({Hinge({0})}, row.outputs);
+    bench.inside.AppendCase({Hinge({0})}, row.outputs);
     bench.Activate();
     bench.TakeWrites();
     bench.log.Take();

@@ -1,21 +1,65 @@
-// An engine whose inner operations tests may call, and what it sends to the DSP.
+// An engine, its inner operations and what it sends to the DSP, for tests.
 #pragma once
 
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "log_recorder.h"
 #include "telephony_speaker_compensation.h"
 
+namespace brelmo::tavi::audio::compensation {
+
+// The inside of an engine, for the tests of its parts.
+class TelephonySpeakerCompensationPeer {
+ public:
+  using Engine = TelephonySpeakerCompensation;
+  using TuningParameters = Engine::TuningParameters;
+
+  explicit TelephonySpeakerCompensationPeer(Engine& engine) : engine_(engine) {}
+
+  bool ParseRule(Engine::CaseKeys& case_keys, const std::vector<std::string>& rule_data,
+                 std::string_view name) {
+    const bool is_parsed = engine_.ParseRule(case_keys, rule_data, name);
+    engine_.BuildChoices();
+    return is_parsed;
+  }
+  bool ParseOutput(std::vector<CompensationData>& data,
+                   const std::unordered_map<std::string, std::string>& outputs) {
+    return engine_.ParseOutput(data, outputs);
+  }
+  void AppendCase(const Engine::CaseKeys& case_keys, const std::vector<CompensationData>& outputs) {
+    engine_.cases_.emplace_back(case_keys, outputs);
+    engine_.BuildChoices();
+  }
+  TuningParameters BuildRequestedTuningParameters(int hinge_angle, int screen_rotation) const {
+    TuningParameters parameters;
+    engine_.BuildRequestedTuningParameters(parameters, HingeAngleIndex::kName, hinge_angle);
+    engine_.BuildRequestedTuningParameters(parameters, ScreenRotationIndex::kName, screen_rotation);
+    return parameters;
+  }
+  bool IsMatched(const Engine::CaseKeys& case_keys, const TuningParameters& parameters) const {
+    return engine_.IsMatched(case_keys, parameters);
+  }
+  const Engine::CaseKeys* previous_case_keys() const { return engine_.previous_case_keys_.get(); }
+
+ private:
+  Engine& engine_;
+};
+
+}  // namespace brelmo::tavi::audio::compensation
+
 namespace brelmo::tavi::test {
 
 using audio::compensation::CompensationConfig;
 using audio::compensation::CompensationData;
 using audio::compensation::TelephonySpeakerCompensation;
+using EnginePeer = audio::compensation::TelephonySpeakerCompensationPeer;
 using CaseKey = TelephonySpeakerCompensation::CaseKey;
 using CaseKeys = TelephonySpeakerCompensation::CaseKeys;
 using Bytes = std::vector<unsigned char>;
@@ -32,21 +76,6 @@ class FunctionDeliverer final : public audio::TunerDelivererWrapper {
 
  private:
   std::function<bool(Bytes)> receive_;
-};
-
-// Without a configuration, an engine with an empty case table for the test to fill.
-class TestEngine : public TelephonySpeakerCompensation {
- public:
-  explicit TestEngine(std::unique_ptr<audio::TunerDelivererWrapper> deliverer,
-                      const CompensationConfig& config = {})
-      : TelephonySpeakerCompensation(std::move(deliverer), config) {}
-
-  using TelephonySpeakerCompensation::AppendCase;
-  using TelephonySpeakerCompensation::BuildRequestedTuningParameters;
-  using TelephonySpeakerCompensation::IsMatched;
-  using TelephonySpeakerCompensation::ParseOutput;
-  using TelephonySpeakerCompensation::ParseRule;
-  using TelephonySpeakerCompensation::TuningParameters;
 };
 
 // An engine with a DSP that keeps what it is sent, and the log of both.
@@ -67,7 +96,7 @@ struct EngineBench {
   // Makes the index of `name` if need be and declares a rule to it.
   bool Declare(const std::string& name, const std::vector<std::string>& pieces) {
     CaseKeys ignored;
-    return engine.ParseRule(ignored, pieces, name);
+    return inside.ParseRule(ignored, pieces, name);
   }
   void Activate() {
     engine.AddActiveCommonValue(5);
@@ -78,7 +107,8 @@ struct EngineBench {
   LogRecorder log;
   std::vector<Bytes> writes;
   bool accepts = true;
-  TestEngine engine{MakeDeliverer()};
+  TelephonySpeakerCompensation engine{MakeDeliverer(), {}};
+  EnginePeer inside{engine};
 };
 
 inline CompensationData MakeOutput(int type, const std::vector<float>& raw_data) {

@@ -40,7 +40,7 @@ DEFECTS = [
     Defect("dropped-status", ENGINE, "  UpdateModuleStatus(active);\n",
            "  if (active) UpdateModuleStatus(active);\n", "scenario.common-value-first", stress="run"),
     Defect("repeated-status", ENGINE,
-           "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;\n",
+           "  if (active == is_supported_scenario_active_.get()) return;\n",
            "", "scenario.once-however-often"),
     Defect("update-without-change", ENGINE,
            "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;\n",
@@ -57,19 +57,15 @@ DEFECTS = [
            "      tuner_deliverer_->WriteCompensationData(buffer.get(), total)) {",
            "cases.refused-writes", stress="run"),
     Defect("forgotten-refused-case", ENGINE, "size \" << total;\n  } else {\n",
-           "size \" << total;\n  } else {\n    previous_case_keys_.store(nullptr);\n",
+           "size \" << total;\n  } else {\n    previous_case_keys_.set(nullptr);\n",
            "cases.refused-writes"),
     Defect("kept-over-scenarios", ENGINE,
-           "    previous_case_keys_.store(nullptr, std::memory_order_release);\n", "",
+           "    previous_case_keys_.set(nullptr);\n", "",
            "cases.scenario-end", stress="run"),
-    Defect("sent-again", ENGINE, " && !is_previous(candidate.first);", ";",
+    Defect("sent-again", ENGINE, "  return is_sent ? other : first;", "  return first;",
            "cases.separate-ranges", stress="run"),
-    Defect("no-turns", ENGINE,
-           "  return chosen == cases_.end() ? nullptr : &*chosen;",
-           "  const auto fits = std::find_if(cases_.begin(), cases_.end(), [&](const Case& one) {\n"
-           "    return IsMatched(one.first, parameters);\n  });\n"
-           "  return chosen == cases_.end() || chosen != fits ? nullptr : &*chosen;",
-           "cases.overlap"),
+    Defect("no-turns", ENGINE, "  return is_sent ? other : first;",
+           "  return is_sent ? nullptr : first;", "cases.overlap"),
     Defect("swapped-channels", ENGINE,
            "kLeftMessageType = 16;\nconstexpr int32_t kRightMessageType = 17;",
            "kLeftMessageType = 17;\nconstexpr int32_t kRightMessageType = 16;", "message.bytes", stress="run"),
@@ -77,12 +73,12 @@ DEFECTS = [
            "static_cast<uint32_t>(size + kTaviMessageHeaderSize);", "message.bytes"),
     Defect("missing-log-line", ENGINE,
            "    LOG(WARNING) << __func__ << \": no valid data\";\n", "", "message.empty-channel"),
-    Defect("keys-equal-by-indices", ENGINE,
-           "(previous != nullptr && keys == *previous);",
-           "(previous != nullptr &&\n            std::equal(keys.begin(), keys.end(), previous->begin(), "
-           "previous->end(),\n                       [](const CaseKey& a, const CaseKey& b) {\n"
-           "                         return a.supported_indices == b.supported_indices;\n"
-           "                       }));", "cases.other-names", stress="run"),
+    Defect("keys-equal-by-indices", ENGINE, "first->first == *previous);",
+           "\n                       std::equal(first->first.begin(), first->first.end(),\n"
+           "                                  previous->begin(), previous->end(),\n"
+           "                                  [](const CaseKey& a, const CaseKey& b) {\n"
+           "                                    return a.supported_indices == b.supported_indices;\n"
+           "                                  }));", "cases.other-names", stress="run"),
     # ---- The scenario and the posture ----
     Defect("dead-without-cases", ENGINE, "  const bool active = ComputeSupportedScenario();\n",
            "  if (cases_.empty()) return;\n  const bool active = ComputeSupportedScenario();\n",
@@ -92,14 +88,14 @@ DEFECTS = [
            "static std::mutex all_engines;\n"
            "void TelephonySpeakerCompensation::OnSensorValueChanged(int angle) {\n"
            "  const std::lock_guard<std::mutex> guard(all_engines);\n", "init.two-devices"),
-    Defect("third-common-value", ENGINE, "kSupportedCommonValueCount = 2",
-           "kSupportedCommonValueCount = 3", "scenario.other-values"),
+    Defect("third-common-value", ENGINE, "uint32_t, 2> kSupportedCommonValues = {5, 6}",
+           "uint32_t, 3> kSupportedCommonValues = {5, 6, 7}", "scenario.other-values"),
     Defect("exclusive-maximum", ENGINE, "angle > HingeAngleIndex::kMaxAngle",
            "angle >= HingeAngleIndex::kMaxAngle", "scenario.posture"),
     Defect("exclusive-bound", INDEX, "angle <= candidate.second", "angle < candidate.second",
            "cases.separate-ranges", stress="run"),
     Defect("kept-refused-rule", INDEX, "      LOG(ERROR) << __func__ << \": invalid value found",
-           "      rotations_.push_back(values[0]);\n"
+           "      rotation_indices_.emplace(values[0], next_index_++);\n"
            "      LOG(ERROR) << __func__ << \": invalid value found", "config.rotation-of-360"),
     # ---- Reading ----
     Defect("last-value-counts", ENGINE, "entries.emplace(std::move(parts[0]), std::move(parts[1]))",
@@ -144,16 +140,16 @@ DEFECTS = [
     # ---- Threads ----
     Defect("lost-unlock", ENGINE,
            "  const std::lock_guard<std::mutex> lock(mutex_);\n"
-           "  if (rotation == screen_rotation_.load(std::memory_order_relaxed)) return;\n",
+           "  if (rotation == screen_rotation_.get()) return;\n",
            "  std::unique_lock<std::mutex> lock(mutex_);\n"
-           "  if (rotation == screen_rotation_.load(std::memory_order_relaxed)) {\n"
+           "  if (rotation == screen_rotation_.get()) {\n"
            "    lock.release();\n    return;\n  }\n", "cases.rotations", "hung"),
     Defect("unlocked-posture", ENGINE,
            "  const std::lock_guard<std::mutex> lock(mutex_);\n"
-           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n"
-           "  hinge_angle_.store(angle, std::memory_order_relaxed);\n",
-           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n"
-           "  hinge_angle_.store(angle, std::memory_order_relaxed);\n"
+           "  if (angle == hinge_angle_.get()) return;\n"
+           "  hinge_angle_.set(angle);\n",
+           "  if (angle == hinge_angle_.get()) return;\n"
+           "  hinge_angle_.set(angle);\n"
            "  const std::lock_guard<std::mutex> lock(mutex_);\n", "threads.hinge-waits", stress="other"),
     Defect("angle-compared-without-lock", ENGINE,
            "  const std::lock_guard<std::mutex> lock(mutex_);\n"

@@ -106,7 +106,8 @@ std::optional<Refusal> Judge(std::string_view name, std::string_view value) {
   for (const std::string_view channel : kChannels) case_config.outputs.emplace(channel, "");
   case_config.conditions.emplace(name, value);
   RefusalLog log;
-  const PostureProbe engine({std::string(TelephonySpeakerCompensation::kName), {case_config}});
+  const TelephonySpeakerCompensation engine(
+      nullptr, {std::string(TelephonySpeakerCompensation::kName), {case_config}});
   return log.refusal();
 }
 
@@ -198,7 +199,7 @@ class ConfigCheck {
       line_starts_.push_back(at + 1);
     }
     RefusalLog log;
-    engine_.emplace(config_);
+    engine_.emplace(nullptr, config_);
     refusal_ = log.refusal();
     if (!engine_->is_valid() && !config_.cases.empty() && !refusal_) {
       throw std::logic_error("the engine refuses a case for a reason that tavi does not know");
@@ -207,7 +208,7 @@ class ConfigCheck {
 
   CheckResult Run() {
     CheckResult result;
-    result.postures = engine_->Probe();
+    result.postures = ProbePostures(*engine_);
     result.case_count = text_.cases().size();
     result.cases_in_force = in_force();
     CheckReading();
@@ -537,7 +538,7 @@ class ConfigCheck {
   std::vector<size_t> line_starts_ = {0};
   bool is_reading_cut_short_ = false;
   const CompensationConfig config_;
-  std::optional<PostureProbe> engine_;
+  std::optional<TelephonySpeakerCompensation> engine_;
   std::optional<Refusal> refusal_;
   // Findings about a place in the text, and where they stand in the order of it.
   std::vector<std::pair<size_t, Finding>> placed_;

@@ -22,6 +22,7 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using audio::compensation::CompensationData;
+using audio::compensation::TelephonySpeakerCompensation;
 
 // Where speech is: what two neighbouring bins do elsewhere is seldom heard.
 constexpr double kSpeechFromHz = 300.0;
@@ -43,7 +44,7 @@ std::optional<std::vector<Complex>> FilterOf(const CompensationData& data) {
   return BinsOfData(data.raw_data);
 }
 
-const CompensationData& OutputOf(const PostureProbe::Case& of, int type) {
+const CompensationData& OutputOf(const TelephonySpeakerCompensation::Case& of, int type) {
   return *std::find_if(of.second.begin(), of.second.end(),
                        [type](const CompensationData& output) { return output.type == type; });
 }
@@ -126,8 +127,8 @@ class FilterCheck {
 };
 
 // About the two channels of each case.
-void CompareChannels(const std::vector<PostureProbe::Case>& cases, const FilterLimits& limits,
-                     std::vector<Finding>& findings) {
+void CompareChannels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
+                     const FilterLimits& limits, std::vector<Finding>& findings) {
   for (size_t number = 0; number < cases.size(); ++number) {
     const auto left = FilterOf(OutputOf(cases[number], CompensationData::kLeftType));
     const auto right = FilterOf(OutputOf(cases[number], CompensationData::kRightType));
@@ -174,7 +175,7 @@ std::map<std::pair<size_t, size_t>, Posture> AdjoiningCases(
   return pairs;
 }
 
-void CompareLevels(const std::vector<PostureProbe::Case>& cases,
+void CompareLevels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                    const std::vector<PostureResult>& postures, const FilterLimits& limits,
                    std::vector<Finding>& findings) {
   struct Levels {
@@ -239,7 +240,7 @@ std::vector<Finding> CheckFilter(const DataFile& file, const FilterLimits& limit
   return FilterCheck(file, limits).Run();
 }
 
-std::vector<Finding> CompareFilters(const std::vector<PostureProbe::Case>& cases,
+std::vector<Finding> CompareFilters(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                                     const std::vector<PostureResult>& postures,
                                     const std::vector<DataFile>& files,
                                     const FilterLimits& limits) {

@@ -27,9 +27,10 @@ std::vector<Finding> CheckFilter(const DataFile& file, const FilterLimits& limit
 
 // About files beside each other: channel-delay, level-jump, same-file. `cases` are those in force;
 // `postures` are of them.
-std::vector<Finding> CompareFilters(const std::vector<PostureProbe::Case>& cases,
-                                    const std::vector<PostureResult>& postures,
-                                    const std::vector<DataFile>& files, const FilterLimits& limits);
+std::vector<Finding> CompareFilters(
+    const std::vector<audio::compensation::TelephonySpeakerCompensation::Case>& cases,
+    const std::vector<PostureResult>& postures, const std::vector<DataFile>& files,
+    const FilterLimits& limits);
 
 // The data files of `folder` (by the endings of those in use, without its subfolders) that are none
 // of `files`; one finding. A folder that cannot be read gives none.

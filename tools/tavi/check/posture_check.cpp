@@ -16,6 +16,7 @@ namespace {
 
 using audio::compensation::CaseConfig;
 using audio::compensation::HingeAngleIndex;
+using audio::compensation::TelephonySpeakerCompensation;
 
 // The postures that a case declares, as bits of AllPostures(), and its hinge range.
 struct Declaration {
@@ -39,7 +40,7 @@ size_t NumberOf(const Posture& posture) {
 Declaration Declare(const CaseConfig& case_config, size_t posture_count) {
   const bool has_range = case_config.conditions.count(std::string(HingeAngleIndex::kName)) != 0;
   Declaration declaration = {std::vector<bool>(posture_count), std::nullopt};
-  for (const Posture& posture : PostureProbe::Declared(case_config)) {
+  for (const Posture& posture : DeclaredPostures(case_config)) {
     declaration.postures[NumberOf(posture)] = true;
     if (!has_range || !posture.hinge_angle) continue;
     const int angle = *posture.hinge_angle;
@@ -99,8 +100,9 @@ std::string WhyLost(const std::vector<Declaration>& declared, const std::vector<
   return why;
 }
 
-bool HaveSameConditions(const PostureProbe::CaseKeys& a, const PostureProbe::CaseKeys& b) {
-  const auto texts = [](const PostureProbe::CaseKeys& keys) {
+bool HaveSameConditions(const TelephonySpeakerCompensation::CaseKeys& a,
+                        const TelephonySpeakerCompensation::CaseKeys& b) {
+  const auto texts = [](const TelephonySpeakerCompensation::CaseKeys& keys) {
     std::set<std::string> found;
     for (const auto& key : keys) found.insert(key.ToString());
     return found;
@@ -160,7 +162,7 @@ std::vector<Finding> FindOddRanges(const std::vector<CaseConfig>& cases,
   return findings;
 }
 
-std::vector<Finding> FindOddPostures(const std::vector<PostureProbe::Case>& cases,
+std::vector<Finding> FindOddPostures(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                                      const std::vector<PostureResult>& postures) {
   const size_t case_count = cases.size();
   struct Overlap {

@@ -17,7 +17,8 @@ std::vector<Finding> FindOddRanges(const std::vector<audio::compensation::CaseCo
 
 // Cases that alternate, cases that are never taken, postures that no case covers. `cases` are the
 // engine's.
-std::vector<Finding> FindOddPostures(const std::vector<PostureProbe::Case>& cases,
-                                     const std::vector<PostureResult>& postures);
+std::vector<Finding> FindOddPostures(
+    const std::vector<audio::compensation::TelephonySpeakerCompensation::Case>& cases,
+    const std::vector<PostureResult>& postures);
 
 }  // namespace brelmo::tavi::tools

@@ -1,34 +1,27 @@
 #include "check/posture_probe.h"
 
-#include <algorithm>
-#include <memory>
+#include <string>
 #include <utility>
 
 #include "log_capture.h"
-#include "tokenize.h"
 
 namespace brelmo::tavi::tools {
 
 namespace {
 
 using audio::compensation::CaseConfig;
-using audio::compensation::CompensationConfig;
 using audio::compensation::HingeAngleIndex;
+using audio::compensation::kLeftChannel;
+using audio::compensation::kRightChannel;
 using audio::compensation::ScreenRotationIndex;
+using audio::compensation::TelephonySpeakerCompensation;
+using Engine = TelephonySpeakerCompensation;
 
-class AcceptingDeliverer : public audio::TunerDelivererWrapper {
- public:
-  bool SendStereoSpatializerParameters(const unsigned char* /*data*/, int /*size*/,
-                                       void* /*context*/) override {
-    return true;
-  }
-  bool WriteCompensationData(const unsigned char* /*data*/, unsigned long /*size*/) override {
-    return true;
-  }
-};
+int AngleOf(const Posture& posture) { return posture.hinge_angle.value_or(Engine::kNoHingeAngle); }
 
-simulator::LogCapture Silence() {
-  return simulator::LogCapture([](const simulator::LogLine&) {});
+std::optional<size_t> NumberOf(const Engine& engine, const Engine::Case* of) {
+  if (of == nullptr) return std::nullopt;
+  return static_cast<size_t>(of - engine.cases().data());
 }
 
 }  // namespace
@@ -49,63 +42,38 @@ std::vector<Posture> AllPostures() {
   return postures;
 }
 
-PostureProbe::PostureProbe(const CompensationConfig& config)
-    : TelephonySpeakerCompensation(std::make_unique<AcceptingDeliverer>(), config) {
-  AddActiveCommonValue(kScenarioCommonValue);
-}
-
-PostureProbe::PostureProbe() : TelephonySpeakerCompensation(nullptr, CompensationConfig()) {}
-
-std::optional<size_t> PostureProbe::CaseLastTaken() const {
-  const CaseKeys* const keys = previous_case_keys();
-  const auto found = std::find_if(cases().begin(), cases().end(), [keys](const Case& candidate) {
-    return &candidate.first == keys;
-  });
-  if (found == cases().end()) return std::nullopt;
-  return static_cast<size_t>(found - cases().begin());
-}
-
-std::vector<size_t> PostureProbe::MatchingCases(const Posture& posture) {
-  TuningParameters parameters;
-  BuildRequestedTuningParameters(parameters, HingeAngleIndex::kName,
-                                 posture.hinge_angle.value_or(-1));
-  BuildRequestedTuningParameters(parameters, ScreenRotationIndex::kName, posture.rotation);
-  std::vector<size_t> matching;
-  if (parameters.empty()) return matching;
-  for (size_t i = 0; i < cases().size(); ++i) {
-    if (IsMatched(cases()[i].first, parameters)) matching.push_back(i);
-  }
-  return matching;
-}
-
-std::vector<PostureResult> PostureProbe::Probe() {
-  const simulator::LogCapture silence = Silence();
+std::vector<PostureResult> ProbePostures(const Engine& engine) {
   std::vector<PostureResult> results;
   for (const Posture& posture : AllPostures()) {
-    PostureResult result = {posture, std::nullopt, std::nullopt, MatchingCases(posture)};
-    UpdateScreenRotation(posture.rotation);
-    if (posture.hinge_angle) OnSensorValueChanged(*posture.hinge_angle);
-    AddActiveUsecase(kScenarioUsecase);
-    result.taken = CaseLastTaken();
-    UpdateTuningData();
-    if (const auto next = CaseLastTaken(); next != result.taken) result.alternate = next;
-    RemoveActiveUsecase(kScenarioUsecase);
+    const int angle = AngleOf(posture);
+    PostureResult result = {posture, std::nullopt, std::nullopt, {}};
+    if (const auto* const taken = engine.ChooseCase(angle, posture.rotation, nullptr)) {
+      result.taken = NumberOf(engine, taken);
+      result.alternate =
+          NumberOf(engine, engine.ChooseCase(angle, posture.rotation, &taken->first));
+    }
+    for (const auto* const matching : engine.MatchingCases(angle, posture.rotation)) {
+      result.matching.push_back(*NumberOf(engine, matching));
+    }
     results.push_back(std::move(result));
   }
   return results;
 }
 
-std::vector<Posture> PostureProbe::Declared(const CaseConfig& case_config) {
-  const simulator::LogCapture silence = Silence();
-  PostureProbe alone;
-  CaseKeys keys;
-  for (const auto& [name, value] : case_config.conditions) {
-    if (!alone.ParseRule(keys, android::base::Tokenize(value, ","), name)) return {};
+std::vector<Posture> DeclaredPostures(const CaseConfig& case_config) {
+  CaseConfig alone;
+  alone.conditions = case_config.conditions;
+  // The names of no file: only the conditions count.
+  for (const std::string_view channel : {kLeftChannel, kRightChannel}) {
+    alone.outputs.emplace(channel, "");
   }
-  alone.AppendCase(std::move(keys), {});
+  const simulator::LogCapture silence([](const simulator::LogLine&) {});
+  const Engine engine(nullptr, {std::string(Engine::kName), {alone}});
   std::vector<Posture> declared;
   for (const Posture& posture : AllPostures()) {
-    if (!alone.MatchingCases(posture).empty()) declared.push_back(posture);
+    if (engine.ChooseCase(AngleOf(posture), posture.rotation, nullptr) != nullptr) {
+      declared.push_back(posture);
+    }
   }
   return declared;
 }

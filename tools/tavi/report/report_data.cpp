@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -70,28 +71,24 @@ class RecordingDeliverer : public audio::TunerDelivererWrapper {
   std::vector<simulator::DspMessages>& writes_;
 };
 
-// An engine that begins a call with one case, whose conditions hold, and sends what that case has.
-class CallWithOneCase : private TelephonySpeakerCompensation {
- public:
-  // The messages of each write.
-  static std::vector<simulator::DspMessages> Begin(const std::vector<CompensationData>& outputs) {
-    std::vector<simulator::DspMessages> writes;
-    const CallWithOneCase call(writes, outputs);
-    return writes;
-  }
+// The messages of each write with which an engine begins a call.
+std::vector<simulator::DspMessages> BeginCall(const CompensationConfig& config) {
+  constexpr uint32_t kCommonValue = 5;
+  constexpr uint32_t kUsecase = 6;
+  std::vector<simulator::DspMessages> writes;
+  TelephonySpeakerCompensation engine(std::make_unique<RecordingDeliverer>(writes), config);
+  engine.AddActiveCommonValue(kCommonValue);
+  engine.AddActiveUsecase(kUsecase);
+  return writes;
+}
 
- private:
-  CallWithOneCase(std::vector<simulator::DspMessages>& writes,
-                  const std::vector<CompensationData>& outputs)
-      : TelephonySpeakerCompensation(std::make_unique<RecordingDeliverer>(writes),
-                                     CompensationConfig()) {
-    CaseKeys keys;
-    ParseRule(keys, {"0"}, ScreenRotationIndex::kName);
-    AppendCase(std::move(keys), outputs);
-    AddActiveCommonValue(kScenarioCommonValue);
-    AddActiveUsecase(kScenarioUsecase);
-  }
-};
+// The same, with a case that has these outputs and fits the posture in which an engine begins.
+std::vector<simulator::DspMessages> BeginCallWith(const CaseConfig& case_config) {
+  const std::unordered_map<std::string, std::string> conditions = {
+      {std::string(ScreenRotationIndex::kName), "0"}};
+  return BeginCall({std::string(TelephonySpeakerCompensation::kName),
+                    {CaseConfig{case_config.outputs, conditions}}});
+}
 
 size_t MessageBytes(const DspMessage& message) {
   constexpr size_t kHeaderSize = 8;
@@ -229,7 +226,7 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
       object["keys"] = std::move(key_texts);
       std::vector<DspMessage> messages;
       size_t bytes = 0;
-      for (simulator::DspMessages& write : CallWithOneCase::Begin(outputs)) {
+      for (simulator::DspMessages& write : BeginCallWith(as_read.cases[number])) {
         for (DspMessage& message : write.messages) {
           if (!message.is_response()) continue;
           bytes += MessageBytes(message);
@@ -310,7 +307,7 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   Responses responses;
   Json cases = CasesToJson(text, as_read, engine.cases(), responses);
   Json status_message;
-  for (const simulator::DspMessages& write : CallWithOneCase::Begin({})) {
+  for (const simulator::DspMessages& write : BeginCall({})) {
     for (const DspMessage& message : write.messages) {
       status_message = {{"type", message.type}, {"bytes", MessageBytes(message)}};
     }

@@ -57,25 +57,26 @@ bool ScreenRotationIndex::UpdateDecisionRules(const std::vector<int>& values) {
     }
   }
   for (const int value : values) {
-    if (std::find(rotations_.begin(), rotations_.end(), value) == rotations_.end()) {
-      rotations_.push_back(value);
-    }
+    if (rotation_indices_.emplace(value, next_index_).second) ++next_index_;
   }
   return true;
 }
 
 std::optional<int> ScreenRotationIndex::GetIndex(const std::vector<int>& values) const {
   if (values.size() != 1) return std::nullopt;
-  const auto rotation = std::find(rotations_.begin(), rotations_.end(), values[0]);
-  if (rotation == rotations_.end()) return std::nullopt;
-  return static_cast<int>(rotation - rotations_.begin());
+  const auto entry = rotation_indices_.find(values[0]);
+  if (entry == rotation_indices_.end()) return std::nullopt;
+  return entry->second;
 }
 
 std::string ScreenRotationIndex::ToString() const {
   std::string text(kName);
   text += " {";
-  for (size_t i = 0; i < rotations_.size(); ++i) {
-    text += std::to_string(rotations_[i]) + ":" + std::to_string(i) + ", ";
+  // By index value: the map's own order is the C++ library's, and a dump should not depend on it.
+  std::vector<int> rotations(rotation_indices_.size());
+  for (const auto& [rotation, index] : rotation_indices_) rotations[index] = rotation;
+  for (size_t i = 0; i < rotations.size(); ++i) {
+    text += std::to_string(rotations[i]) + ":" + std::to_string(i) + ", ";
   }
   text += "}";
   return text;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -62,7 +63,8 @@ class ScreenRotationIndex final : public CompensationIndex {
   std::string ToString() const override;
 
  private:
-  std::vector<int> rotations_;  // in order of declaration: the position is the index value
+  std::unordered_map<int, int> rotation_indices_;  // rotation -> index value
+  int next_index_ = 0;
 };
 
 }  // namespace brelmo::tavi::audio::compensation

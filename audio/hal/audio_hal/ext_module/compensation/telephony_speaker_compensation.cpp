@@ -44,9 +44,8 @@ constexpr int32_t kRightMessageType = 17;
 // Type 0 with a payload of four bytes.
 constexpr std::array<uint32_t, 2> kModuleStatusHeader = {0, 4};
 
-// The announced common values that make up the supported scenario.
-constexpr uint32_t kFirstSupportedCommonValue = 5;
-constexpr uint32_t kSupportedCommonValueCount = 2;
+// The announced common values of which one makes up the supported scenario.
+constexpr std::array<uint32_t, 2> kSupportedCommonValues = {5, 6};
 
 // Sets of active values are small; room for these many is there from the start.
 constexpr size_t kReservedActiveValues = 8;
@@ -71,23 +70,29 @@ std::string EntriesToString(const std::unordered_map<std::string, std::string>& 
   return text;
 }
 
-// Finds the two fields of a data line, [begin, end), and ends each with a null character in place.
-// *end must be writable. False, with the line untouched, when there are not exactly two; as
-// everywhere in the configuration, empty fields do not count.
-bool SplitBin(char* begin, char* end, std::array<std::string_view, 2>& fields) {
-  const auto skip_commas = [end](char* at) {
-    return std::find_if(at, end, [](char c) { return c != ','; });
-  };
-  char* const real = skip_commas(begin);
-  char* const real_end = std::find(real, end, ',');
-  char* const imaginary = skip_commas(real_end);
-  char* const imaginary_end = std::find(imaginary, end, ',');
-  if (real == end || imaginary == end || skip_commas(imaginary_end) != end) return false;
-  *real_end = '\0';
-  *imaginary_end = '\0';
-  fields = {std::string_view(real, real_end - real),
-            std::string_view(imaginary, imaginary_end - imaginary)};
-  return true;
+// Finds the two fields of a data line. False when there are not exactly two; as everywhere in the
+// configuration, empty fields do not count.
+bool SplitBin(std::string_view line, std::array<std::string_view, 2>& fields) {
+  size_t count = 0;
+  for (size_t begin = line.find_first_not_of(','); begin != std::string_view::npos;) {
+    if (count == fields.size()) return false;
+    const size_t end = std::min(line.find(',', begin), line.size());
+    fields[count++] = line.substr(begin, end - begin);
+    begin = line.find_first_not_of(',', end);
+  }
+  return count == fields.size();
+}
+
+// The posture values by number, for the table of choices: no reading and the angles; the rotations
+// and one number for all other values, which no index knows.
+size_t HingeState(int angle) {
+  const bool is_angle = angle >= HingeAngleIndex::kMinAngle && angle <= HingeAngleIndex::kMaxAngle;
+  return is_angle ? angle - HingeAngleIndex::kMinAngle + 1 : 0;
+}
+
+size_t RotationState(int rotation) {
+  const auto& known = ScreenRotationIndex::kSupportedRotations;
+  return std::find(known.begin(), known.end(), rotation) - known.begin();
 }
 
 // Only even counts are complex bins; a response of another size is not sent.
@@ -141,28 +146,30 @@ bool CompensationData::ParseQuantityFromFile(std::string_view file_name) {
     LOG(ERROR) << __func__ << ": read failed";
     return false;
   }
-  // Numbers are converted where they stand: a copy of every field would cost more than its strtof.
-  char* const content_end = content.data() + content.size();
-  for (char* line = content.data(); line < content_end;) {
-    char* const line_end = std::find(line, content_end, '\n');
-    if (line != line_end) {
-      std::array<std::string_view, 2> fields;
-      if (!SplitBin(line, line_end, fields)) {
-        LOG(ERROR) << __func__ << ": invalid content " << std::string_view(line, line_end - line);
-        return false;
-      }
-      float real = 0.0F;
-      float imaginary = 0.0F;
-      if (!android::base::ParseFloat(fields[0].data(), &real) ||
-          !android::base::ParseFloat(fields[1].data(), &imaginary)) {
-        LOG(ERROR) << __func__ << ": invalid data: real=" << fields[0]
-                   << ", imaginary=" << fields[1];
-        return false;
-      }
-      raw_data.push_back(real);
-      raw_data.push_back(imaginary);
+  // Kept over the lines: a new string for every field would cost more than its number.
+  std::string real_text;
+  std::string imaginary_text;
+  for (std::string_view rest = content; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (line.empty()) continue;
+    std::array<std::string_view, 2> fields;
+    if (!SplitBin(line, fields)) {
+      LOG(ERROR) << __func__ << ": invalid content " << line;
+      return false;
     }
-    line = line_end + 1;
+    real_text = fields[0];
+    imaginary_text = fields[1];
+    float real = 0.0F;
+    float imaginary = 0.0F;
+    if (!android::base::ParseFloat(real_text, &real) ||
+        !android::base::ParseFloat(imaginary_text, &imaginary)) {
+      LOG(ERROR) << __func__ << ": invalid data: real=" << real_text
+                 << ", imaginary=" << imaginary_text;
+      return false;
+    }
+    raw_data.push_back(real);
+    raw_data.push_back(imaginary);
   }
   this->file_name = file_name;
   return true;
@@ -219,14 +226,9 @@ bool TelephonySpeakerCompensation::ParseConfig(const CompensationConfig& config)
       LOG(ERROR) << __func__ << ": invalid case " << case_config.ToString();
       return false;
     }
-    AppendCase(std::move(case_keys), std::move(data));
+    cases_.emplace_back(std::move(case_keys), std::move(data));
   }
   return true;
-}
-
-void TelephonySpeakerCompensation::AppendCase(CaseKeys case_keys,
-                                              std::vector<CompensationData> outputs) {
-  cases_.emplace_back(std::move(case_keys), std::move(outputs));
 }
 
 bool TelephonySpeakerCompensation::ParseOutput(
@@ -338,6 +340,7 @@ std::string TelephonySpeakerCompensation::ToString(const CaseKeys& case_keys) {
 TelephonySpeakerCompensation::TelephonySpeakerCompensation(
     std::unique_ptr<TunerDelivererWrapper> tuner_deliverer, const CompensationConfig& config)
     : tuner_deliverer_(std::move(tuner_deliverer)), is_valid_(ParseConfig(config)) {
+  BuildChoices();
   active_usecases_.reserve(kReservedActiveValues);
   active_common_values_.reserve(kReservedActiveValues);
 }
@@ -367,36 +370,35 @@ void TelephonySpeakerCompensation::RemoveActiveCommonValue(uint32_t value) {
 bool TelephonySpeakerCompensation::IsSupportedScenario() const {
   // Every change of the two sets renews the decision before it gives the lock back, so the decision
   // is the predicate, and reading it is safe beside the event threads.
-  return is_supported_scenario_active_.load(std::memory_order_relaxed);
+  return is_supported_scenario_active_.get();
 }
 
 void TelephonySpeakerCompensation::UpdateScreenRotation(int rotation) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (rotation == screen_rotation_.load(std::memory_order_relaxed)) return;
-  screen_rotation_.store(rotation, std::memory_order_relaxed);
+  if (rotation == screen_rotation_.get()) return;
+  screen_rotation_.set(rotation);
   UpdateTuningData();
 }
 
 void TelephonySpeakerCompensation::OnSensorValueChanged(int angle) {
   if (angle < HingeAngleIndex::kMinAngle || angle > HingeAngleIndex::kMaxAngle) return;
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;
-  hinge_angle_.store(angle, std::memory_order_relaxed);
+  if (angle == hinge_angle_.get()) return;
+  hinge_angle_.set(angle);
   UpdateTuningData();
 }
 
 bool TelephonySpeakerCompensation::ComputeSupportedScenario() const {
   return !active_usecases_.empty() &&
-         std::any_of(active_common_values_.begin(), active_common_values_.end(),
-                     [](uint32_t value) {
-                       return value - kFirstSupportedCommonValue < kSupportedCommonValueCount;
-                     });
+         std::find_first_of(active_common_values_.begin(), active_common_values_.end(),
+                            kSupportedCommonValues.begin(),
+                            kSupportedCommonValues.end()) != active_common_values_.end();
 }
 
 void TelephonySpeakerCompensation::CheckAndUpdateSupportedScenario() {
   const bool active = ComputeSupportedScenario();
-  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;
-  is_supported_scenario_active_.store(active, std::memory_order_relaxed);
+  if (active == is_supported_scenario_active_.get()) return;
+  is_supported_scenario_active_.set(active);
   UpdateModuleStatus(active);
   UpdateTuningData();
 }
@@ -414,16 +416,15 @@ void TelephonySpeakerCompensation::UpdateModuleStatus(bool active) {
   }
 }
 
-// ---- Case matching and delivery -----------------------------------------------------------------
+// ---- Case matching ------------------------------------------------------------------------------
 
 void TelephonySpeakerCompensation::BuildRequestedTuningParameters(TuningParameters& parameters,
                                                                   std::string_view name,
-                                                                  int value) {
-  reading_[0] = value;
+                                                                  int value) const {
   for (const auto& index : indices_) {
     if (!index->Match(name)) continue;
-    if (const std::optional<int> index_value = index->GetIndex(reading_)) {
-      parameters.Append({name, *index_value});
+    if (const std::optional<int> index_value = index->GetIndex({value})) {
+      parameters.emplace_back(name, *index_value);
       return;
     }
   }
@@ -431,13 +432,11 @@ void TelephonySpeakerCompensation::BuildRequestedTuningParameters(TuningParamete
 
 bool TelephonySpeakerCompensation::IsMatched(const CaseKeys& case_keys,
                                              const TuningParameters& parameters) const {
-  // Plain loops over lists of a few numbers each: with hundreds of cases, an event spends its time
-  // here.
   const auto is_satisfied = [&parameters](const CaseKey& key) {
-    for (const TuningParameter& parameter : parameters) {
-      if (!parameter.HasNameOf(key)) continue;
-      for (const int index : key.supported_indices) {
-        if (index == parameter.index) return true;
+    for (const auto& [name, index] : parameters) {
+      // The number before the name, as it rules out most cases and costs less to compare.
+      for (const int supported : key.supported_indices) {
+        if (supported == index && name == key.name) return true;
       }
     }
     return false;
@@ -448,46 +447,104 @@ bool TelephonySpeakerCompensation::IsMatched(const CaseKeys& case_keys,
   return true;
 }
 
-const TelephonySpeakerCompensation::Case* TelephonySpeakerCompensation::ChooseCase(
+TelephonySpeakerCompensation::Choice TelephonySpeakerCompensation::MakeChoice(
     const TuningParameters& parameters) const {
-  const CaseKeys* const previous = previous_case_keys();
-  // A case equal to the one last sent is passed over, not stopped at: of two cases that fit one
-  // posture, successive updates send one and the other by turns.
-  const auto is_previous = [previous](const CaseKeys& keys) {
-    return &keys == previous || (previous != nullptr && keys == *previous);
-  };
-  const auto chosen = std::find_if(cases_.begin(), cases_.end(), [&](const Case& candidate) {
-    return IsMatched(candidate.first, parameters) && !is_previous(candidate.first);
-  });
-  return chosen == cases_.end() ? nullptr : &*chosen;
+  Choice choice;
+  if (parameters.empty()) return choice;
+  for (const Case& candidate : cases_) {
+    if (!IsMatched(candidate.first, parameters)) continue;
+    if (choice.first == nullptr) {
+      choice.first = &candidate;
+    } else if (!(candidate.first == choice.first->first)) {
+      choice.other = &candidate;
+      break;
+    }
+  }
+  return choice;
 }
+
+void TelephonySpeakerCompensation::BuildChoices() {
+  // The different outcomes of asking the indices, and the number of the one for a posture value.
+  std::vector<TuningParameters> by_row;
+  std::vector<TuningParameters> by_column;
+  TuningParameters outcome;
+  const auto number_of = [&](std::vector<TuningParameters>& outcomes, std::string_view name,
+                             int value) {
+    outcome.clear();
+    BuildRequestedTuningParameters(outcome, name, value);
+    const auto known = std::find(outcomes.begin(), outcomes.end(), outcome);
+    const auto number = static_cast<uint8_t>(known - outcomes.begin());
+    if (known == outcomes.end()) outcomes.push_back(outcome);
+    return number;
+  };
+  rows_[HingeState(kNoHingeAngle)] = number_of(by_row, HingeAngleIndex::kName, kNoHingeAngle);
+  for (int angle = HingeAngleIndex::kMinAngle; angle <= HingeAngleIndex::kMaxAngle; ++angle) {
+    rows_[HingeState(angle)] = number_of(by_row, HingeAngleIndex::kName, angle);
+  }
+  constexpr int kUnknownRotation = -1;
+  columns_[RotationState(kUnknownRotation)] =
+      number_of(by_column, ScreenRotationIndex::kName, kUnknownRotation);
+  for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
+    columns_[RotationState(rotation)] = number_of(by_column, ScreenRotationIndex::kName, rotation);
+  }
+  choices_.assign(by_row.size(), {});
+  for (size_t row = 0; row < by_row.size(); ++row) {
+    for (size_t column = 0; column < by_column.size(); ++column) {
+      TuningParameters parameters = by_row[row];
+      parameters.insert(parameters.end(), by_column[column].begin(), by_column[column].end());
+      choices_[row][column] = MakeChoice(parameters);
+    }
+  }
+}
+
+const TelephonySpeakerCompensation::Case* TelephonySpeakerCompensation::ChooseCase(
+    int hinge_angle, int screen_rotation, const CaseKeys* previous) const {
+  const size_t row = rows_[HingeState(hinge_angle)];
+  const size_t column = columns_[RotationState(screen_rotation)];
+  const auto& [first, other] = choices_[row][column];
+  // A case with the keys of the one last sent is passed over, not stopped at: of two cases that fit
+  // one posture, successive updates send one and the other by turns. Whatever was sent last, only
+  // the keys of the first case that fits can be in the way of it.
+  const bool is_sent = first != nullptr && previous != nullptr &&
+                       (&first->first == previous || first->first == *previous);
+  return is_sent ? other : first;
+}
+
+std::vector<const TelephonySpeakerCompensation::Case*> TelephonySpeakerCompensation::MatchingCases(
+    int hinge_angle, int screen_rotation) const {
+  TuningParameters parameters;
+  BuildRequestedTuningParameters(parameters, HingeAngleIndex::kName, hinge_angle);
+  BuildRequestedTuningParameters(parameters, ScreenRotationIndex::kName, screen_rotation);
+  std::vector<const Case*> matching;
+  if (parameters.empty()) return matching;
+  for (const Case& candidate : cases_) {
+    if (IsMatched(candidate.first, parameters)) matching.push_back(&candidate);
+  }
+  return matching;
+}
+
+// ---- Delivery -----------------------------------------------------------------------------------
 
 void TelephonySpeakerCompensation::UpdateTuningData() {
   if (tuner_deliverer_ == nullptr) return;
-  if (!is_supported_scenario_active_.load(std::memory_order_relaxed)) {
+  if (!is_supported_scenario_active_.get()) {
     // Forgetting the case makes the next activation send again.
-    previous_case_keys_.store(nullptr, std::memory_order_release);
+    previous_case_keys_.set(nullptr);
     return;
   }
 
-  TuningParameters parameters;
-  BuildRequestedTuningParameters(parameters, HingeAngleIndex::kName,
-                                 hinge_angle_.load(std::memory_order_relaxed));
-  BuildRequestedTuningParameters(parameters, ScreenRotationIndex::kName,
-                                 screen_rotation_.load(std::memory_order_relaxed));
-  if (parameters.empty()) return;
-
-  const Case* const chosen = ChooseCase(parameters);
+  const CaseKeys* const previous = previous_case_keys_.get();
+  const Case* const chosen = ChooseCase(hinge_angle_.get(), screen_rotation_.get(), previous);
   if (chosen == nullptr) return;
   const auto& [case_keys, outputs] = *chosen;
-  if (const CaseKeys* const previous = previous_case_keys(); previous == nullptr) {
+  if (previous == nullptr) {
     LOG(INFO) << __func__ << ": update case keys: " << ToString(case_keys);
   } else {
     LOG(INFO) << __func__ << ": update case keys: previous" << ToString(*previous) << " -> "
               << ToString(case_keys);
   }
   // Stored before anything is sent: whatever fails below is not tried again at the same posture.
-  previous_case_keys_.store(&case_keys, std::memory_order_release);
+  previous_case_keys_.set(&case_keys);
 
   if (outputs.empty()) {
     LOG(WARNING) << __func__ << ": output data is empty";
@@ -542,13 +599,12 @@ void TelephonySpeakerCompensation::UpdateTuningData() {
 void TelephonySpeakerCompensation::Dump(int fd) const {
   dprintf(fd, "TelephonySpeakerCompensation :\n");
   dprintf(fd, "  Optional Parameters:\n");
-  dprintf(fd, "    hinge angle:%d, screen rotation:%d\n",
-          hinge_angle_.load(std::memory_order_relaxed),
-          screen_rotation_.load(std::memory_order_relaxed));
+  dprintf(fd, "    hinge angle:%d, screen rotation:%d\n", hinge_angle_.get(),
+          screen_rotation_.get());
   dprintf(fd, "  Supported Scenario Is Active:%s\n",
-          is_supported_scenario_active_.load(std::memory_order_relaxed) ? "true" : "false");
-  // Loaded once: the event threads may replace it between two loads.
-  if (const CaseKeys* const previous = previous_case_keys(); previous != nullptr) {
+          is_supported_scenario_active_.get() ? "true" : "false");
+  // Read once: the event threads may replace it between two readings.
+  if (const CaseKeys* const previous = previous_case_keys_.get(); previous != nullptr) {
     dprintf(fd, "  Previous Case Keys:%s\n", ToString(*previous).c_str());
   } else {
     dprintf(fd, "  Previous Case Keys: Null\n");

@@ -62,26 +62,32 @@ struct CompensationData {
   int type = kInvalidType;      // kLeftType or kRightType
 };
 
+// Written under a lock, and read without it by the dump.
+template <typename T>
+class DumpedValue {
+ public:
+  explicit DumpedValue(T value) : value_(value) {}
+
+  T get() const { return value_.load(std::memory_order_relaxed); }
+  void set(T value) { value_.store(value, std::memory_order_relaxed); }
+
+ private:
+  std::atomic<T> value_;
+};
+
 // Thread-safe once constructed: every public operation may be called from any thread. A posture or
 // scenario change blocks its caller until the messages it causes are delivered.
-class TelephonySpeakerCompensation {
+class TelephonySpeakerCompensation final {
  public:
   static constexpr std::string_view kName = "TelephonySpeakerCompensation";
-
-  // A condition name in short: an event compares names for every case, and a number compares
-  // faster.
-  enum class ConditionKind { kHingeAngle, kScreenRotation, kOther };
-  static ConditionKind KindOf(std::string_view name) {
-    if (name == HingeAngleIndex::kName) return ConditionKind::kHingeAngle;
-    if (name == ScreenRotationIndex::kName) return ConditionKind::kScreenRotation;
-    return ConditionKind::kOther;
-  }
+  // The hinge angle before the first reading.
+  static constexpr int kNoHingeAngle = -1;
 
   // One condition of a case: satisfied while the index that serves `name` gives the current posture
   // one of `supported_indices`.
   struct CaseKey {
     CaseKey(std::string_view name, const std::vector<int>& supported_indices)
-        : name(name), supported_indices(supported_indices), kind(KindOf(name)) {}
+        : name(name), supported_indices(supported_indices) {}
 
     std::string ToString() const;
     bool operator==(const CaseKey& other) const {
@@ -90,7 +96,6 @@ class TelephonySpeakerCompensation {
 
     std::string name;
     std::vector<int> supported_indices;
-    ConditionKind kind;  // derived from `name`
   };
 
   using CaseKeys = std::vector<CaseKey>;
@@ -132,12 +137,33 @@ class TelephonySpeakerCompensation {
   bool is_valid() const { return is_valid_; }
   const std::vector<Case>& cases() const { return cases_; }
   const std::vector<std::unique_ptr<CompensationIndex>>& indices() const { return indices_; }
-  // The keys of the case last sent, an element of cases(); null when there is none. Takes no lock.
-  const CaseKeys* previous_case_keys() const {
-    return previous_case_keys_.load(std::memory_order_acquire);
-  }
 
- protected:
+  // The case, an element of cases(), that an update takes in this posture while the scenario is
+  // active and the case with the keys `previous` is the one last sent (null: none was). Null when
+  // it takes none. Changes and sends nothing; an update asks the same.
+  const Case* ChooseCase(int hinge_angle, int screen_rotation, const CaseKeys* previous) const;
+  // All cases whose conditions hold in this posture, in the order of cases(), whether an update
+  // takes them or not.
+  std::vector<const Case*> MatchingCases(int hinge_angle, int screen_rotation) const;
+
+ private:
+  friend class TelephonySpeakerCompensationPeer;  // the module's own tests
+
+  // The index values of a posture by condition name; at most one for each of the two.
+  using TuningParameters = std::vector<std::pair<std::string, int>>;
+
+  // All that an update can take in one posture: the first case that matches and, while that one is
+  // the last sent, the first that matches with other keys. Null where there is none.
+  struct Choice {
+    const Case* first = nullptr;
+    const Case* other = nullptr;
+  };
+
+  // What the posture values amount to: no reading and each angle; each rotation and any other.
+  static constexpr size_t kHingeStates =
+      1 + HingeAngleIndex::kMaxAngle - HingeAngleIndex::kMinAngle + 1;
+  static constexpr size_t kRotationStates = ScreenRotationIndex::kSupportedRotations.size() + 1;
+
   // Interpretation of the configuration, before the engine is shared. False is a failure, after an
   // ERROR line but for a configuration without name or cases; what was accepted before it stays.
   bool ParseConfig(const CompensationConfig& config);
@@ -145,64 +171,41 @@ class TelephonySpeakerCompensation {
                    const std::unordered_map<std::string, std::string>& outputs);
   bool ParseRule(CaseKeys& case_keys, const std::vector<std::string>& rule_data,
                  std::string_view name);
-  void AppendCase(CaseKeys case_keys, std::vector<CompensationData> outputs);
+  // Fills the table of choices from the indices and the cases.
+  void BuildChoices();
 
-  // The index values of the current posture by condition name; at most one for each of the two.
-  struct TuningParameter {
-    TuningParameter() = default;
-    TuningParameter(std::string_view name, int index)
-        : name(name), index(index), kind(KindOf(name)) {}
-
-    bool HasNameOf(const CaseKey& key) const {
-      return kind == key.kind && (kind != ConditionKind::kOther || name == key.name);
-    }
-
-    std::string_view name;
-    int index = 0;
-    ConditionKind kind = ConditionKind::kOther;  // derived from `name`
-  };
-  class TuningParameters {
-   public:
-    void Append(TuningParameter parameter) { parameters_[size_++] = parameter; }
-    bool empty() const { return size_ == 0; }
-    const TuningParameter* begin() const { return parameters_.data(); }
-    const TuningParameter* end() const { return parameters_.data() + size_; }
-
-   private:
-    std::array<TuningParameter, 2> parameters_;
-    size_t size_ = 0;
-  };
-
-  // The rest is entered with mutex_ held, or while no other thread has the engine.
   void BuildRequestedTuningParameters(TuningParameters& parameters, std::string_view name,
-                                      int value);
+                                      int value) const;
   bool IsMatched(const CaseKeys& case_keys, const TuningParameters& parameters) const;
-  void UpdateTuningData();
+  Choice MakeChoice(const TuningParameters& parameters) const;
 
- private:
+  // The rest is entered with mutex_ held.
   bool ComputeSupportedScenario() const;
   void CheckAndUpdateSupportedScenario();
   void UpdateModuleStatus(bool active);
-  const Case* ChooseCase(const TuningParameters& parameters) const;
+  void UpdateTuningData();
 
   // Serialises every change of state, the deliveries to the DSP included. The dump does without:
-  // what it reads is either constant after construction (indices_, cases_) or atomic.
+  // what it reads is either constant after construction or a DumpedValue.
   std::mutex mutex_;
   const std::unique_ptr<TunerDelivererWrapper> tuner_deliverer_;
   std::vector<std::unique_ptr<CompensationIndex>> indices_;
   std::vector<Case> cases_;
   const bool is_valid_;
-  std::atomic<bool> is_supported_scenario_active_ = false;
-  std::atomic<int32_t> screen_rotation_ = 0;
-  std::atomic<int32_t> hinge_angle_ = -1;  // no reading yet
-  // The keys of the case last sent. They are never copied: cases_ does not change and lives as long
-  // as the engine, so a dump may follow the pointer whatever the event threads do meanwhile.
-  std::atomic<const CaseKeys*> previous_case_keys_ = nullptr;
+  DumpedValue<bool> is_supported_scenario_active_{false};
+  DumpedValue<int32_t> screen_rotation_{0};
+  DumpedValue<int32_t> hinge_angle_{kNoHingeAngle};
+  // The keys of the case last sent; null for none. They are never copied: cases_ does not change
+  // and lives as long as the engine, so a dump may follow the pointer whatever the event threads do
+  // meanwhile.
+  DumpedValue<const CaseKeys*> previous_case_keys_{nullptr};
   std::vector<uint32_t> active_usecases_;
   std::vector<uint32_t> active_common_values_;
-  // The one reading that the indices are asked about, kept so that an event allocates nothing for
-  // it.
-  std::vector<int> reading_ = {0};
+  // The choice for each pair of index values: postures that an index does not tell apart share a
+  // row or a column.
+  std::vector<std::array<Choice, kRotationStates>> choices_;
+  std::array<uint8_t, kHingeStates> rows_{};
+  std::array<uint8_t, kRotationStates> columns_{};
 };
 
 }  // namespace brelmo::tavi::audio::compensation

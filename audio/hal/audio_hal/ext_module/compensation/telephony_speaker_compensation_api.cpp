@@ -230,16 +230,9 @@ void Disconnect(CompensationContext& context) {
 
 }  // namespace brelmo::tavi::audio
 
-using brelmo::tavi::audio::LegacyAudioSensorInfoWrapper;
-using brelmo::tavi::audio::LegacyAudioTunerDelivererWrapper;
-using brelmo::tavi::audio::compensation::CompensationConfig;
-using brelmo::tavi::audio::compensation::CompensationContext;
-using brelmo::tavi::audio::compensation::CompensationEventsListener;
-using brelmo::tavi::audio::compensation::Disconnect;
-using brelmo::tavi::audio::compensation::HasHingeAngleCondition;
-using brelmo::tavi::audio::compensation::kSensorClientId;
-using brelmo::tavi::audio::compensation::OnHingeAngle;
-using brelmo::tavi::audio::compensation::TelephonySpeakerCompensation;
+// The host's names are global, and what stands behind them is not.
+using namespace brelmo::tavi::audio;
+using namespace brelmo::tavi::audio::compensation;
 
 hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {
     0x76547242,  // "BrTv"
