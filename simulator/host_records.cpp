@@ -8,12 +8,11 @@ namespace brelmo::tavi::simulator {
 namespace {
 
 constexpr unsigned char kFiller = 0xA5;
-constexpr size_t kBytesBehind = 256;
 
 }  // namespace
 
-DeviceRecord::DeviceRecord()
-    : bytes_(HAL_TUNING_ENTRY_OFFSET + sizeof(hal_tuning_entry_t) + kBytesBehind, kFiller) {
+DeviceRecord::DeviceRecord() : bytes_(kSize, kFiller) {
+  static_assert(HAL_TUNING_ENTRY_OFFSET + sizeof(hal_tuning_entry_t) <= kSize);
   SetTuningEntry(nullptr);
 }
 

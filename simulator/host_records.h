@@ -12,6 +12,9 @@ namespace brelmo::tavi::simulator {
 
 class DeviceRecord {
  public:
+  // In bytes; longer than any host's.
+  static constexpr size_t kSize = 8192;
+
   // Its tuning entry is null.
   DeviceRecord();
 
