@@ -31,6 +31,7 @@ class HostFunctions {
  public:
   HostFunctions(const HostFunctions&) = delete;
   HostFunctions& operator=(const HostFunctions&) = delete;
+  virtual ~HostFunctions();
 
   hal_audio_device* device() { return device_.get(); }
   // Publishes the tuning entry, as it is at first, or not. Only while no event is being delivered.
@@ -65,7 +66,6 @@ class HostFunctions {
 
  protected:
   HostFunctions();
-  virtual ~HostFunctions();
 
   DeviceRecord& device_record() { return device_; }
   // While the device is hidden, calls without one mean this host.

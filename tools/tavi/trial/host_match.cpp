@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include <algorithm>
 #include <array>
 #include <optional>
 #include <stdexcept>
