@@ -1,14 +1,16 @@
 #include "bench_device.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <thread>
 
-#include "bare_host.h"
 #include "data_folder.h"
+#include "host_event.h"
 
 namespace brelmo::tavi::benchmarks {
 
@@ -58,6 +60,18 @@ class Files {
   std::set<int> made_;
 };
 
+std::atomic<uint64_t> bytes_written = 0;
+std::atomic<int64_t> write_time_us = 0;
+
+int Receive(const unsigned char* /*data*/, size_t size) {
+  bytes_written.store(bytes_written.load(std::memory_order_relaxed) + size,
+                      std::memory_order_relaxed);
+  if (const int64_t time = write_time_us.load(std::memory_order_relaxed); time > 0) {
+    std::this_thread::sleep_for(std::chrono::microseconds(time));
+  }
+  return 0;
+}
+
 Files& TheFiles() {
   static Files files;
   return files;
@@ -79,11 +93,30 @@ const simulator::LoadedModule& TheModule() {
   return module;
 }
 
+simulator::DirectHost& TheHost() {
+  static simulator::DirectHost host(TheModule().descriptor(), Receive);
+  return host;
+}
+
 void* Init(const std::string& config) {
-  void* handle = nullptr;
-  TheModule().descriptor().init(TheHost().device, nullptr, nullptr, config.c_str(), &handle);
-  if (handle == nullptr) std::abort();
-  return handle;
+  if (TheHost().Init(config) != 0 || TheHost().handle() == nullptr) std::abort();
+  return TheHost().handle();
+}
+
+void StartCall() {
+  TheHost().Deliver(simulator::Announce(5));
+  TheHost().Deliver(simulator::StartUsecase(6));
+}
+
+void StopCall() {
+  TheHost().Deliver(simulator::StopUsecase(6));
+  TheHost().Deliver(simulator::Withdraw(5));
+}
+
+uint64_t BytesWritten() { return bytes_written.load(std::memory_order_relaxed); }
+
+void SetWriteTime(std::chrono::microseconds time) {
+  write_time_us.store(time.count(), std::memory_order_relaxed);
 }
 
 }  // namespace brelmo::tavi::benchmarks

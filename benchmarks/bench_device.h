@@ -1,9 +1,12 @@
 // A device to measure on: configurations, their data files, and the module loaded once.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
+#include "direct_host.h"
 #include "loaded_module.h"
 
 namespace brelmo::tavi::benchmarks {
@@ -21,7 +24,18 @@ std::string Case(const std::string& hinge, const std::string& rotation, int file
 
 // The library named by TAVI_MODULE in the environment, or the one built beside.
 const simulator::LoadedModule& TheModule();
-// Initialises the module and returns its context; TheHost() has its handlers.
+// Its host. One a process; what it does with a write costs next to nothing.
+simulator::DirectHost& TheHost();
+// Initialises the module and returns its context, or ends the process; TheHost() has its handlers.
 void* Init(const std::string& config);
+
+// As a host that announces the common value 5 and starts use case 6, or withdraws and stops them.
+void StartCall();
+void StopCall();
+
+// Bytes handed to the tuning entry so far.
+uint64_t BytesWritten();
+// How long each call of the tuning entry takes from now on.
+void SetWriteTime(std::chrono::microseconds time);
 
 }  // namespace brelmo::tavi::benchmarks

@@ -14,8 +14,8 @@
 
 #include <android-base/logging.h>
 
-#include "bare_host.h"
 #include "bench_device.h"
+#include "host_event.h"
 
 namespace brelmo::tavi::benchmarks {
 
@@ -115,7 +115,7 @@ std::vector<double> TimeRotations(std::chrono::microseconds write_time,
   for (int i = 0; i < count; ++i) {
     std::this_thread::sleep_for(std::chrono::microseconds(gap(random)));
     const auto begin = Clock::now();
-    TheHost().Rotation(i % 2 == 0 ? 90 : 0);
+    TheHost().Deliver(simulator::Rotate(i % 2 == 0 ? 90 : 0));
     times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
   }
   is_ending = true;
@@ -145,7 +145,7 @@ int Main() {
   const std::string config = Case("0,90", "0,90,180,270", 0) + Case("91,180", "0,90,180,270", 2);
   void* const other_context = Init(config);
   void* const context = Init(config);
-  TheHost().StartCall();
+  StartCall();
   MeasureDumps(context, other_context);
   MeasureSlowDsp();
   return 0;

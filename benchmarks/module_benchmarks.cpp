@@ -20,7 +20,6 @@
 #include <android-base/logging.h>
 #include <benchmark/benchmark.h>
 
-#include "bare_host.h"
 #include "bench_device.h"
 #include "ratio_table.h"
 #include "telephony_speaker_compensation.h"
@@ -58,7 +57,7 @@ class BareEngine {
       cursor += kHeaderSize + kPayload;
     }
     benchmark::DoNotOptimize(cursor);
-    entry_(nullptr, 16, 10, 0, nullptr, nullptr, buffer.get(), kTotal, 0, 0);
+    entry_(TheHost().device(), 16, 10, 0, nullptr, nullptr, buffer.get(), kTotal, 0, 0);
   }
 
   // A reading that changes nothing but itself.
@@ -77,7 +76,7 @@ class BareEngine {
 };
 
 // Volatile: the compiler may not see through the pointer, as it cannot in the module.
-hal_tuning_entry_t volatile bare_entry = TuningEntry;
+hal_tuning_entry_t volatile bare_entry = simulator::DirectHost::TuningEntry;
 
 // Reads with one read and converts in place.
 size_t ReadBare(const std::string& path, std::vector<char>& content, std::vector<float>& floats) {
@@ -106,7 +105,7 @@ size_t ReadBare(const std::string& path, std::vector<char>& content, std::vector
 void StartTwoCases() {
   const std::string config = Case("0,90", "0,90,180,270", 0) + Case("91,180", "0,90,180,270", 2);
   Init(config);
-  TheHost().StartCall();
+  StartCall();
   TheHost().HingeAngle(30);
 }
 
@@ -181,7 +180,7 @@ void SameCaseOf(benchmark::State& state, int count) {
   for (int i = 1; i < count; ++i) config += Case("0,90", "0,90,180,270", 0);
   config += Case("91,180", "0,90,180,270", 2);
   Init(config);
-  TheHost().StartCall();
+  StartCall();
   TheHost().HingeAngle(150);
   int angle = 150;
   for ([[maybe_unused]] auto _ : state) {
@@ -231,8 +230,8 @@ std::string ConfigOf(int64_t count) {
 void InitModule(benchmark::State& state) {
   const std::string config = ConfigOf(state.range(0));
   for ([[maybe_unused]] auto _ : state) {
-    void* handle = Init(config);
-    TheModule().descriptor().deinit(TheHost().device, &handle);
+    Init(config);
+    TheHost().Deinit();
   }
 }
 

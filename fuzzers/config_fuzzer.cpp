@@ -21,8 +21,8 @@ namespace {
 using audio::compensation::CompensationConfig;
 using audio::compensation::CompensationData;
 using audio::compensation::TelephonySpeakerCompensation;
-using simulator::ConfigText;
-using simulator::EngineModel;
+using tools::EngineModel;
+using tools::ModelConfig;
 
 // Names that a mutation comes upon by itself, and one of the first inputs.
 const std::map<std::string, std::string>& Files() {
@@ -45,11 +45,11 @@ size_t EntriesLength(const std::map<std::string, std::string>& entries) {
   return length;
 }
 
-void CheckText(const CompensationConfig& config, const ConfigText& expected, const Log& log) {
+void CheckText(const CompensationConfig& config, const ModelConfig& expected, const Log& log) {
   FUZZ_CHECK(config.name == "TelephonySpeakerCompensation");
   FUZZ_CHECK(config.cases.size() == expected.cases.size());
   for (size_t i = 0; i < config.cases.size(); ++i) {
-    const ConfigText::Case& one = expected.cases[i];
+    const ModelConfig::Case& one = expected.cases[i];
     FUZZ_CHECK(IsEqual(one.outputs, config.cases[i].outputs));
     FUZZ_CHECK(IsEqual(one.conditions, config.cases[i].conditions));
     const std::string text = config.cases[i].ToString();
@@ -72,7 +72,7 @@ void CheckOutput(const CompensationData& output, const std::string& name,
   }
 }
 
-void CheckEngine(const TelephonySpeakerCompensation& engine, const ConfigText& text,
+void CheckEngine(const TelephonySpeakerCompensation& engine, const ModelConfig& text,
                  const EngineModel& model) {
   FUZZ_CHECK(engine.is_valid() == model.is_valid());
   FUZZ_CHECK(engine.cases().size() == model.cases().size());
@@ -125,7 +125,7 @@ void Check(const std::string& text) {
   }();
   static_cast<void>(is_written);
 
-  const ConfigText expected = simulator::ReadConfigText(text);
+  const ModelConfig expected = tools::ReadModelConfig(text);
   CompensationConfig config;
   for (int reading = 0; reading < 2; ++reading) {
     const Log log;

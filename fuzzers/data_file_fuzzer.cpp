@@ -25,12 +25,12 @@ void Check(const std::string& content) {
   static const Folder folder;
   folder.Write(kName, content);
 
-  const simulator::DataText expected = simulator::ReadDataText(content);
+  const tools::ModelResponse expected = tools::ReadModelResponse(content);
   CompensationData data;
   const Log log;
   const bool is_read = data.ParseQuantityFromFile(kName);
   FUZZ_CHECK(is_read == expected.fault.empty());
-  FUZZ_CHECK(HasSameBits(data.raw_data, expected.response));
+  FUZZ_CHECK(HasSameBits(data.raw_data, expected.values));
   FUZZ_CHECK_EQ(data.file_name, is_read ? kName : "");
   if (is_read) {
     FUZZ_CHECK(log.lines().empty());
@@ -45,9 +45,9 @@ void Check(const std::string& content) {
   CompensationData again = data;
   const bool is_read_again = again.ParseQuantityFromFile(kName);
   FUZZ_CHECK(is_read_again == is_read);
-  FUZZ_CHECK(again.raw_data.size() == 2 * expected.response.size());
-  again.SetRawData(expected.response);
-  FUZZ_CHECK(HasSameBits(again.raw_data, expected.response));
+  FUZZ_CHECK(again.raw_data.size() == 2 * expected.values.size());
+  again.SetRawData(expected.values);
+  FUZZ_CHECK(HasSameBits(again.raw_data, expected.values));
 }
 
 }  // namespace

@@ -26,8 +26,9 @@ namespace brelmo::tavi::fuzz {
 
 namespace {
 
-using simulator::EngineModel;
-using test::DirectHost;
+using simulator::DirectHost;
+using simulator::HostEvent;
+using tools::EngineModel;
 
 // ---- The bytes ----------------------------------------------------------------------------------
 
@@ -113,7 +114,7 @@ struct Refusals {
 class Session {
  public:
   explicit Session(std::string config)
-      : config_(std::move(config)), config_text_(simulator::ReadConfigText(config_)) {
+      : config_(std::move(config)), config_text_(tools::ReadModelConfig(config_)) {
     Show("# configuration: " + config_);
     Init({});
   }
@@ -124,13 +125,15 @@ class Session {
   // What the next bytes mean.
   void Step(Bytes& bytes);
   void End() {
-    if (host_.has_handle()) Deinit();
+    if (host_.handle() != nullptr) Deinit();
   }
 
  private:
   void Init(const Refusals& refusals);
   void Deinit();
+  void Play(const HostEvent& event);
   void RawEvent(Bytes& bytes);
+  bool CanDeliver(const HostEvent& event) const;
   void CheckDump();
   // What was written since the last call must be `expected`.
   void Expect(const EngineModel::Writes& expected);
@@ -157,7 +160,7 @@ class Session {
   const bool is_shown_ = IsToBeShown();
   bool is_expectation_shown_ = true;
   const std::string config_;
-  const simulator::ConfigText config_text_;
+  const tools::ModelConfig config_text_;
   DirectHost host_{HAL_PLATFORM_EXT_AUD_MODULE,
                    [this](const unsigned char* data, size_t size) { return Receive(data, size); },
                    [this](DirectHost::Call call) { return Answer(call); }};
@@ -168,6 +171,27 @@ class Session {
   int dsp_refusals_ = 0;
   int dsp_code_ = 0;
 };
+
+// In the words of a scenario.
+std::string StepText(const HostEvent& event) {
+  const std::string payload = event.value ? " " + std::to_string(*event.value) : " null";
+  if (event.source == HostEvent::Source::kHingeAngle) return "raw hinge" + payload;
+  return (event.source == HostEvent::Source::kCommon ? "raw common " : "raw usecase ") +
+         std::to_string(event.number) + payload;
+}
+
+bool Session::CanDeliver(const HostEvent& event) const {
+  const simulator::Registration& to = host_.registration();
+  switch (event.source) {
+    case HostEvent::Source::kCommon:
+      return to.common_handler != nullptr;
+    case HostEvent::Source::kUsecase:
+      return to.usecase_handler != nullptr;
+    case HostEvent::Source::kHingeAngle:
+      break;
+  }
+  return to.hinge_angle_callback != nullptr;
+}
 
 int Session::Receive(const unsigned char* data, size_t size) {
   writes_.emplace_back(data, data + size);
@@ -228,7 +252,7 @@ void Session::Init(const Refusals& refusals) {
   Show("init");
   Show("expect init " + std::to_string(result));
   FUZZ_CHECK(host_.Init(config_) == result);
-  FUZZ_CHECK(host_.has_handle() == has_module);
+  FUZZ_CHECK((host_.handle() != nullptr) == has_module);
   FUZZ_CHECK(host_.has_common_client() == has_module);
   FUZZ_CHECK(host_.has_usecase_client() == (has_module && refusals.usecase_client == 0));
   FUZZ_CHECK(host_.has_sensor() == (has_module && has_hinge));
@@ -257,7 +281,7 @@ void Session::FreeLeftovers() {
 void Session::CheckDump() {
   Show("dump");
   const std::string dump = host_.Dump();
-  if (!host_.has_handle()) {
+  if (host_.handle() == nullptr) {
     FUZZ_CHECK_EQ(dump, "\n");
     return;
   }
@@ -282,65 +306,47 @@ void Session::RawEvent(Bytes& bytes) {
       is_common ? number == 2 || number == 4 || number == 8 : number == 21 || number == 22;
   // With everything, a known event is no odd one.
   const auto value = is_known && !is_cookie_null ? std::nullopt : std::optional<int32_t>(5);
-  ShowEvent(
-      std::string("raw ") + (is_common ? "common " : "usecase ") + std::to_string(number) +
-          (value ? " 5" : " null") + (is_cookie_null ? "  with a null cookie" : ""),
-      !is_cookie_null && (is_common ? host_.can_deliver_common() : host_.can_deliver_usecase()));
-  if (is_common) {
-    host_.Common(number, value, is_cookie_null);
-  } else {
-    host_.Usecase(number, value, is_cookie_null);
-  }
-  if (is_cookie_null) host_.HingeAngle(90, true);
+  const HostEvent event = {is_common ? HostEvent::Source::kCommon : HostEvent::Source::kUsecase,
+                           number, value};
+  ShowEvent(StepText(event) + (is_cookie_null ? "  with a null cookie" : ""),
+            !is_cookie_null && CanDeliver(event));
+  host_.Deliver(event, is_cookie_null);
+  if (is_cookie_null) host_.Deliver(simulator::Hinge(90), true);
   Expect({});
 }
 
+// Delivered whether or not there has been a deinit since.
+void Session::Play(const HostEvent& event) {
+  ShowEvent(StepText(event), CanDeliver(event));
+  Expect(host_.Deliver(event) ? model_->Apply(event) : EngineModel::Writes());
+}
+
 void Session::Step(Bytes& bytes) {
-  // Delivered whether or not there has been a deinit since.
-  const EngineModel::Writes none;
   switch (bytes.Next() % 16) {
     case 0:
-    case 1: {
-      const int32_t value = bytes.Pick(kCommonValues);
-      ShowEvent("raw common 2 " + std::to_string(value), host_.can_deliver_common());
-      Expect(host_.Common(2, value) ? model_->Announce(value) : none);
+    case 1:
+      Play(simulator::Announce(bytes.Pick(kCommonValues)));
       break;
-    }
-    case 2: {
-      const int32_t value = bytes.Pick(kCommonValues);
-      ShowEvent("raw common 4 " + std::to_string(value), host_.can_deliver_common());
-      Expect(host_.Common(4, value) ? model_->Withdraw(value) : none);
+    case 2:
+      Play(simulator::Withdraw(bytes.Pick(kCommonValues)));
       break;
-    }
     case 3:
-    case 4: {
-      const int32_t usecase = bytes.Pick(kUsecases);
-      ShowEvent("raw usecase 21 " + std::to_string(usecase), host_.can_deliver_usecase());
-      Expect(host_.Usecase(21, usecase) ? model_->Start(usecase) : none);
+    case 4:
+      Play(simulator::StartUsecase(bytes.Pick(kUsecases)));
       break;
-    }
-    case 5: {
-      const int32_t usecase = bytes.Pick(kUsecases);
-      ShowEvent("raw usecase 22 " + std::to_string(usecase), host_.can_deliver_usecase());
-      Expect(host_.Usecase(22, usecase) ? model_->Stop(usecase) : none);
+    case 5:
+      Play(simulator::StopUsecase(bytes.Pick(kUsecases)));
       break;
-    }
     case 6:
-    case 7: {
-      const int32_t rotation = bytes.Pick(kRotations);
-      ShowEvent("raw common 8 " + std::to_string(rotation), host_.can_deliver_common());
-      Expect(host_.Common(8, rotation) ? model_->Rotate(rotation) : none);
+    case 7:
+      Play(simulator::Rotate(bytes.Pick(kRotations)));
       break;
-    }
     case 8:
     case 9:
-    case 10: {
+    case 10:
       // Every angle, and some beyond either end.
-      const int32_t angle = bytes.Next() - 40;
-      ShowEvent("raw hinge " + std::to_string(angle), host_.can_deliver_hinge_angle());
-      Expect(host_.HingeAngle(angle) ? model_->Hinge(angle) : none);
+      Play(simulator::Hinge(bytes.Next() - 40));
       break;
-    }
     case 11:
       RawEvent(bytes);
       break;
@@ -358,7 +364,7 @@ void Session::Step(Bytes& bytes) {
       CheckDump();
       break;
     default:
-      if (host_.has_handle()) {
+      if (host_.handle() != nullptr) {
         Deinit();
       } else {
         const uint8_t refused = bytes.Next();

@@ -11,8 +11,6 @@ namespace brelmo::tavi::simulator {
 
 namespace {
 
-constexpr uint32_t kExpectedTag = 0x76547242;
-constexpr uint32_t kExpectedVersion = 0x42;
 constexpr const char* kDescriptorName = "HAL_PLATFORM_EXT_AUD_MODULE";
 
 std::string Hex(uint32_t value) {
@@ -23,12 +21,14 @@ std::string Hex(uint32_t value) {
 
 // Why the host would not take the descriptor; empty when it would.
 std::string FindFault(const hal_ext_audio_module& descriptor) {
-  if (descriptor.tag != kExpectedTag) {
-    return "tag " + Hex(descriptor.tag) + ", expected " + Hex(kExpectedTag);
+  if (descriptor.tag != HAL_EXT_MODULE_TAG) {
+    return "tag " + Hex(descriptor.tag) + ", expected " + Hex(HAL_EXT_MODULE_TAG);
   }
-  if (descriptor.version != kExpectedVersion) {
+  if (descriptor.version != HAL_EXT_MODULE_VERSION) {
     return "version " + std::to_string(descriptor.version) + ", expected " +
-           std::to_string(kExpectedVersion);
+           std::to_string(HAL_EXT_MODULE_VERSION) +
+           ". It is built for another host: it takes a tavi that was built with the same "
+           "hal_audio_platform.h";
   }
   if (descriptor.init == nullptr) return "no init entry";
   if (descriptor.deinit == nullptr) return "no deinit entry";

@@ -11,8 +11,8 @@
 #include <android-base/logging.h>
 #include <gtest/gtest.h>
 
-#include "bare_host.h"
 #include "bench_device.h"
+#include "host_event.h"
 #include "memory_count.h"
 #include "telephony_speaker_compensation.h"
 
@@ -23,6 +23,8 @@ namespace {
 using audio::compensation::TelephonySpeakerCompensation;
 using benchmarks::Case;
 using benchmarks::Init;
+using benchmarks::StartCall;
+using benchmarks::StopCall;
 using benchmarks::TheHost;
 
 class CostTest : public testing::Test {
@@ -40,14 +42,15 @@ TEST_F(CostTest, AllocatesForWhatIsSentOnly) {
   Init(Case("0,90", "0,90,180,270", 0) + Case("91,180", "0,90,180,270", 2));
   TheHost().HingeAngle(30);
   // The status is small; the responses of a case are one block.
-  EXPECT_EQ(AllocationsOf([] { TheHost().StartCall(); }), 1);
+  EXPECT_EQ(AllocationsOf([] { StartCall(); }), 1);
   EXPECT_EQ(AllocationsOf([] { TheHost().HingeAngle(120); }), 1);
   EXPECT_EQ(AllocationsOf([] {
               for (const int angle : {121, 122, 122, 200, -1}) TheHost().HingeAngle(angle);
-              for (const int rotation : {90, 0, 45, 45}) TheHost().Rotation(rotation);
+              for (const int rotation : {90, 0, 45, 45})
+                TheHost().Deliver(simulator::Rotate(rotation));
             }),
             0);
-  EXPECT_EQ(AllocationsOf([] { TheHost().StopCall(); }), 0);
+  EXPECT_EQ(AllocationsOf([] { StopCall(); }), 0);
   EXPECT_EQ(AllocationsOf([] { TheHost().HingeAngle(30); }), 0);
 }
 

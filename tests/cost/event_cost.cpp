@@ -8,7 +8,6 @@
 
 #include <android-base/logging.h>
 
-#include "bare_host.h"
 #include "bench_device.h"
 
 namespace brelmo::tavi::benchmarks {
@@ -37,7 +36,7 @@ int Main(int argc, char** argv) {
   std::string config;
   for (int i = 0; i < unmatched_cases; ++i) config += Case("0,90", "0,90,180,270", 0);
   Init(config + Case("91,180", "0,90,180,270", 2));
-  TheHost().StartCall();
+  StartCall();
   const auto [first, second] = kind->second;
   for (long i = 0; i < count; ++i) TheHost().HingeAngle(i % 2 == 0 ? first : second);
   return 0;

@@ -1,17 +1,16 @@
 // The built library in a host that follows every write with a model of what must be sent.
 #pragma once
 
-#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gmock/gmock.h>
 
 #include "data_folder.h"
 #include "direct_host.h"
+#include "host_event.h"
 #include "loaded_module.h"
 #include "log_capture.h"
 #include "model/engine_model.h"
@@ -20,57 +19,16 @@
 
 namespace brelmo::tavi::test {
 
-using simulator::EngineModel;
-using simulator::ReadConfigText;
-
-// One thing that a host does.
-struct Event {
-  enum class Kind { kAnnounce, kWithdraw, kStart, kStop, kRotate, kHinge };
-  Kind kind;
-  int32_t value;
-};
-
-inline void Deliver(DirectHost& host, const Event& event) {
-  switch (event.kind) {
-    case Event::Kind::kAnnounce:
-      host.Common(2, event.value);
-      break;
-    case Event::Kind::kWithdraw:
-      host.Common(4, event.value);
-      break;
-    case Event::Kind::kStart:
-      host.Usecase(21, event.value);
-      break;
-    case Event::Kind::kStop:
-      host.Usecase(22, event.value);
-      break;
-    case Event::Kind::kRotate:
-      host.Common(8, event.value);
-      break;
-    case Event::Kind::kHinge:
-      host.HingeAngle(event.value);
-      break;
-  }
-}
-
-inline const EngineModel::Writes& Expected(EngineModel& model, const Event& event) {
-  const auto value = static_cast<uint32_t>(event.value);
-  switch (event.kind) {
-    case Event::Kind::kAnnounce:
-      return model.Announce(value);
-    case Event::Kind::kWithdraw:
-      return model.Withdraw(value);
-    case Event::Kind::kStart:
-      return model.Start(value);
-    case Event::Kind::kStop:
-      return model.Stop(value);
-    case Event::Kind::kRotate:
-      return model.Rotate(event.value);
-    case Event::Kind::kHinge:
-      break;
-  }
-  return model.Hinge(event.value);
-}
+using simulator::Announce;
+using simulator::DirectHost;
+using simulator::Hinge;
+using simulator::HostEvent;
+using simulator::Rotate;
+using simulator::StartUsecase;
+using simulator::StopUsecase;
+using simulator::Withdraw;
+using tools::EngineModel;
+using tools::ReadModelConfig;
 
 // The data files, and a way to the module's log lines that keeps none of them.
 class EnduranceTest : public testing::Test {
@@ -104,7 +62,7 @@ class EnduranceTest : public testing::Test {
   }
   std::unique_ptr<EngineModel> MakeModel(const std::string& config) const {
     return std::make_unique<EngineModel>(
-        ReadConfigText(config), [this](const std::string& name) -> std::optional<std::string> {
+        ReadModelConfig(config), [this](const std::string& name) -> std::optional<std::string> {
           const auto found = files_.find(name);
           if (found == files_.end()) return std::nullopt;
           return found->second;

@@ -10,19 +10,17 @@
 namespace brelmo::tavi::test {
 namespace {
 
-using Kind = Event::Kind;
 using Call = DirectHost::Call;
 using testing::IsEmpty;
 
 // Every kind of change: status with and without corrections, corrections by either sensor, cases
 // that overlap, and events that are no change.
-constexpr Event kEvents[] = {
-    {Kind::kHinge, 30},  {Kind::kAnnounce, 5}, {Kind::kStart, 6},    {Kind::kStart, 23},
-    {Kind::kRotate, 90}, {Kind::kHinge, 100},  {Kind::kRotate, 0},   {Kind::kHinge, 101},
-    {Kind::kHinge, 101}, {Kind::kHinge, 102},  {Kind::kAnnounce, 6}, {Kind::kWithdraw, 5},
-    {Kind::kStop, 6},    {Kind::kStop, 23},    {Kind::kRotate, 180}, {Kind::kStart, 24},
-    {Kind::kRotate, 45}, {Kind::kHinge, 181},  {Kind::kRotate, 270}, {Kind::kWithdraw, 6},
-    {Kind::kHinge, 7},   {Kind::kStop, 24},    {Kind::kAnnounce, 6}, {Kind::kStart, 6},
+constexpr HostEvent kEvents[] = {
+    Hinge(30),        Announce(5),     StartUsecase(6), StartUsecase(23), Rotate(90),
+    Hinge(100),       Rotate(0),       Hinge(101),      Hinge(101),       Hinge(102),
+    Announce(6),      Withdraw(5),     StopUsecase(6),  StopUsecase(23),  Rotate(180),
+    StartUsecase(24), Rotate(45),      Hinge(181),      Rotate(270),      Withdraw(6),
+    Hinge(7),         StopUsecase(24), Announce(6),     StartUsecase(6),
 };
 
 class FaultsTest : public EnduranceTest {
@@ -45,7 +43,7 @@ class FaultsTest : public EnduranceTest {
                       : HasFailed(Call::kCommonClient) ? -1
                       : HasFailed(Call::kSensor)       ? -1
                                                        : 0);
-    EXPECT_EQ(host_.has_handle(), result == 0);
+    EXPECT_EQ(host_.handle() != nullptr, result == 0);
     if (result == 0) {
       EXPECT_EQ(host_.has_usecase_client(), !HasFailed(Call::kUsecaseClient));
       DeliverAll(faults);
@@ -66,15 +64,14 @@ class FaultsTest : public EnduranceTest {
  private:
   void DeliverAll(const Faults& faults) {
     for (size_t i = 0; i < std::size(kEvents); ++i) {
-      const Event& event = kEvents[i];
+      const HostEvent& event = kEvents[i];
       // As on a device, what nobody was let ask for does not come.
-      const bool is_usecase = event.kind == Kind::kStart || event.kind == Kind::kStop;
-      if (is_usecase && HasFailed(Call::kUsecaseClient)) continue;
+      if (event.source == HostEvent::Source::kUsecase && HasFailed(Call::kUsecaseClient)) continue;
       SCOPED_TRACE(testing::Message() << "event " << i);
       const bool is_absent = faults.absent_begin <= i && i < faults.absent_end;
       host_.SetTuningEntry(!is_absent);
-      Deliver(host_, event);
-      const EngineModel::Writes& expected = Expected(*model_, event);
+      host_.Deliver(event);
+      const EngineModel::Writes& expected = model_->Apply(event);
       ASSERT_EQ(writes_.size(), is_absent ? 0 : expected.size());
       for (size_t j = 0; j < writes_.size(); ++j) {
         EXPECT_TRUE(expected[j]->Matches(writes_[j].data(), writes_[j].size()));

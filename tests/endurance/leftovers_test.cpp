@@ -55,12 +55,11 @@ class LeftoversTest : public EnduranceTest, public testing::WithParamInterface<L
   void Round() {
     const LeftoversCase& test = GetParam();
     ASSERT_EQ(host_.Init(test.config), test.result);
-    ASSERT_EQ(host_.has_handle(), test.result == 0 && test.leaves_engine);
-    if (host_.has_handle()) {
-      for (const Event& event : {Event{Event::Kind::kAnnounce, 5}, Event{Event::Kind::kStart, 6},
-                                 Event{Event::Kind::kHinge, 30}, Event{Event::Kind::kRotate, 180},
-                                 Event{Event::Kind::kStop, 6}, Event{Event::Kind::kWithdraw, 5}}) {
-        Deliver(host_, event);
+    ASSERT_EQ(host_.handle() != nullptr, test.result == 0 && test.leaves_engine);
+    if (host_.handle() != nullptr) {
+      for (const HostEvent& event :
+           {Announce(5), StartUsecase(6), Hinge(30), Rotate(180), StopUsecase(6), Withdraw(5)}) {
+        host_.Deliver(event);
       }
       host_.Deinit();
     }

@@ -11,7 +11,6 @@
 namespace brelmo::tavi::test {
 namespace {
 
-using Kind = Event::Kind;
 using testing::IsEmpty;
 
 int EventCount() {
@@ -24,24 +23,26 @@ class Traffic {
  public:
   explicit Traffic(unsigned seed) : random_(seed) {}
 
-  Event NextCommon() {
+  HostEvent NextCommon() {
     static constexpr int32_t kValues[] = {5, 6, 5, 6, 4};
     static constexpr int32_t kRotations[] = {0, 90, 180, 270, 45};
     switch (Draw(4)) {
       case 0:
-        return {Kind::kAnnounce, kValues[Draw(5)]};
+        return Announce(kValues[Draw(5)]);
       case 1:
-        return {Kind::kWithdraw, kValues[Draw(5)]};
+        return Withdraw(kValues[Draw(5)]);
       default:
-        return {Kind::kRotate, kRotations[Draw(5)]};
+        return Rotate(kRotations[Draw(5)]);
     }
   }
-  Event NextUsecase() {
+  HostEvent NextUsecase() {
     static constexpr int32_t kUsecases[] = {6, 23, 24};
-    return {Draw(2) == 0 ? Kind::kStart : Kind::kStop, kUsecases[Draw(3)]};
+    const bool is_start = Draw(2) == 0;
+    const int32_t usecase = kUsecases[Draw(3)];
+    return is_start ? StartUsecase(usecase) : StopUsecase(usecase);
   }
-  Event NextReading() { return {Kind::kHinge, Draw(200) - 10}; }
-  Event Next() {
+  HostEvent NextReading() { return Hinge(Draw(200) - 10); }
+  HostEvent Next() {
     switch (Draw(8)) {
       case 0:
         return NextUsecase();
@@ -108,10 +109,10 @@ TEST_F(LongRunTest, EveryWriteIsRightAndMemoryFlat) {
   constexpr int kWarmUp = 1000;
   for (int i = 0; i < event_count + kWarmUp; ++i) {
     if (i == kWarmUp) watch.emplace();
-    const Event event = traffic.Next();
-    expected = &Expected(*model, event);
+    const HostEvent event = traffic.Next();
+    expected = &model->Apply(event);
     written = 0;
-    Deliver(host, event);
+    host.Deliver(event);
     ASSERT_EQ(written, expected->size()) << "event " << i;
     ASSERT_EQ(wrong, 0) << "event " << i;
     if (i % 10000 != 0) continue;
@@ -162,12 +163,12 @@ class EnduranceThreads : public EnduranceTest {
   // Starts the host's three threads; each delivers `count` events.
   std::vector<std::thread> Start(unsigned seed, int count) {
     std::vector<std::thread> threads;
-    for (Event (Traffic::*const next)() :
+    for (HostEvent (Traffic::*const next)() :
          {&Traffic::NextCommon, &Traffic::NextUsecase, &Traffic::NextReading}) {
       threads.emplace_back([this, next, seed, count, number = threads.size()] {
         Traffic traffic(seed * 3 + static_cast<unsigned>(number));
         for (int i = 0; i < count; ++i) {
-          Deliver(host_, (traffic.*next)());
+          host_.Deliver((traffic.*next)());
           ++delivered_;
         }
       });
@@ -189,10 +190,10 @@ class EnduranceThreads : public EnduranceTest {
  private:
   static std::unique_ptr<EngineModel::Write> MakeStatus(bool is_active) {
     EngineModel model({}, {});
-    model.Announce(5);
-    const auto& writes = model.Start(6);
+    model.Apply(Announce(5));
+    const auto& writes = model.Apply(StartUsecase(6));
     if (is_active) return std::make_unique<EngineModel::Write>(*writes.at(0));
-    return std::make_unique<EngineModel::Write>(*model.Stop(6).at(0));
+    return std::make_unique<EngineModel::Write>(*model.Apply(StopUsecase(6)).at(0));
   }
 
   EngineModel::Write status_[2];

@@ -45,9 +45,11 @@ class LegacyAudioWrappers : public testing::Test {
     std::memset(record_, 0xA5, sizeof(record_));
     Publish(TuningEntry);
   }
-  void Publish(hal_tuning_entry_t entry) { std::memcpy(record_ + 2656, &entry, sizeof(entry)); }
+  void Publish(hal_tuning_entry_t entry) {
+    std::memcpy(record_ + HAL_TUNING_ENTRY_OFFSET, &entry, sizeof(entry));
+  }
 
-  alignas(16) unsigned char record_[2656 + 64];
+  alignas(16) unsigned char record_[HAL_TUNING_ENTRY_OFFSET + 64];
   hal_audio_device* const device_ = reinterpret_cast<hal_audio_device*>(record_);
   audio::LegacyAudioTunerDelivererWrapper tuner_{device_};
   audio::LegacyAudioSensorInfoWrapper sensors_{device_};

@@ -18,7 +18,8 @@ bool Has(const char* name) { return defect == name; }
 
 int Write(const void* data, int64_t size) {
   hal_tuning_entry_t entry = nullptr;
-  std::memcpy(&entry, reinterpret_cast<const char*>(bound_device) + 2656, sizeof(entry));
+  std::memcpy(&entry, reinterpret_cast<const char*>(bound_device) + HAL_TUNING_ENTRY_OFFSET,
+              sizeof(entry));
   return entry(bound_device, Has("wrong tuning code") ? 12 : 16, 10, 0, nullptr, nullptr, data,
                size, 0, 0);
 }
@@ -87,4 +88,5 @@ int Dump(int /*fd*/, void* /*handle*/) { return 0; }
 
 extern "C" __attribute__((visibility("default"))) hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE;
 
-hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {0x76547242, 0x42, Init, Deinit, Dump};
+hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {HAL_EXT_MODULE_TAG, HAL_EXT_MODULE_VERSION,
+                                                    Init, Deinit, Dump};

@@ -55,5 +55,6 @@ int Dump(int /*fd*/, void* /*handle*/) { return 0; }
 
 extern "C" {
 extern __attribute__((visibility("default"))) hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE;
-hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {0x76547242, 0x42, Init, Deinit, Dump};
+hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {HAL_EXT_MODULE_TAG, HAL_EXT_MODULE_VERSION,
+                                                    Init, Deinit, Dump};
 }

@@ -3,5 +3,6 @@
 
 extern "C" {
 extern __attribute__((visibility("default"))) hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE;
-hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {0x76547242, 0x43, nullptr, nullptr, nullptr};
+hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {HAL_EXT_MODULE_TAG, HAL_EXT_MODULE_VERSION + 1,
+                                                    nullptr, nullptr, nullptr};
 }

@@ -29,7 +29,7 @@ class Defect(NamedTuple):
     old: str
     new: str
     caught_by: str  # the test of the validator that has to catch it
-    verdict: str = "failed"
+    verdict: str = "failed"  # or "not run": what has to be said of it before any test is
     # What the stress test makes of it: "run", a scenario that fails in a run, or "other", a failure
     # that a run does not see.
     stress: str = ""
@@ -43,9 +43,9 @@ DEFECTS = [
            "  if (active == is_supported_scenario_active_.get()) return;\n",
            "", "scenario.once-however-often"),
     Defect("update-without-change", ENGINE,
-           "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) return;\n",
-           "  if (active == is_supported_scenario_active_.load(std::memory_order_relaxed)) {\n"
-           "    UpdateTuningData();\n    return;\n  }\n", "cases.overlap", stress="run"),
+           "  if (active == is_supported_scenario_active_.get()) return;\n",
+           "  if (active == is_supported_scenario_active_.get()) {\n"
+           "    UpdateTuningData();\n    return;\n  }\n", "cases.scenario-unchanged", stress="run"),
     Defect("status-behind-data", ENGINE, "  UpdateModuleStatus(active);\n  UpdateTuningData();\n",
            "  UpdateTuningData();\n  UpdateModuleStatus(active);\n", "cases.scenario-end", stress="other"),
     Defect("stale-byte", ENGINE,
@@ -106,7 +106,16 @@ DEFECTS = [
            "    if (!output.ParseQuantityFromFile(file_name) && output.raw_data.empty()) {",
            "data.text", stress="run"),
     # ---- The host's interface ----
-    Defect("wrong-version", ENTRY, "    0x42,  ", "    0x43,  ", "descriptor.bytes"),
+    Defect("wrong-version", ENTRY, "HAL_EXT_MODULE_VERSION,", "HAL_EXT_MODULE_VERSION + 1,",
+           "descriptor.bytes"),
+    Defect("other-tuning-entry", ENTRY, "HAL_TUNING_ENTRY_OFFSET,", "HAL_TUNING_ENTRY_OFFSET + 64,",
+           "the tuning entry at byte 2720 of the device record, not 2656", "not run"),
+    Defect("other-usecase-value", ENTRY, "HAL_USECASE_VALUE_OFFSET)", "HAL_USECASE_VALUE_OFFSET + 4)",
+           "the use case at byte 16 of the use-case record, not 12", "not run"),
+    Defect("early-success-line", ENTRY,
+           "  *handle = context;\n  LOG(INFO) << __func__ << \": initialize successfully\";\n",
+           "  LOG(INFO) << __func__ << \": initialize successfully\";\n  *handle = context;\n",
+           "init.success-line"),
     Defect("unsorted-registration", ENTRY, "{kScreenRotated, kValueAnnounced,\n",
            "{kValueAnnounced, kScreenRotated,\n", "init.hinge-angle"),
     Defect("sensor-for-all", ENTRY, "  if (HasHingeAngleCondition(checked)) {", "  {",
@@ -151,10 +160,10 @@ DEFECTS = [
            "  if (angle == hinge_angle_.get()) return;\n"
            "  hinge_angle_.set(angle);\n"
            "  const std::lock_guard<std::mutex> lock(mutex_);\n", "threads.hinge-waits", stress="other"),
-    Defect("angle-compared-without-lock", ENGINE,
+    Defect("angle-compared-unlocked", ENGINE,
            "  const std::lock_guard<std::mutex> lock(mutex_);\n"
-           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n",
-           "  if (angle == hinge_angle_.load(std::memory_order_relaxed)) return;\n"
+           "  if (angle == hinge_angle_.get()) return;\n",
+           "  if (angle == hinge_angle_.get()) return;\n"
            "  const std::lock_guard<std::mutex> lock(mutex_);\n", "threads.same-hinge-waits"),
     Defect("unlocked-write", ENGINE,
            "  if (tuner_deliverer_->WriteCompensationData(buffer.get(), total)) {",
@@ -185,12 +194,18 @@ def make(defect, folder, output):
 
 
 def check(defect, tavi, library):
-    arguments = [tavi, "validate", library, "--format", "json", "--patience", "2", "--only",
-                 defect.caught_by]
+    arguments = [tavi, "validate", library, "--format", "json", "--patience", "2"]
+    if defect.verdict != "not run":
+        arguments += ["--only", defect.caught_by]
     end = subprocess.run(arguments, stdout=subprocess.PIPE, text=True, check=False)
     print(end.stdout)
     if end.returncode != 1:
         sys.exit(f"{defect.name}: exit code {end.returncode}, not 1")
+    if defect.verdict == "not run":
+        said = json.loads(end.stdout.splitlines()[-1]).get("why_not_run", "")
+        if defect.caught_by not in said:
+            sys.exit(f"{defect.name}: {defect.caught_by!r} is not in {said!r}")
+        return
     test = json.loads(end.stdout.splitlines()[0])
     if (test["name"], test["verdict"]) != (defect.caught_by, defect.verdict):
         sys.exit(f"{defect.name}: {test['name']} {test['verdict']}, not {defect.caught_by} "

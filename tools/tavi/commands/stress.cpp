@@ -23,6 +23,7 @@
 #include "console/wording.h"
 #include "process/scratch_folder.h"
 #include "stress/shrink.h"
+#include "trial/host_match.h"
 #include "trial/module_file.h"
 
 namespace brelmo::tavi::tools {
@@ -101,6 +102,10 @@ void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
 
 int Stress(const Options& options) {
   CheckIsModule(options.module);
+  ChildLimits loading;
+  loading.time = std::chrono::seconds(options.patience);
+  const std::string why_not = FindWhyNotTaken(options.module, loading);
+  if (!why_not.empty()) throw InputError(why_not);
   const uint64_t seed = options.seed ? *options.seed : std::random_device()();
   std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
   std::fflush(stdout);

@@ -20,9 +20,9 @@
 #include "commands/config_options.h"
 #include "console/terminal.h"
 #include "console/wording.h"
-#include "loaded_module.h"
 #include "process/child_process.h"
 #include "process/scratch_folder.h"
+#include "trial/host_match.h"
 #include "trial/module_file.h"
 #include "validate/validation.h"
 
@@ -166,9 +166,7 @@ class TextOutput final : public Output {
     if (is_verbose_) std::printf(" (%.2f s)", verdict.seconds);
     std::printf("\n");
     for (const std::string& fault : verdict.faults) std::printf("  %s\n", fault.c_str());
-    for (const std::string& line : InModule(verdict.output)) {
-      std::printf("    %s\n", Printable(line).c_str());
-    }
+    PutOutput(validation.name, InModule(verdict.output));
     std::fflush(stdout);
   }
 
@@ -193,22 +191,43 @@ class TextOutput final : public Output {
     if (has_progress_) std::fprintf(stderr, "\r\033[K");
   }
 
+  // Equal backtraces once: where one fault ends many tests, the others are seen among them.
+  void PutOutput(const std::string& test, const std::vector<std::string>& lines) {
+    const auto trace = std::find_if(lines.begin(), lines.end(), IsTitle);
+    const auto put = [](const std::string& line) {
+      std::printf("    %s\n", Printable(line).c_str());
+    };
+    std::for_each(lines.begin(), trace, put);
+    if (trace == lines.end()) return;
+    std::string frames;
+    // Behind the last bracket stands an address, which is of this process alone.
+    for (auto line = trace; line != lines.end(); ++line) {
+      if (IsFrame(*line)) frames += line->substr(0, line->rfind('[')) + "\n";
+    }
+    const auto [first, is_new] = traces_.emplace(frames, test);
+    if (is_new || frames.empty()) {
+      std::for_each(trace, lines.end(), put);
+    } else {
+      put("the module's backtrace is that of " + first->second);
+    }
+  }
+
+  static bool IsTitle(const std::string& line) { return line.rfind(kBacktraceTitle, 0) == 0; }
+  // Of the module.
+  bool IsFrame(const std::string& line) const {
+    return line.rfind(std::filesystem::absolute(module_).string() + "(", 0) == 0;
+  }
+
   // Of the backtraces those that pass through the module, if any does: the host's idle threads tell
   // nothing.
   std::vector<std::string> InModule(const std::string& output) const {
     std::vector<std::string> all = Split(output, '\n');
-    const auto is_title = [](const std::string& line) {
-      return line.rfind(kBacktraceTitle, 0) == 0;
-    };
-    const std::string frame = std::filesystem::absolute(module_).string() + "(";
-    const auto is_in_module = [&frame](const std::string& line) {
-      return line.rfind(frame, 0) == 0;
-    };
+    const auto is_in_module = [this](const std::string& line) { return IsFrame(line); };
     if (std::none_of(all.begin(), all.end(), is_in_module)) return all;
     std::vector<std::string> kept;
     for (auto at = all.begin(); at != all.end();) {
-      const auto end = std::find_if(at + 1, all.end(), is_title);
-      if (!is_title(*at) || std::any_of(at, end, is_in_module)) kept.insert(kept.end(), at, end);
+      const auto end = std::find_if(at + 1, all.end(), IsTitle);
+      if (!IsTitle(*at) || std::any_of(at, end, is_in_module)) kept.insert(kept.end(), at, end);
       at = end;
     }
     return kept;
@@ -218,6 +237,7 @@ class TextOutput final : public Output {
   const bool is_verbose_;
   const bool is_colour_;
   const bool has_progress_;
+  std::map<std::string, std::string> traces_;  // frames in the module -> the first test with them
 };
 
 class JsonOutput final : public Output {
@@ -277,28 +297,6 @@ Validations Select(const std::vector<std::string>& patterns) {
                               : "--only: no test has such a name; --list shows them all");
   }
   return validations;
-}
-
-// Why a host would not take the library; empty when it would. It is loaded in another process.
-std::string FindWhyNotTaken(const std::string& path, const ChildLimits& limits) {
-  std::string why;
-  RunChildren(
-      1, limits,
-      [&path](size_t /*index*/, ChildReport& report) {
-        report.Set("loading the module");
-        try {
-          const simulator::LoadedModule module(path);
-        } catch (const std::runtime_error& error) {
-          report.Add(error.what());
-          return kExitBroken;
-        }
-        return kExitAsExpected;
-      },
-      [&why](size_t /*index*/, const ChildEnd& end) {
-        const Verdict verdict = Judge(end);
-        if (verdict.kind != Verdict::Kind::kHeld) why = Enumerate(verdict.faults);
-      });
-  return why;
 }
 
 int RunOne(const Validation& validation, const TrialSetup& setup, ChildReport& report) {

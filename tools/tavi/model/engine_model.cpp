@@ -7,11 +7,27 @@
 #include <android-base/parsedouble.h>
 #include <android-base/parseint.h>
 
-namespace brelmo::tavi::simulator {
+namespace brelmo::tavi::tools {
 
 namespace {
 
 using Bytes = EngineModel::Bytes;
+using simulator::HostEvent;
+
+// Empty pieces do not count.
+std::vector<std::string> Split(const std::string& text, char delimiter) {
+  std::vector<std::string> pieces;
+  std::string piece;
+  for (const char c : text + delimiter) {
+    if (c != delimiter) {
+      piece += c;
+    } else if (!piece.empty()) {
+      pieces.push_back(std::move(piece));
+      piece.clear();
+    }
+  }
+  return pieces;
+}
 
 Bytes Message(uint32_t type, const void* payload, size_t size) {
   const uint32_t header[] = {type, static_cast<uint32_t>(size)};
@@ -42,8 +58,8 @@ const EngineModel::Write& StatusWrite(bool is_active) {
 
 EngineModel::Output ReadOutput(const std::string& name, const EngineModel::FileReader& read_file) {
   if (const auto content = read_file(name)) {
-    DataText data = ReadDataText(*content);
-    if (data.fault.empty()) return {name, std::move(data.response)};
+    ModelResponse data = ReadModelResponse(*content);
+    if (data.fault.empty()) return {name, std::move(data.values)};
   }
   EngineModel::Output flat;
   for (int bin = 0; bin < 257; ++bin) flat.response.insert(flat.response.end(), {1.0F, 0.0F});
@@ -52,26 +68,12 @@ EngineModel::Output ReadOutput(const std::string& name, const EngineModel::FileR
 
 }  // namespace
 
-std::vector<std::string> SplitText(const std::string& text, char delimiter) {
-  std::vector<std::string> pieces;
-  std::string piece;
-  for (const char c : text + delimiter) {
-    if (c != delimiter) {
-      piece += c;
-    } else if (!piece.empty()) {
-      pieces.push_back(std::move(piece));
-      piece.clear();
-    }
-  }
-  return pieces;
-}
-
-ConfigText ReadConfigText(const std::string& text) {
-  ConfigText result;
-  for (const std::string& case_text : SplitText(text, ' ')) {
-    ConfigText::Case one;
-    for (const std::string& item : SplitText(case_text, '|')) {
-      const std::vector<std::string> parts = SplitText(item, ':');
+ModelConfig ReadModelConfig(const std::string& text) {
+  ModelConfig result;
+  for (const std::string& case_text : Split(text, ' ')) {
+    ModelConfig::Case one;
+    for (const std::string& item : Split(case_text, '|')) {
+      const std::vector<std::string> parts = Split(item, ':');
       if (parts.size() != 2) {
         result.malformed_item = item;
         return result;
@@ -84,10 +86,10 @@ ConfigText ReadConfigText(const std::string& text) {
   return result;
 }
 
-DataText ReadDataText(const std::string& content) {
-  DataText result;
-  for (const std::string& line : SplitText(content, '\n')) {
-    const std::vector<std::string> fields = SplitText(line, ',');
+ModelResponse ReadModelResponse(const std::string& content) {
+  ModelResponse result;
+  for (const std::string& line : Split(content, '\n')) {
+    const std::vector<std::string> fields = Split(line, ',');
     if (fields.size() != 2) {
       result.fault = ": invalid content " + line;
       return result;
@@ -99,7 +101,7 @@ DataText ReadDataText(const std::string& content) {
       result.fault = ": invalid data: real=" + fields[0] + ", imaginary=" + fields[1];
       return result;
     }
-    result.response.insert(result.response.end(), {real, imaginary});
+    result.values.insert(result.values.end(), {real, imaginary});
   }
   return result;
 }
@@ -111,19 +113,19 @@ bool EngineModel::Write::Matches(const unsigned char* data, size_t size) const {
   return equals(bytes) || equals(other_order);
 }
 
-EngineModel::EngineModel(const ConfigText& config, const FileReader& read_file)
+EngineModel::EngineModel(const ModelConfig& config, const FileReader& read_file)
     : table_(std::make_shared<const Table>(config, read_file)) {}
 
-EngineModel::Table::Table(const ConfigText& config, const FileReader& read_file) {
+EngineModel::Table::Table(const ModelConfig& config, const FileReader& read_file) {
   if (config.cases.empty()) return;
   const size_t condition_count = config.cases.front().conditions.size();
-  for (const ConfigText::Case& text : config.cases) {
+  for (const ModelConfig::Case& text : config.cases) {
     if (!ReadCase(text, condition_count, read_file)) return;
   }
   is_valid = true;
 }
 
-bool EngineModel::Table::ReadCase(const ConfigText::Case& text, size_t condition_count,
+bool EngineModel::Table::ReadCase(const ModelConfig::Case& text, size_t condition_count,
                                   const FileReader& read_file) {
   if (text.conditions.empty() || text.conditions.size() != condition_count) return false;
   if (text.outputs.size() != 2) return false;
@@ -145,7 +147,7 @@ bool EngineModel::Table::ReadCase(const ConfigText::Case& text, size_t condition
 std::optional<std::vector<int>> EngineModel::Table::ReadRule(const std::string& name,
                                                              const std::string& value) {
   std::vector<int> values;
-  for (const std::string& piece : SplitText(value, ',')) {
+  for (const std::string& piece : Split(value, ',')) {
     if (!android::base::ParseInt(piece.c_str(), &values.emplace_back())) return std::nullopt;
   }
   std::vector<int> indices;
@@ -191,39 +193,54 @@ std::optional<int> EngineModel::Table::RotationIndex(int rotation) const {
   return std::nullopt;
 }
 
-const EngineModel::Writes& EngineModel::Change(Values& values, uint32_t value, bool is_added) {
+const EngineModel::Writes& EngineModel::Apply(const HostEvent& event) {
   writes_.clear();
-  const auto at = std::find(values.begin(), values.end(), value);
-  if (is_added == (at != values.end())) return writes_;
-  if (is_added) {
-    values.push_back(value);
-  } else {
-    values.erase(at);
+  if (event.source == HostEvent::Source::kHingeAngle) {
+    Hinge(event.value.value_or(0));
+  } else if (event.value) {
+    const auto value = static_cast<uint32_t>(*event.value);
+    if (event.source == HostEvent::Source::kUsecase) {
+      if (event.number == simulator::kUsecaseStarted) Add(usecases_, value);
+      if (event.number == simulator::kUsecaseStopped) Remove(usecases_, value);
+    } else {
+      if (event.number == simulator::kValueAnnounced) Add(common_values_, value);
+      if (event.number == simulator::kValueWithdrawn) Remove(common_values_, value);
+      if (event.number == simulator::kScreenRotated) Rotate(*event.value);
+    }
   }
+  return writes_;
+}
+
+void EngineModel::Add(Values& values, uint32_t value) {
+  if (std::find(values.begin(), values.end(), value) == values.end()) values.push_back(value);
+  UpdateScenario();
+}
+
+void EngineModel::Remove(Values& values, uint32_t value) {
+  values.erase(std::remove(values.begin(), values.end(), value), values.end());
+  UpdateScenario();
+}
+
+void EngineModel::UpdateScenario() {
   const bool is_active =
       !usecases_.empty() && std::any_of(common_values_.begin(), common_values_.end(),
                                         [](uint32_t common) { return common == 5 || common == 6; });
-  if (is_active == is_active_) return writes_;
+  if (is_active == is_active_) return;
   is_active_ = is_active;
   writes_.push_back(&StatusWrite(is_active));
   Update();
-  return writes_;
 }
 
-const EngineModel::Writes& EngineModel::Rotate(int rotation) {
-  writes_.clear();
-  if (rotation == rotation_) return writes_;
+void EngineModel::Rotate(int rotation) {
+  if (rotation == rotation_) return;
   rotation_ = rotation;
   Update();
-  return writes_;
 }
 
-const EngineModel::Writes& EngineModel::Hinge(int angle) {
-  writes_.clear();
-  if (angle < 0 || angle > 180 || angle == hinge_angle_) return writes_;
+void EngineModel::Hinge(int angle) {
+  if (angle < 0 || angle > 180 || angle == hinge_angle_) return;
   hinge_angle_ = angle;
   Update();
-  return writes_;
 }
 
 void EngineModel::Update() {
@@ -254,4 +271,4 @@ std::string EngineModel::DumpHead() const {
          "\n  Previous Case Keys:" + (previous_ == nullptr ? " Null\n" : "Case Keys : {");
 }
 
-}  // namespace brelmo::tavi::simulator
+}  // namespace brelmo::tavi::tools

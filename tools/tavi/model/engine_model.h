@@ -1,5 +1,5 @@
-// What the module must read, choose and send, worked out afresh from the text of its configuration:
-// no code is shared with the module, so that the two can be held against each other.
+// What the module must read, choose and send, worked out from the text of its configuration.
+// Nothing of it is the module's code, so that the two can be held against each other.
 #pragma once
 
 #include <cstddef>
@@ -12,39 +12,37 @@
 #include <utility>
 #include <vector>
 
-namespace brelmo::tavi::simulator {
+#include "host_event.h"
 
-// Splits at every `delimiter`; empty pieces do not count.
-std::vector<std::string> SplitText(const std::string& text, char delimiter);
+namespace brelmo::tavi::tools {
 
-// The configuration text, not interpreted.
-struct ConfigText {
+// A configuration text, taken apart and not interpreted.
+struct ModelConfig {
   struct Case {
     std::map<std::string, std::string> outputs;
     std::map<std::string, std::string> conditions;
   };
   std::vector<Case> cases;
-  std::optional<std::string> malformed_item;  // where reading ended, if not at the end
+  std::optional<std::string> malformed_item;  // reading ended at this one
 };
-ConfigText ReadConfigText(const std::string& text);
+ModelConfig ReadModelConfig(const std::string& text);
 
-// A data file's content.
-struct DataText {
-  std::vector<float> response;  // of the lines before the fault
-  std::string fault;            // what the log says of it, the function's name not included
+// The content of a data file.
+struct ModelResponse {
+  std::vector<float> values;  // of the lines before the fault
+  std::string fault;          // what the log says of it behind the function's name
 };
-DataText ReadDataText(const std::string& content);
+ModelResponse ReadModelResponse(const std::string& content);
 
-// One engine; a copy goes on by itself from the state it was made in. A common value, use case or
-// reading that changes nothing is not worth a check: each event returns the writes that must follow
-// of it, none included.
+// One engine and its state. A copy begins in the state of its original, and goes on by itself.
 class EngineModel {
  public:
-  // The content of a data file by its name in the configuration; none when it cannot be read.
+  // Returns the content of a data file, by its name in the configuration; none when the module
+  // cannot read it.
   using FileReader = std::function<std::optional<std::string>(const std::string& name)>;
   using Bytes = std::vector<unsigned char>;
 
-  // A block for the DSP. Its two messages have no order.
+  // A block for the DSP. The module may send the two messages of a case in either order.
   struct Write {
     Bytes bytes;
     Bytes other_order;
@@ -63,35 +61,30 @@ class EngineModel {
     Write write;  // empty when neither output has a bin
   };
 
-  // Two cases that write equal conditions in different orders are beyond the model: whether the
-  // module takes them for the same case is undefined.
-  EngineModel(const ConfigText& config, const FileReader& read_file);
-  // Whether every case was accepted. Those before the first bad one are there in any case.
+  // Of two cases with equal conditions in different orders, the module may or may not take one for
+  // the other. The model takes them for the same case: leave such configurations out.
+  EngineModel(const ModelConfig& config, const FileReader& read_file);
+  // Whether every case was accepted. The cases before the first bad one are in force either way.
   bool is_valid() const { return table_->is_valid; }
   const std::vector<Case>& cases() const { return table_->cases; }
 
-  // Events. The result is valid until the next one; its elements are as long as the
-  // model or a copy lives.
-  const Writes& Announce(uint32_t value) { return Change(common_values_, value, true); }
-  const Writes& Withdraw(uint32_t value) { return Change(common_values_, value, false); }
-  const Writes& Start(uint32_t usecase) { return Change(usecases_, usecase, true); }
-  const Writes& Stop(uint32_t usecase) { return Change(usecases_, usecase, false); }
-  const Writes& Rotate(int rotation);
-  const Writes& Hinge(int angle);
+  // Returns the writes that the module must make because of the event; often that is none. The list
+  // is valid until the next event, its elements as long as the model or a copy of it.
+  const Writes& Apply(const simulator::HostEvent& event);
 
-  // The first lines of a dump, up to and without what is sent last.
+  // The first lines of a dump. They end where the keys of the case sent last begin, which the
+  // module may list in either order.
   std::string DumpHead() const;
-  // The case sent last, of cases(); may be null.
+  // The case sent last, one of cases(); null when there is none.
   const Case* previous() const { return previous_; }
-  bool has_previous() const { return previous_ != nullptr; }
 
  private:
   using Values = std::vector<uint32_t>;
 
-  // What the configuration makes; it does not change.
+  // What the configuration makes. Copies of the model share it.
   struct Table {
-    Table(const ConfigText& config, const FileReader& read_file);
-    bool ReadCase(const ConfigText::Case& text, size_t condition_count,
+    Table(const ModelConfig& config, const FileReader& read_file);
+    bool ReadCase(const ModelConfig::Case& text, size_t condition_count,
                   const FileReader& read_file);
     std::optional<std::vector<int>> ReadRule(const std::string& name, const std::string& value);
     std::optional<int> HingeIndex(int angle) const;
@@ -103,7 +96,11 @@ class EngineModel {
     std::vector<int> rotations;
   };
 
-  const Writes& Change(Values& values, uint32_t value, bool is_added);
+  void Add(Values& values, uint32_t value);
+  void Remove(Values& values, uint32_t value);
+  void UpdateScenario();
+  void Rotate(int rotation);
+  void Hinge(int angle);
   void Update();
 
   std::shared_ptr<const Table> table_;
@@ -116,4 +113,4 @@ class EngineModel {
   Writes writes_;
 };
 
-}  // namespace brelmo::tavi::simulator
+}  // namespace brelmo::tavi::tools

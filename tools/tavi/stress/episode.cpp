@@ -11,7 +11,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-using simulator::EngineModel;
 using simulator::HostEvent;
 
 // The standard's generator, but not its distributions: they differ between libraries.
@@ -160,8 +159,7 @@ size_t Episode::event_count() const {
 }
 
 EngineModel Episode::MakeModel() const {
-  return {simulator::ReadConfigText(Config()),
-          [this](const std::string& name) -> std::optional<std::string> {
+  return {ReadModelConfig(Config()), [this](const std::string& name) -> std::optional<std::string> {
             const auto file = files.find(name);
             if (file == files.end()) return std::nullopt;
             return file->second;
@@ -176,7 +174,7 @@ Episode MakeEpisode(uint64_t seed, uint64_t number) {
   MakeConfig(chance, episode);
   // As the module sees it: there is no callback without such a condition.
   bool has_hinge = false;
-  for (const auto& one : simulator::ReadConfigText(episode.Config()).cases) {
+  for (const auto& one : ReadModelConfig(episode.Config()).cases) {
     has_hinge = has_hinge || one.conditions.count("HingeAngle") != 0;
   }
   bool is_absent = false;
@@ -194,22 +192,6 @@ HostEvent ToRawEvent(const std::string& step) {
   HostEvent event = std::get<EventStep>(ParseStep(step, 0).value().action).event;
   event.is_raw = true;
   return event;
-}
-
-const EngineModel::Writes& Apply(EngineModel& model, const HostEvent& event) {
-  static const EngineModel::Writes kNone;
-  if (event.source == HostEvent::Source::kHingeAngle) return model.Hinge(event.value.value_or(0));
-  if (!event.value) return kNone;
-  const auto value = static_cast<uint32_t>(*event.value);
-  if (event.source == HostEvent::Source::kCommon) {
-    if (event.number == simulator::kValueAnnounced) return model.Announce(value);
-    if (event.number == simulator::kValueWithdrawn) return model.Withdraw(value);
-    if (event.number == simulator::kScreenRotated) return model.Rotate(*event.value);
-    return kNone;
-  }
-  if (event.number == simulator::kUsecaseStarted) return model.Start(value);
-  if (event.number == simulator::kUsecaseStopped) return model.Stop(value);
-  return kNone;
 }
 
 }  // namespace brelmo::tavi::tools

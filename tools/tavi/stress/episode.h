@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host_event.h"
 #include "model/engine_model.h"
-#include "simulated_host.h"
 
 namespace brelmo::tavi::tools {
 
@@ -29,7 +29,7 @@ struct Episode {
 
   std::string Config() const;
   size_t event_count() const;
-  simulator::EngineModel MakeModel() const;
+  EngineModel MakeModel() const;
 };
 
 // The same for the same numbers.
@@ -37,8 +37,5 @@ Episode MakeEpisode(uint64_t seed, uint64_t number);
 
 // An event step as the host gets it, delivered whether or not the module asked for it.
 simulator::HostEvent ToRawEvent(const std::string& step);
-// What the module must write because of it.
-const simulator::EngineModel::Writes& Apply(simulator::EngineModel& model,
-                                            const simulator::HostEvent& event);
 
 }  // namespace brelmo::tavi::tools

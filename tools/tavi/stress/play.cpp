@@ -14,7 +14,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using simulator::DspWrite;
-using simulator::EngineModel;
 using simulator::HostEvent;
 
 // In a child's report: a round begins.
@@ -42,7 +41,7 @@ class OrderSearch {
       if (at[thread] == queues_[thread].size()) continue;
       is_end = false;
       EngineModel next = model;
-      const EngineModel::Writes& due = Apply(next, queues_[thread][at[thread]]);
+      const EngineModel::Writes& due = next.Apply(queues_[thread][at[thread]]);
       size_t next_written = written;
       if (is_present_ && !Match(due, next_written)) continue;
       Position next_at = at;
@@ -181,7 +180,7 @@ class Player {
     EngineModel model = states_.front();
     for (const std::string& step : round.events) {
       events += (events.empty() ? "" : ", ") + step;
-      for (const EngineModel::Write* const write : Apply(model, ToRawEvent(step))) {
+      for (const EngineModel::Write* const write : model.Apply(ToRawEvent(step))) {
         if (!is_present_) continue;
         due.push_back({write->bytes,
                        simulator::ParseDspMessages(write->bytes.data(), write->bytes.size()), 0});

@@ -44,7 +44,7 @@ void Reduce(std::vector<Item>& items, const Test& fails) {
 
 // A host has handlers for all of the events.
 bool IsPlayable(const Episode& episode) {
-  const auto config = simulator::ReadConfigText(episode.Config());
+  const auto config = ReadModelConfig(episode.Config());
   const bool has_hinge = std::any_of(config.cases.begin(), config.cases.end(), [](const auto& one) {
     return one.conditions.count("HingeAngle") != 0;
   });
@@ -177,7 +177,7 @@ ShortEpisode Shrink(const StressSetup& setup, const Episode& episode, const Fail
 
 std::string ScenarioText(const Episode& episode) {
   std::string text;
-  simulator::EngineModel model = episode.MakeModel();
+  EngineModel model = episode.MakeModel();
   bool is_present = true;
   int refusals = 0;
   for (const Round& round : episode.rounds) {
@@ -189,7 +189,7 @@ std::string ScenarioText(const Episode& episode) {
       if (dsp.what == DspStep::What::kPresent) is_present = true;
     }
     for (const std::string& step : round.events) {
-      const auto& due = Apply(model, ToRawEvent(step));
+      const auto& due = model.Apply(ToRawEvent(step));
       const size_t count = is_present ? due.size() : 0;
       text += step + "\nexpect writes " + std::to_string(count) + "\n";
       for (size_t i = 0; i < count; ++i) {

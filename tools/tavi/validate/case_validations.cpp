@@ -303,6 +303,28 @@ void CheckScenarioEnd(Trial& trial) {
   trial.ExpectAfter("announce 6", Status(true) + Sent(true, " "));
 }
 
+void CheckUnchangedScenario(Trial& trial) {
+  // Below 90 degrees both cases hold.
+  trial.Start(
+      "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt "
+      "HingeAngle:90,180|LeftChannel:r.txt|RightChannel:l.txt");
+  trial.ExpectAfter("hinge 30", {});
+  trial.ExpectAfter("announce 5", {});
+  trial.ExpectAfter("start 6", Status(true) + Sent(true, " "));
+  for (const char* const event :
+       {"announce 5", "announce 6", "announce 4", "withdraw 4", "withdraw 5", "withdraw 5",
+        "announce 5", "withdraw 6", "start 6", "start 23", "start 24", "stop 6", "stop 6",
+        "stop 24", "rotation 0", "hinge 30"}) {
+    trial.ExpectAfter(event, {});
+  }
+  trial.ExpectAfter(
+      "hinge 31",
+      Lines{EngineLog(INFO, "UpdateTuningData: update case keys: previous" + kFirstKeys +
+                                " -> Case Keys : {Name : HingeAngle, Supported "
+                                "Index: {0 1 } }")} +
+          Delivered("UpdateTuningData", "left(2 3) right(0.5 -0.25)", 32));
+}
+
 // ---- Bytes --------------------------------------------------------------------------------------
 
 // A response of this many bins, as a data file and as the DSP's message of this type.
@@ -414,6 +436,10 @@ void AddCaseValidations(Validations& validations) {
   validations.push_back({"cases.refused-writes",
                          "Corrections that the DSP refuses are not sent again in the same posture.",
                          CheckRefusedWrites});
+  validations.push_back({"cases.scenario-unchanged",
+                         "Values and use cases that come and go within the scenario send nothing, "
+                         "although another case has its turn.",
+                         CheckUnchangedScenario});
   validations.push_back({"cases.scenario-end",
                          "The end of the scenario makes the next one send the case again.",
                          CheckScenarioEnd});

@@ -4,8 +4,10 @@
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
+#include "log_capture.h"
 #include "validate/validation.h"
 
 namespace brelmo::tavi::tools {
@@ -326,6 +328,20 @@ void CheckTwoDevices(Trial& trial) {
   other.Deinit();
 }
 
+void CheckSuccessLine(Trial& trial) {
+  std::optional<bool> is_set;
+  {
+    SimulatedHost& host = trial.host();
+    const simulator::LogCapture capture([&](const simulator::LogLine& line) {
+      if (line.text == "compensation_init: initialize successfully")
+        is_set = host.handle() != nullptr;
+    });
+    trial.Init(kHinge);
+  }
+  trial.Expect(is_set.has_value(), "init did not say that it succeeded");
+  trial.Expect(is_set.value_or(true), "init said that it succeeded before it had set the handle");
+}
+
 }  // namespace
 
 void AddInitValidations(Validations& validations) {
@@ -338,6 +354,8 @@ void AddInitValidations(Validations& validations) {
   validations.push_back({"init.late-events-of-a-failure",
                          "The engine outlives an init that fails: a handler called later works.",
                          CheckLateEventsOfAFailure});
+  validations.push_back({"init.success-line", "Init says that it succeeded when the handle is set.",
+                         CheckSuccessLine});
   validations.push_back({"init.context",
                          "The context is four words: the listener, the engine, the sensor and its "
                          "callback, the last two null without a hinge condition.",

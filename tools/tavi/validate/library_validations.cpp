@@ -10,6 +10,7 @@
 #include <set>
 
 #include "console/wording.h"
+#include "hal_audio_platform.h"
 #include "trial/module_file.h"
 #include "validate/validation.h"
 
@@ -137,8 +138,10 @@ std::string Hex(const unsigned char* bytes, size_t count) {
 }
 
 void CheckDescriptorBytes(Trial& trial) {
-  trial.ExpectText("the first bytes of the descriptor", "42 72 54 76 42 00 00 00",
-                   Hex(LoadDescriptor(trial), 8));
+  const std::array<uint32_t, 2> expected = {HAL_EXT_MODULE_TAG, HAL_EXT_MODULE_VERSION};
+  trial.ExpectText("the first bytes of the descriptor",
+                   Hex(reinterpret_cast<const unsigned char*>(expected.data()), sizeof(expected)),
+                   Hex(LoadDescriptor(trial), sizeof(expected)));
 }
 
 void CheckDescriptorEntries(Trial& trial) {
@@ -177,7 +180,7 @@ void AddLibraryValidations(Validations& validations) {
       CheckImports);
   add("library.segments", "There are no text relocations, and the stack is not executable.",
       CheckSegments);
-  add("descriptor.bytes", "The descriptor begins with the tag \"BrTv\" and version 66.",
+  add("descriptor.bytes", "The descriptor begins with the tag and the version of this host.",
       CheckDescriptorBytes);
   add("descriptor.entries", "The descriptor's entries are compensation_init, _deinit and _dump.",
       CheckDescriptorEntries);

@@ -1,11 +1,8 @@
 // The part of the host audio HAL that the compensation module needs, and nothing more.
 //
 // This header stands in for the host's own ones: a vendor tree replaces it with a header of the
-// same name that includes those. Types that the module only passes on stay opaque. Two host records
-// are not opaque to the module, which reads one field of each at a fixed byte offset:
-//
-//   hal_audio_device   offset 2656   hal_tuning_entry_t   the tuning entry, null when there is none
-//   usecase            offset   12   uint32_t             the use case's value
+// same name that includes those. Types that the module only passes on stay opaque; what it needs to
+// know of their layout are the numbers below.
 //
 // Every function takes the device that was given to the module's init entry, unchanged. Functions
 // that return int return 0 for success unless they say otherwise.
@@ -24,6 +21,18 @@ extern "C" {
 typedef struct hal_audio_device hal_audio_device;
 typedef struct hal_ext_module_ops hal_ext_module_ops;
 typedef struct usecase usecase;
+
+// What one release of the host differs from another in. The module and everything that judges it
+// take the numbers from here.
+enum {
+  // Where the host's records hold the only field of each that the module reads, in bytes.
+  HAL_TUNING_ENTRY_OFFSET =
+      2656,  // in hal_audio_device: hal_tuning_entry_t, null when there is none
+  HAL_USECASE_VALUE_OFFSET = 12,  // in usecase: uint32_t, the use case's value
+  // How an extension module's descriptor begins.
+  HAL_EXT_MODULE_TAG = 0x76547242,  // "BrTv"
+  HAL_EXT_MODULE_VERSION = 66
+};
 
 // Host enumerations; the module uses the numbers only.
 typedef int32_t hal_common_event_t;
@@ -91,8 +100,8 @@ typedef int (*hal_module_event_callback_t)(hal_audio_device* device, aud_mdl_han
 
 // What the host looks up in the library, under the name HAL_PLATFORM_EXT_AUD_MODULE.
 typedef struct hal_ext_audio_module {
-  uint32_t tag;  // four characters in file byte order
-  uint32_t version;
+  uint32_t tag;      // HAL_EXT_MODULE_TAG: four characters in file byte order
+  uint32_t version;  // HAL_EXT_MODULE_VERSION
   int (*init)(hal_audio_device* device, hal_module_event_callback_t module_event_callback,
               hal_ext_module_ops* ops, const char* config, void** handle);
   int (*deinit)(hal_audio_device* device, void** handle);

@@ -23,13 +23,6 @@
 
 namespace brelmo::tavi::audio {
 
-namespace {
-
-// Where the host's device record holds the tuning entry.
-constexpr size_t kTuningEntryOffset = 2656;
-
-}  // namespace
-
 int LegacyAudioSensorInfoWrapper::RegisterProximitySensorCallback(int client_id,
                                                                   SensorCallback callback,
                                                                   void* cookie) {
@@ -66,7 +59,8 @@ bool LegacyAudioTunerDelivererWrapper::CallTuningEntry(int32_t code, int32_t sub
                                                        int64_t size) {
   if (device_ == nullptr) return false;
   hal_tuning_entry_t entry = nullptr;
-  std::memcpy(&entry, reinterpret_cast<const char*>(device_) + kTuningEntryOffset, sizeof(entry));
+  std::memcpy(&entry, reinterpret_cast<const char*>(device_) + HAL_TUNING_ENTRY_OFFSET,
+              sizeof(entry));
   return entry != nullptr &&
          entry(device_, code, sub_code, 0, nullptr, context, data, size, 0, 0) == 0;
 }
@@ -91,9 +85,6 @@ constexpr std::array<hal_common_event_t, 3> kCommonEvents = {kScreenRotated, kVa
 constexpr std::array<int32_t, 3> kUsecases = {6, 23, 24};
 constexpr std::array<usecase_event_t, 2> kUsecaseEvents = {kUsecaseStarted, kUsecaseStopped};
 constexpr int kClientOption = 5;
-
-// Where the host's use-case record holds the use case's value.
-constexpr size_t kUsecaseValueOffset = 12;
 
 // The 32-bit value at `record` + `offset`; none when the host gave no record.
 template <typename T>
@@ -129,7 +120,7 @@ void OnUsecaseEvent(usecase_event_t event, usecase* uc, void* /*data*/, void* co
   if (cookie == nullptr) return;
   auto& engine = *static_cast<TelephonySpeakerCompensation*>(cookie);
   LOG(INFO) << "audio_hw_compensation: use case event " << event;
-  const auto value = ReadValue<uint32_t>(uc, kUsecaseValueOffset);
+  const auto value = ReadValue<uint32_t>(uc, HAL_USECASE_VALUE_OFFSET);
   switch (event) {
     case kUsecaseStarted:
       if (value) engine.AddActiveUsecase(*value);
@@ -235,8 +226,8 @@ using namespace brelmo::tavi::audio;
 using namespace brelmo::tavi::audio::compensation;
 
 hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE = {
-    0x76547242,  // "BrTv"
-    0x42,       compensation_init, compensation_deinit, compensation_dump,
+    HAL_EXT_MODULE_TAG,  HAL_EXT_MODULE_VERSION, compensation_init,
+    compensation_deinit, compensation_dump,
 };
 
 int compensation_init(hal_audio_device* device,
