@@ -24,15 +24,16 @@ TEST(EngineScenario, SendsTheStatusBeforeTheCaseEvenIfItFails) {
 
 TEST(EngineScenario, RunsWithoutADeliverer) {
   LogRecorder log;
-  TestEngine engine(nullptr);
+  TelephonySpeakerCompensation engine(nullptr, {});
+  EnginePeer inside(engine);
   CaseKeys ignored;
   ASSERT_TRUE(inside.ParseRule(ignored, {"0"}, "ScreenRotation"));
-  engine.AppendCase({}, {MakeOutput(0, {1, 0})});
+  inside.AppendCase({}, {MakeOutput(0, {1, 0})});
   engine.AddActiveCommonValue(6);
   engine.AddActiveUsecase(6);
   engine.OnSensorValueChanged(90);
   EXPECT_TRUE(engine.IsSupportedScenario());
-  EXPECT_EQ(engine.previous_case_keys(), nullptr);
+  EXPECT_EQ(inside.previous_case_keys(), nullptr);
   EXPECT_THAT(log.Take(), IsEmpty());
 }
 
