@@ -108,6 +108,8 @@ class SimulatedHost {
   void SetTuningEntry(bool present);
   // How long the module may take with a call, beyond the time that the DSP is told to take.
   void SetPatience(std::chrono::milliseconds patience) { patience_ = patience; }
+  // How long that is now.
+  std::chrono::milliseconds CallLimit() const;
 
   // Each calls the module on the control thread and waits. `config` may be null.
   InitResult Init(const char* config);
@@ -170,7 +172,6 @@ class SimulatedHost {
                          unsigned int data_size, void** reply, unsigned int* reply_size,
                          aud_interacts_op_t op, unsigned int flags);
 
-  std::chrono::milliseconds Timeout() const;
   // A block of zeros that the host takes back. Entered with mutex_ held.
   void* MakeBlock(size_t size);
   EventThread& Thread(HostEvent::Source source);
