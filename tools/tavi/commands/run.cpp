@@ -44,6 +44,8 @@ const std::map<std::string, LogSeverity> kLogLevels = {
 int Run(const RunOptions& options) {
   PlaySetup setup;
   setup.config = options.config.Text();
+  options.config.UseDataFolder();  // is there one? It is in force in the module's process alone
+  setup.data_root = options.config.data_root();
   setup.scenario = options.scenario;
   setup.is_json = options.format == "json";
   setup.patience = std::chrono::seconds(options.patience);
@@ -61,8 +63,6 @@ int Run(const RunOptions& options) {
   }
   setup.capture = capture.get();
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
-  // Last: files that the user names are not the module's.
-  const auto data_folder = options.config.UseDataFolder();
   return RunInterruptible([&] {
     const PlayResult result = PlayScenario(setup);
     if (!result.is_capture_complete) {

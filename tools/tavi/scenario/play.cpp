@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -14,6 +15,7 @@
 
 #include "console/input.h"
 #include "console/terminal.h"
+#include "data_folder.h"
 #include "loaded_module.h"
 #include "process/child_process.h"
 #include "scenario/line_reader.h"
@@ -96,6 +98,8 @@ bool PlaySteps(ScenarioRunner& runner, const std::vector<Step>& steps, const std
 
 int Play(const PlaySetup& setup, const std::vector<Step>& steps, bool is_prompting,
          Clock::time_point begin, ChildReport& child) {
+  std::optional<simulator::DataFolder> data_folder;
+  if (!setup.data_root.empty()) data_folder.emplace(setup.data_root);
   LineReader lines(STDIN_FILENO);  // before the module can touch the descriptor
   child.Set("loading " + setup.module, setup.patience);
   const simulator::LoadedModule module(setup.module);

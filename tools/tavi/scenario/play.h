@@ -10,6 +10,7 @@ namespace brelmo::tavi::tools {
 struct PlaySetup {
   std::string module;
   std::string config;
+  std::string data_root;       // in the place of the module's data folder; empty: the device's own
   std::string scenario = "-";  // a file, or standard input
   bool is_json = false;
   // Where the bytes of every write go, as they come; may be null. The caller finds what could not
