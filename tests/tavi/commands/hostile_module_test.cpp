@@ -17,9 +17,17 @@ using testing::Not;
 using testing::StartsWith;
 
 Outcome RunHostile(const std::string& way, const Strings& more, const std::string& input = "") {
-  Strings arguments = {
-      "run",         "--module", TAVI_HOSTILE_MODULE_FILE, "--config-text", "x", "--patience", "1",
-      "--log-level", "none"};
+  Strings arguments = {"run",
+                       "--module",
+                       TAVI_HOSTILE_MODULE_FILE,
+                       "--config-text",
+                       "x",
+                       "--data-root",
+                       "/",
+                       "--patience",
+                       "1",
+                       "--log-level",
+                       "none"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   return RunTavi(arguments, input, "", "HOSTILE=" + way);
 }
@@ -41,7 +49,7 @@ TEST(HostileModuleTest, ARunTellsWhatTheModuleDoesToItsProcess) {
       {"close-all", "dump", 1, "its descriptors had been closed"},
       {"close-dump", "dump", 1, "dump closed the descriptor that it was given"},
       {"dump-much", "dump", 1, "dump wrote 16 MiB or more"},
-      {"print", "", 0, "print {\"printed\": \\x1B[31m\n"},
+      {"print", "", 0, "print {\"printed\": \\x1b[31m\n"},
       {"print-much", "", 0, "it prints more than 1 MiB"},
       {"daemon", "", 0, "all as expected"},
   };
@@ -105,14 +113,15 @@ TEST(PoorMachineTest, IsNoFaultOfTheModule) {
 
 // A parent may ignore the end of children, which their children inherit.
 TEST(PoorMachineTest, AnIgnoredEndOfAChildIsSeenAllTheSame) {
-  const Outcome outcome =
-      RunTavi({"run", "--config-text", "x"}, "expect init 3\n", "", "trap '' CHLD;");
+  const Outcome outcome = RunTavi({"run", "--config-text", "x", "--data-root", "/"},
+                                  "expect init 3\n", "", "trap '' CHLD;");
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_THAT(outcome.out, HasSubstr("1 failure"));
 }
 
 TEST(PoorMachineTest, AnEndlessLineIsRefused) {
-  const Outcome outcome = RunTavi({"run", "--config-text", "x"}, std::string(200000, 'x'));
+  const Outcome outcome =
+      RunTavi({"run", "--config-text", "x", "--data-root", "/"}, std::string(200000, 'x'));
   EXPECT_EQ(outcome.exit_code, 2);
   EXPECT_THAT(outcome.err, HasSubstr("standard input:1: has more than 65536 bytes"));
 }
@@ -121,8 +130,8 @@ TEST(PoorMachineTest, AnEndlessLineIsRefused) {
 TEST(PoorMachineTest, TimeInWhichTaviIsStoppedDoesNotCount) {
   const Outcome outcome =
       RunTavi({"-c",
-               "\"$0\" validate \"$1\" --only threads --patience 1 >out 2>&1 & pid=$!; sleep 0.4; "
-               "kill -TSTP $pid; sleep 4; kill -CONT $pid; wait $pid; code=$?; cat out; exit $code",
+               "\"$0\" validate \"$1\" --only threads --patience 1 >log 2>&1 & pid=$!; sleep 0.4; "
+               "kill -TSTP $pid; sleep 4; kill -CONT $pid; wait $pid; code=$?; cat log; exit $code",
                TAVI_COMMAND_FILE, TAVI_MODULE_FILE},
               "", "", "", "/bin/bash");
   EXPECT_EQ(outcome.exit_code, 0) << outcome.out;
@@ -135,7 +144,7 @@ TEST(PoorMachineTest, AnInterruptLeavesNothingBehind) {
         {"-c",
          std::string("export TMPDIR=\"$2\"; for wait in 0.1 0.2 0.3 0.5; do setsid \"$0\" ") +
              command +
-             " \"$1\" >out 2>&1 & pid=$!; sleep $wait; kill -TERM $pid; wait $pid; echo $?; done",
+             " \"$1\" >log 2>&1 & pid=$!; sleep $wait; kill -TERM $pid; wait $pid; echo $?; done",
          TAVI_COMMAND_FILE, TAVI_MODULE_FILE, temporary.path()},
         "", "", "", "/bin/bash");
     EXPECT_THAT(Lines(outcome.out), Each("143")) << command;

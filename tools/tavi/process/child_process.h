@@ -29,6 +29,8 @@ class ChildReport {
   virtual void Add(const std::string& text) = 0;
   // Hands a text to ChildHandlers::on_show.
   virtual void Show(const std::string& text) = 0;
+  // Waits until what this process wrote to standard output and error was read, for 100 ms at most.
+  virtual void WaitForReader() = 0;
   // The result, for work that is about to end the process itself instead of returning.
   virtual void Finish(int result) = 0;
 };

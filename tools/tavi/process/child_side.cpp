@@ -1,10 +1,10 @@
 #include "process/child_side.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -32,8 +32,8 @@ constexpr size_t kHeadSize = 1 + sizeof(uint32_t);
 
 class Report : public ChildReport {
  public:
-  Report(ChildState& state, int fd, std::chrono::milliseconds end_time)
-      : state_(state), fd_(fd), end_time_(end_time) {}
+  Report(ChildState& state, const ChildFiles& files)
+      : state_(state), fd_(files.messages), output_(files.output) {}
 
   void Set(const std::string& activity, std::optional<std::chrono::milliseconds> limit) override {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -45,8 +45,15 @@ class Report : public ChildReport {
   }
   void Add(const std::string& text) override { Send(ChildMessage::kReport, text); }
   void Show(const std::string& text) override { Send(ChildMessage::kShow, text); }
+  void WaitForReader() override {
+    std::fflush(stdout);
+    for (int i = 0; i < 100; ++i) {
+      int size = 0;
+      if (ioctl(output_, FIONREAD, &size) != 0 || size == 0) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
   void Finish(int result) override {
-    Set("its unloading", end_time_);
     state_.result = result;
     state_.is_finished = true;
   }
@@ -75,7 +82,7 @@ class Report : public ChildReport {
 
   ChildState& state_;
   const int fd_;
-  const std::chrono::milliseconds end_time_;
+  const int output_;
   std::mutex mutex_;
 };
 
@@ -167,7 +174,7 @@ bool TakeMessage(std::string& bytes, ChildMessage& kind, std::string& text) {
 void LiveAsChild(ChildState& state, const ChildFiles& files, const ChildLimits& limits,
                  const std::function<int(ChildReport&)>& work) {
   SetUp(files);
-  Report report(state, files.messages, limits.end_time);
+  Report report(state, files);
   const auto fail = [&report](const std::string& text) {
     report.Send(ChildMessage::kMachine, text);
     std::_Exit(EXIT_FAILURE);
@@ -176,6 +183,7 @@ void LiveAsChild(ChildState& state, const ChildFiles& files, const ChildLimits& 
   try {
     CheckElbowRoom();
     const int result = work(report);
+    report.Set("its unloading", limits.end_time);
     report.Finish(result);
     // What a sanitizer has to say at the end is said here, and changes the exit code.
     std::exit(result);

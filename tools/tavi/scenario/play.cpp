@@ -50,9 +50,16 @@ std::vector<Step> ReadScenario(const std::string& path) {
   }
 }
 
-std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, RunReporter::Put put) {
+// What the user's terminal is, which the child does not have.
+struct Terminal {
+  bool is_coloured = IsColourWanted();
+  bool is_prompting = false;
+};
+
+std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, const Terminal& terminal,
+                                          RunReporter::Put put) {
   return setup.is_json ? MakeJsonReporter(std::move(put))
-                       : MakeTextReporter(IsColourWanted(), std::move(put));
+                       : MakeTextReporter(terminal.is_coloured, std::move(put));
 }
 
 // ---- In the child -------------------------------------------------------------------------------
@@ -96,7 +103,7 @@ bool PlaySteps(ScenarioRunner& runner, const std::vector<Step>& steps, const std
   }
 }
 
-int Play(const PlaySetup& setup, const std::vector<Step>& steps, bool is_prompting,
+int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal& terminal,
          Clock::time_point begin, ChildReport& child) {
   std::optional<simulator::DataFolder> data_folder;
   if (!setup.data_root.empty()) data_folder.emplace(setup.data_root);
@@ -104,8 +111,8 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, bool is_prompti
   child.Set("loading " + setup.module, setup.patience);
   const simulator::LoadedModule module(setup.module);
   child.Set("reading the configuration", setup.patience);
-  const auto reporter =
-      MakeReporter(setup, [&child](const std::string& text) { child.Show(kToOutput + text); });
+  const auto reporter = MakeReporter(
+      setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
   const bool reads_lines = setup.scenario == "-";
   const std::string name = reads_lines ? "standard input" : setup.scenario;
   ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin},
@@ -114,7 +121,7 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, bool is_prompti
   // Standard output is for JSON alone, if for JSON at all.
   const char stream = setup.is_json ? kToError : kToOutput;
   const bool is_alive =
-      (reads_lines ? PlayLines(runner, lines, is_prompting,
+      (reads_lines ? PlayLines(runner, lines, terminal.is_prompting,
                                [&](const std::string& text) { child.Show(stream + text); })
                    : PlaySteps(runner, steps, name)) &&
       runner.Finish();
@@ -177,12 +184,13 @@ PlayResult PlayScenario(const PlaySetup& setup) {
   const bool reads_lines = setup.scenario == "-";
   std::vector<Step> steps;
   if (!reads_lines) steps = ReadScenario(setup.scenario);
-  const bool is_prompting =
+  Terminal terminal;
+  terminal.is_prompting =
       isatty(STDIN_FILENO) != 0 && isatty(setup.is_json ? STDERR_FILENO : STDOUT_FILENO) != 0;
   const auto begin = Clock::now();
 
   const auto reporter =
-      MakeReporter(setup, [](const std::string& text) { PutTo(stdout, text, 0); });
+      MakeReporter(setup, terminal, [](const std::string& text) { PutTo(stdout, text, 0); });
   Prints prints(*reporter, begin);
   ChildHandlers handlers;
   handlers.on_show = [](const std::string& text) {
@@ -197,7 +205,7 @@ PlayResult PlayScenario(const PlaySetup& setup) {
       limits,
       [&](ChildReport& child) {
         try {
-          return Play(setup, steps, is_prompting, begin, child);
+          return Play(setup, steps, terminal, begin, child);
         } catch (const MachineError&) {
           throw;
         } catch (const std::system_error&) {

@@ -100,6 +100,7 @@ void ScenarioRunner::WaitForReports() {
   child_.Set("nothing: it was between two steps");
   while (!reports_.Drain(std::chrono::hours(1))) {
   }
+  child_.WaitForReader();  // what the module prints is told beside its cause
 }
 
 bool ScenarioRunner::Finish() {
