@@ -260,7 +260,7 @@ class SignalGuard {
     sigemptyset(&child);
     sigaddset(&child, SIGCHLD);
     sigprocmask(SIG_BLOCK, &child, &old_mask_);
-    waiting_mask_ = old_mask_;
+    sigprocmask(SIG_BLOCK, nullptr, &waiting_mask_);
     sigdelset(&waiting_mask_, SIGCHLD);
   }
   SignalGuard(const SignalGuard&) = delete;

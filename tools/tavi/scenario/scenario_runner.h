@@ -36,6 +36,8 @@ class ScenarioRunner : private simulator::HostObserver {
   // All are borrowed.
   ScenarioRunner(const simulator::LoadedModule& module, const Options& options,
                  RunReporter& reporter, ChildReport& child);
+  ScenarioRunner(const ScenarioRunner&) = delete;
+  ScenarioRunner& operator=(const ScenarioRunner&) = delete;
   ~ScenarioRunner() override;
 
   // Throws ScenarioError for a step that this configuration can never be played with.
