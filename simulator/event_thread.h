@@ -25,7 +25,8 @@ class EventThread {
   // Runs `task` and waits for it. False when it is not done in `timeout`; it then goes on running,
   // so what it refers to must stay.
   bool Run(std::function<void()> task, std::chrono::milliseconds timeout);
-  // Waits until every task given so far is done. False on timeout.
+  // Waits until every task given so far is done. False on timeout. Time in which the process is
+  // stopped does not count.
   bool Drain(std::chrono::milliseconds timeout);
 
  private:

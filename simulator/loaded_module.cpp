@@ -1,8 +1,14 @@
 #include "loaded_module.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
+
+#include <array>
+#include <fstream>
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
@@ -36,9 +42,34 @@ std::string FindFault(const hal_ext_audio_module& descriptor) {
   return "";
 }
 
+// Why no library can be in the file; empty when one may be. The loader passes over libraries of
+// another machine as if they were not there, and waits for a pipe.
+std::string FindFaultOfFile(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return std::strerror(errno);
+  if (!S_ISREG(status.st_mode)) return "is no regular file";
+  const auto read_head = [](const std::string& file) {
+    std::array<char, 20> head{};  // with the machine at offset 18
+    std::ifstream(file, std::ios::binary).read(head.data(), head.size());
+    return head;
+  };
+  const auto head = read_head(path);
+  const auto own = read_head("/proc/self/exe");
+  constexpr size_t kIdentity = 6;  // the magic number, 32 or 64 bits, order of bytes
+  if (std::memcmp(head.data(), own.data(), 4) != 0) return "is no ELF file";
+  if (std::memcmp(head.data(), own.data(), kIdentity) != 0 ||
+      std::memcmp(&head[18], &own[18], 2) != 0) {
+    return "is for another machine: it needs a tavi that was built for that one";
+  }
+  return "";
+}
+
 }  // namespace
 
 LoadedModule::LoadedModule(const std::string& path) {
+  if (const std::string fault = FindFaultOfFile(path); !fault.empty()) {
+    throw std::runtime_error(path + ": cannot be loaded: " + fault);
+  }
   // A name without a slash would be searched for in the system's library folders.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
   void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);

@@ -1,10 +1,13 @@
 #include "simulated_host.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "host_records.h"
@@ -48,7 +51,7 @@ SimulatedHost::SimulatedHost(const LoadedModule& module, HostObserver& observer)
 
 SimulatedHost::~SimulatedHost() { Drain(); }
 
-std::chrono::milliseconds SimulatedHost::Timeout() const {
+std::chrono::milliseconds SimulatedHost::CallLimit() const {
   // A scenario change is two writes, and each other thread may be at one, too.
   constexpr int kWritesOfAnEvent = 2;
   constexpr int kEventThreads = 3;
@@ -68,7 +71,7 @@ SimulatedHost::InitResult SimulatedHost::Init(const char* config) {
                                             static_cast<hal_ext_module_ops*>(Forbidden()), config,
                                             services_.handle());
       },
-      Timeout());
+      CallLimit());
   if (init.timed_out) return init;
   init.result = *result;
   init.left_handle_alone = services_.EndInit(init.result);
@@ -83,7 +86,7 @@ bool SimulatedHost::Deinit() {
           [this, result] {
             *result = module_.descriptor().deinit(services_.device(), services_.handle());
           },
-          Timeout())) {
+          CallLimit())) {
     return false;
   }
   services_.EndDeinit(*result, context);
@@ -91,15 +94,24 @@ bool SimulatedHost::Deinit() {
 }
 
 std::optional<std::string> SimulatedHost::Dump() {
-  const int fd = memfd_create("dump", MFD_CLOEXEC);
-  if (fd < 0) std::abort();
+  constexpr off_t kMost = off_t{16} << 20;
+  const int fd = memfd_create("dump", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+  if (fd < 0) throw std::system_error(errno, std::generic_category(), "no file for a dump");
+  // It takes no more than that: the offset that the module's writes leave behind is their size.
+  if (ftruncate(fd, kMost) == 0) fcntl(fd, F_ADD_SEALS, F_SEAL_GROW);
   const auto result = std::make_shared<int>(0);
   if (!control_thread_.Run(
-          [this, fd, result] { *result = module_.descriptor().dump(fd, handle()); }, Timeout())) {
+          [this, fd, result] { *result = module_.descriptor().dump(fd, handle()); }, CallLimit())) {
     return std::nullopt;  // the module may still write to fd
   }
   if (*result != 0) services_.Violate("dump returned " + std::to_string(*result) + ", not 0");
-  std::string text(static_cast<size_t>(lseek(fd, 0, SEEK_END)), '\0');
+  const off_t end = lseek(fd, 0, SEEK_CUR);
+  if (end < 0) {
+    services_.Violate("dump closed the descriptor that it was given");
+    return "";
+  }
+  if (end >= kMost) services_.Violate("dump wrote 16 MiB or more");
+  std::string text(static_cast<size_t>(end), '\0');
   const ssize_t size = pread(fd, text.data(), text.size(), 0);
   text.resize(size < 0 ? 0 : static_cast<size_t>(size));
   close(fd);
@@ -161,8 +173,8 @@ std::function<void()> SimulatedHost::MakeDelivery(const HostEvent& event) {
 SimulatedHost::Delivery SimulatedHost::Deliver(const HostEvent& event) {
   std::function<void()> delivery = MakeDelivery(event);
   if (!delivery) return Delivery::kNotRegistered;
-  return Thread(event.source).Run(std::move(delivery), Timeout()) ? Delivery::kDelivered
-                                                                  : Delivery::kTimedOut;
+  return Thread(event.source).Run(std::move(delivery), CallLimit()) ? Delivery::kDelivered
+                                                                    : Delivery::kTimedOut;
 }
 
 SimulatedHost::Delivery SimulatedHost::Post(const HostEvent& event) {
@@ -174,8 +186,8 @@ SimulatedHost::Delivery SimulatedHost::Post(const HostEvent& event) {
 }
 
 bool SimulatedHost::Drain() {
-  const bool is_drained = common_thread_.Drain(Timeout()) && usecase_thread_.Drain(Timeout()) &&
-                          sensor_thread_.Drain(Timeout());
+  const bool is_drained = common_thread_.Drain(CallLimit()) && usecase_thread_.Drain(CallLimit()) &&
+                          sensor_thread_.Drain(CallLimit());
   if (is_drained) posted_ = 0;
   return is_drained;
 }

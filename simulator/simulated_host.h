@@ -58,6 +58,8 @@ class SimulatedHost {
   void SetTuningEntry(bool present) { services_.SetTuningEntry(present); }
   // How long the module may take with a call, beyond the time that the DSP is told to take.
   void SetPatience(std::chrono::milliseconds patience) { patience_ = patience; }
+  // How long that is now.
+  std::chrono::milliseconds CallLimit() const;
 
   // Each calls the module on the control thread and waits. `config` may be null.
   InitResult Init(const char* config);
@@ -84,7 +86,6 @@ class SimulatedHost {
                          unsigned int data_size, void** reply, unsigned int* reply_size,
                          aud_interacts_op_t op, unsigned int flags);
 
-  std::chrono::milliseconds Timeout() const;
   EventThread& Thread(HostEvent::Source source);
   // The task that delivers the event; empty when the module is not to get it.
   std::function<void()> MakeDelivery(const HostEvent& event);

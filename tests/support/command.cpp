@@ -21,12 +21,12 @@ std::string Quoted(const std::string& word) {
 }
 
 // A sanitizer is told to leave alone what a release build would die of.
-std::string Command(const Strings& arguments) {
+std::string Command(const Strings& arguments, const std::string& program = TAVI_COMMAND_FILE) {
   std::string command;
   for (const char* const name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
     command += std::string(name) + "=handle_segv=0 ";
   }
-  command += Quoted(TAVI_COMMAND_FILE);
+  command += Quoted(program);
   for (const std::string& argument : arguments) command += " " + Quoted(argument);
   return command;
 }
@@ -43,9 +43,13 @@ Outcome RunInShell(const std::string& command, const std::string& input,
 
 }  // namespace
 
-Outcome RunTavi(const Strings& arguments, const std::string& input,
-                const std::string& redirection) {
-  return RunInShell(Command(arguments), input, redirection);
+Outcome RunTavi(const Strings& arguments, const std::string& input, const std::string& redirection,
+                const std::string& before, const std::string& program) {
+  const bool is_list = !before.empty() && before.back() == ';';
+  // Standard error first: what comes before may close or limit much.
+  return RunInShell(
+      (is_list ? "{ " : "") + before + " " + Command(arguments, program) + (is_list ? "; }" : ""),
+      input, redirection);
 }
 
 Outcome RunAtTerminal(const std::string& environment, const Strings& arguments,

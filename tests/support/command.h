@@ -23,9 +23,11 @@ struct Outcome {
   Strings Texts(const std::string& kind) const;
 };
 
-// `input` comes through a pipe. `redirection` is the shell's.
+// `input` comes through a pipe. `redirection` is the shell's, and so is `before`, in front of the
+// command: variables, or whole commands with their ";".
 Outcome RunTavi(const Strings& arguments, const std::string& input = "",
-                const std::string& redirection = "");
+                const std::string& redirection = "", const std::string& before = "",
+                const std::string& program = TAVI_COMMAND_FILE);
 
 // At a terminal, with the keys typed. Standard error appears there too, unless redirected.
 Outcome RunAtTerminal(const std::string& environment, const Strings& arguments,

@@ -205,6 +205,10 @@ TEST_F(RunCommandTest, HandsTheConfigurationOverAsItStands) {
 TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
   const std::string conf = folder_.path("device.conf");
   folder_.Write("null.conf", std::string("ab\0c\n", 5));
+  std::string foreign = ReadFile(TAVI_MODULE_FILE);
+  foreign[18] = '\x2a';  // the machine of an ELF header
+  foreign[19] = '\0';
+  folder_.Write("foreign.so", foreign);
   // Exists for everyone and cannot be read from the start by anyone.
   const std::string unreadable = "/proc/self/mem";
   const std::pair<Strings, Strings> cases[] = {
@@ -227,6 +231,7 @@ TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
       {{"run", "--config", conf, "--module", conf}, {conf, "cannot be loaded"}},
       {{"run", "--config", conf, "--module", TAVI_OTHER_LIBRARY_FILE},
        {TAVI_OTHER_LIBRARY_FILE, "HAL_PLATFORM_EXT_AUD_MODULE"}},
+      {{"run", "--config", conf, "--module", folder_.path("foreign.so")}, {"another machine"}},
       {{"decode"}, {"capture"}},
       {{"decode", "nowhere"}, {"nowhere: cannot be read: No such file"}},
       {{"decode", folder_.path()}, {folder_.path(), "is a folder"}},
@@ -265,6 +270,7 @@ TEST_F(RunCommandTest, ABadLineInAPipeEndsTheRun) {
       {"refuse memory", "the module is initialised already"},
       {"init", "the module is initialised already"},
       {"deinit\ndeinit", "there is no context"},
+      {"expect case 9", "there is no case 9: the module takes 3 cases"},
   };
   for (const auto& [line, reason] : cases) {
     const Outcome outcome = Run({}, std::string("announce 5\n# comment\n") + line + "\nstart 6\n");

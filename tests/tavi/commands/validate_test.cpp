@@ -46,6 +46,8 @@ TEST(ValidateCommandTest, RefusesWhatItCannotUse) {
       {{"validate", folder.path("foreign.so")}, "foreign.so: is for another machine"},
       {{"validate", TAVI_OTHER_LIBRARY_FILE}, "does not export HAL_PLATFORM_EXT_AUD_MODULE"},
       {{"validate", TAVI_MODULE_FILE, "--only", "none.*"}, "--only: no test has such a name"},
+      {{"validate", "--only", "threads", folder.path("text.so")}, "text.so: is no ELF file"},
+      {{"validate", folder.path()}, "is no regular file"},
       {{"validate", TAVI_MODULE_FILE, "--jobs", "0"}, "--jobs"},
       {{"validate", TAVI_MODULE_FILE, "--format", "xml"}, "--format"},
       {{"stress"}, "MODULE is required"},

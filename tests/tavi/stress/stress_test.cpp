@@ -1,15 +1,9 @@
 // tavi stress: that it repeats itself, what it plays, and that the module stands it.
-#include <chrono>
-#include <cstdlib>
-#include <stdexcept>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include <gmock/gmock.h>
 
 #include "command.h"
-#include "process/child_process.h"
 #include "stress/episode.h"
 #include "stress/shrink.h"
 
@@ -19,7 +13,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using tools::ChildEnd;
 using tools::Episode;
 using tools::MakeEpisode;
 using tools::ScenarioText;
@@ -55,6 +48,13 @@ TEST(StressTest, TheModuleStandsIt) {
   EXPECT_EQ(outcome.err, "");
 }
 
+TEST(StressTest, SaysWhyAModuleOfAnotherVersionIsNotPlayed) {
+  const Outcome outcome = RunTavi({"stress", TAVI_FOREIGN_MODULE_FILE});
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("version 67, expected 66"), HasSubstr("build it for")));
+}
+
 // The whole way to a scenario, with a module that dies of a value that is announced.
 TEST(StressTest, ADeathBecomesAShortScenario) {
   const TemporaryFolder folder;
@@ -68,37 +68,6 @@ TEST(StressTest, ADeathBecomesAShortScenario) {
                folder.path("found/device.conf"), "--data-root", folder.path("found/etc"),
                "--scenario", folder.path("found/stress.scenario")});
   EXPECT_EQ(run.exit_code, 1) << run.out << run.err;
-}
-
-std::vector<ChildEnd> RunAll(size_t count, const tools::ChildWork& work) {
-  std::vector<ChildEnd> ends(count);
-  tools::ChildLimits limits;
-  limits.jobs = 2;
-  limits.time = std::chrono::seconds(2);
-  tools::RunChildren(count, limits, work,
-                     [&ends](size_t index, const ChildEnd& end) { ends[index] = end; });
-  return ends;
-}
-
-TEST(ChildProcessTest, TellsHowEachEnded) {
-  const auto ends = RunAll(4, [](size_t index, tools::ChildReport& report) {
-    report.Add("report " + std::to_string(index));
-    report.Set("activity " + std::to_string(index));
-    if (index == 1) std::exit(0);  // before the work is done
-    if (index == 2) throw std::runtime_error("no reason");
-    if (index == 3) std::this_thread::sleep_for(std::chrono::seconds(60));
-    return 5;
-  });
-  using How = ChildEnd::How;
-  const How expected[] = {How::kReturned, How::kDied, How::kDied, How::kTimedOut};
-  for (size_t i = 0; i < ends.size(); ++i) {
-    EXPECT_EQ(ends[i].how, expected[i]) << i;
-    EXPECT_EQ(ends[i].report, "report " + std::to_string(i));
-    EXPECT_EQ(ends[i].activity, "activity " + std::to_string(i));
-  }
-  EXPECT_EQ(ends[0].result, 5);
-  EXPECT_THAT(ends[2].output, HasSubstr("no reason"));
-  EXPECT_LT(ends[3].time.count(), 30);
 }
 
 }  // namespace

@@ -1,29 +1,23 @@
 // tavi run: plays a scenario against a loaded module.
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
-#include <fstream>
-#include <iostream>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
+#include <string>
 
 #include <android-base/logging.h>
 
 #include "commands/commands.h"
 #include "commands/config_options.h"
 #include "commands/installed_module.h"
-#include "console/terminal.h"
-#include "loaded_module.h"
-#include "process/supervisor.h"
-#include "scenario/run_reporter.h"
+#include "commands/module_options.h"
+#include "process/interrupts.h"
+#include "scenario/play.h"
 #include "scenario/scenario.h"
-#include "scenario/scenario_runner.h"
 
 namespace brelmo::tavi::tools {
 
@@ -36,6 +30,7 @@ struct RunOptions {
   std::string format = "text";
   std::optional<std::string> capture;
   std::string log_level = "info";
+  int patience = kDefaultPatience;
 };
 
 using LogSeverity = android::base::LogSeverity;
@@ -46,96 +41,15 @@ const std::map<std::string, LogSeverity> kLogLevels = {
     {"error", android::base::ERROR},     {"none", android::base::FATAL},
 };
 
-InputError AtLine(const std::string& name, const ScenarioError& error) {
-  return InputError(name + ":" + std::to_string(error.line()) + ": " + error.what());
-}
-
-// Everything is read before anything is played: a bad last line costs nothing.
-std::vector<Step> ReadScenario(const std::string& path) {
-  std::istringstream input(ReadFile(path));
-  try {
-    return ParseScenario(input);
-  } catch (const ScenarioError& error) {
-    throw AtLine(path, error);
-  }
-}
-
-// Plays lines as they come. False when the module did not return.
-bool PlayStandardInput(ScenarioRunner& runner, bool is_json) {
-  // Standard output is for JSON alone, if for JSON at all.
-  std::ostream& out = is_json ? std::cerr : std::cout;
-  const bool is_prompting =
-      isatty(STDIN_FILENO) != 0 && isatty(is_json ? STDERR_FILENO : STDOUT_FILENO) != 0;
-  if (is_prompting) out << "Type steps, one a line; help lists them, quit ends.\n";
-  int number = 0;
-  for (std::string line;;) {
-    if (is_prompting) out << "tavi> " << std::flush;
-    if (!std::getline(std::cin, line)) {
-      if (std::ferror(stdin) != 0) {
-        throw InputError(std::string("standard input: cannot be read: ") + std::strerror(errno));
-      }
-      if (is_prompting) out << std::endl;
-      return true;
-    }
-    ++number;
-    const std::string word = StripLine(line);
-    if (word == "quit" || word == "exit") return true;
-    if (word == "help") {
-      out << ScenarioHelp() << std::flush;
-      continue;
-    }
-    try {
-      const auto step = ParseStep(line, number);
-      if (step && !runner.Play(*step)) return false;
-    } catch (const ScenarioError& error) {
-      if (!is_prompting) throw AtLine("standard input", error);
-      out << error.what() << "\n";
-    }
-  }
-}
-
-bool PlaySteps(ScenarioRunner& runner, const std::vector<Step>& steps, const std::string& name) {
-  for (const Step& step : steps) {
-    try {
-      if (!runner.Play(step)) return false;
-    } catch (const ScenarioError& error) {
-      throw AtLine(name, error);
-    }
-  }
-  return true;
-}
-
-int Play(const RunOptions& options, const std::string& config, const std::vector<Step>& steps,
-         const simulator::LoadedModule& module, std::FILE* capture, RunReporter& reporter,
-         Activity& activity) {
-  const bool reads_standard_input = options.scenario == "-";
-  const std::string name = reads_standard_input ? "standard input" : options.scenario;
-  activity.Set("reading the configuration");
-  ScenarioRunner runner(module, {config, name, capture}, reporter, activity);
-  const bool is_alive = (reads_standard_input ? PlayStandardInput(runner, options.format == "json")
-                                              : PlaySteps(runner, steps, name)) &&
-                        runner.Finish();
-  runner.ReportTotals();
-  if (!is_alive) {
-    // A module that did not return holds threads that cannot be joined.
-    activity.Finish();
-    std::_Exit(kExitBroken);
-  }
-  if (!runner.is_capture_complete()) {
-    throw InputError(*options.capture + ": could not be written in full");
-  }
-  // This is the process that wrote, and the one that began it cannot tell.
-  if (std::ferror(stdout) != 0) throw InputError("standard output: could not be written in full");
-  return runner.is_as_expected() ? kExitAsExpected : kExitBroken;
-}
-
 int Run(const RunOptions& options) {
-  const std::string config = options.config.Text();
-  std::vector<Step> steps;
-  if (options.scenario != "-") steps = ReadScenario(options.scenario);
-  // Last: files that the user names are not the module's.
-  const auto data_folder = options.config.UseDataFolder();
-  const std::string module_path = options.module ? *options.module : FindInstalledModule();
+  PlaySetup setup;
+  setup.config = options.config.Text();
+  options.config.UseDataFolder();  // is there one? It is in force in the module's process alone
+  setup.data_root = options.config.data_root();
+  setup.scenario = options.scenario;
+  setup.is_json = options.format == "json";
+  setup.patience = std::chrono::seconds(options.patience);
+  setup.module = options.module ? *options.module : FindInstalledModule();
 
   struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -147,25 +61,15 @@ int Run(const RunOptions& options) {
       throw InputError(*options.capture + ": cannot be written: " + std::strerror(errno));
     }
   }
-
+  setup.capture = capture.get();
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
-  const std::unique_ptr<RunReporter> reporter =
-      options.format == "json" ? MakeJsonReporter() : MakeTextReporter(IsColourWanted());
-  return RunSupervised(
-      [&](Activity& activity) {
-        try {
-          activity.Set("loading " + module_path);
-          const simulator::LoadedModule module(module_path);
-          return Play(options, config, steps, module, capture.get(), *reporter, activity);
-        } catch (const std::runtime_error& error) {
-          std::cout << std::flush;
-          std::cerr << "tavi: " << error.what() << std::endl;
-          return kExitUsage;
-        }
-      },
-      [&](const std::string& death, const std::string& activity) {
-        reporter->OnViolation("the module " + death + " during: " + activity);
-      });
+  return RunInterruptible([&] {
+    const PlayResult result = PlayScenario(setup);
+    if (!result.is_capture_complete) {
+      throw InputError(*options.capture + ": could not be written in full");
+    }
+    return result.is_as_expected ? kExitAsExpected : kExitBroken;
+  });
 }
 
 }  // namespace
@@ -195,6 +99,7 @@ void AddRunCommand(CLI::App& program, int& exit_code) {
                    "error, none")
       ->check(CLI::IsMember(kLogLevels))
       ->type_name("LEVEL");
+  AddPatienceOption(*command, options->patience);
   command->footer(std::string("A scenario's steps:\n") + ScenarioHelp() +
                   "Exit code: 0 all as expected, 1 an expectation or the host's contract was "
                   "broken, 2 bad usage or input.");

@@ -15,6 +15,7 @@ constexpr const char* kRed = "\033[31m";
 constexpr const char* kGreen = "\033[32m";
 constexpr const char* kYellow = "\033[33m";
 constexpr const char* kCyan = "\033[36m";
+constexpr const char* kEnd = "\033[0m";  // behind any of them
 
 }  // namespace colour
 

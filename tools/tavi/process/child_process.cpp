@@ -1,338 +1,354 @@
 #include "process/child_process.h"
 
-#include <dirent.h>
-#include <execinfo.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <exception>
 #include <map>
 #include <memory>
 #include <new>
-#include <system_error>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "process/child_side.h"
+#include "process/interrupts.h"
+#include "process/strays.h"
 
 namespace brelmo::tavi::tools {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
 
 // How long a process that is to end has for its backtraces.
-constexpr std::chrono::seconds kGrace{3};
+constexpr Milliseconds kGrace{3000};
+// How often deadlines are looked at.
+constexpr Milliseconds kTick{100};
 
-// What ends this process, and its children with it: the last when nobody reads on.
-constexpr std::array<int, 4> kInterrupts = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
-
-// One that is ignored stays so: whoever started this process does not want it to end by that.
-void (*Handle(int number, void (*handler)(int)))(int) {
-  void (*const old)(int) = std::signal(number, handler);
-  if (old == SIG_IGN) std::signal(number, SIG_IGN);
-  return old;
-}
-
-[[noreturn]] void Fail(const char* call) {
-  throw std::system_error(errno, std::generic_category(), call);
-}
-
-// ---- Backtraces ---------------------------------------------------------------------------------
-
-// Everything here runs in signal handlers of a process that is about to end.
-
-void Write(const char* text) {
-  [[maybe_unused]] const ssize_t size = write(STDERR_FILENO, text, std::strlen(text));
-}
-
-void WriteBacktrace() {
-  constexpr int kMostFrames = 40;
-  std::array<void*, kMostFrames> frames{};
-  std::array<char, 32> name{};
-  prctl(PR_GET_NAME, name.data());
-  Write(kBacktraceTitle);
-  Write(name.data());
-  Write("\":\n");
-  backtrace_symbols_fd(frames.data(), backtrace(frames.data(), kMostFrames), STDERR_FILENO);
-}
-
-void OnDeath(int number) {
-  WriteBacktrace();
-  // The handler is gone with the first delivery: this time it is the end.
-  std::raise(number);
-}
-
-constexpr int kThreadSignal = SIGUSR2;
-std::atomic<int> threads_to_write = 0;
-
-void OnThreadSignal(int /*number*/) {
-  WriteBacktrace();
-  threads_to_write.fetch_sub(1);
-}
-
-// Asked for by the parent.
-void OnWriteBacktraces(int /*number*/) {
-  WriteBacktraces();
-  _exit(EXIT_FAILURE);
-}
-
-void HandleDeath() {
-  // The first backtrace of a process loads a library, which a signal handler had better not.
-  std::array<void*, 1> frame{};
-  backtrace(frame.data(), frame.size());
-  for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) {
-    struct sigaction old = {};
-    // A sanitizer's handler says more.
-    if (sigaction(number, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;
-    struct sigaction action = {};
-    action.sa_handler = OnDeath;
-    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    sigaction(number, &action, nullptr);
-  }
-  std::signal(kThreadSignal, OnThreadSignal);
-  std::signal(SIGUSR1, OnWriteBacktraces);
-}
-
-// ---- The child's side ---------------------------------------------------------------------------
-
-// In memory that parent and child share.
-struct SharedState {
-  std::array<char, 1000> activity;
-  std::atomic<bool> is_finished;
-};
-
-class Report : public ChildReport {
+// Time in which this process ran: what is longer than a tick can have been was spent stopped.
+class RunningClock {
  public:
-  Report(SharedState& state, int fd) : state_(state), fd_(fd) {}
-
-  void Set(const std::string& text) override {
-    const size_t length = std::min(text.size(), state_.activity.size() - 1);
-    std::memcpy(state_.activity.data(), text.data(), length);
-    state_.activity[length] = '\0';
+  void Advance() {
+    const auto now = std::chrono::steady_clock::now();
+    constexpr auto kMost = 3 * kTick;
+    time_ += std::min<std::chrono::steady_clock::duration>(now - last_, kMost);
+    last_ = now;
   }
-  void Finish() override { state_.is_finished = true; }
-  void Add(const std::string& text) override {
-    for (size_t written = 0; written < text.size();) {
-      const ssize_t size = write(fd_, text.data() + written, text.size() - written);
-      if (size <= 0) std::abort();
-      written += static_cast<size_t>(size);
-    }
-  }
+  Milliseconds now() const { return std::chrono::duration_cast<Milliseconds>(time_); }
 
  private:
-  SharedState& state_;
-  int fd_;
+  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::duration time_{0};
 };
 
-// ---- The parent's side --------------------------------------------------------------------------
-
-class File {
- public:
-  // In memory alone.
-  explicit File(const char* name) : fd_(memfd_create(name, MFD_CLOEXEC)) {
-    if (fd_ < 0) Fail("memfd_create");
+std::string DescribeDeath(int status) {
+  if (WIFSIGNALED(status)) {
+    const int signal = WTERMSIG(status);
+    const char* const name = sigabbrev_np(signal);  // real-time signals have none
+    if (name == nullptr) return "crashed (signal " + std::to_string(signal) + ")";
+    return std::string("crashed (SIG") + name + ", " + sigdescr_np(signal) + ")";
   }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  ~File() { close(fd_); }
+  return "ended the process (exit code " + std::to_string(WEXITSTATUS(status)) + ")";
+}
 
-  int fd() const { return fd_; }
-  // The whole content, or the end of it.
-  std::string Read() const {
-    constexpr off_t kMost = off_t{1} << 20;
-    const off_t size = lseek(fd_, 0, SEEK_END);
-    std::string text(static_cast<size_t>(std::clamp<off_t>(size, 0, kMost)), '\0');
-    const ssize_t count = pread(fd_, text.data(), text.size(),
-                                std::max<off_t>(0, size - static_cast<off_t>(text.size())));
-    text.resize(count < 0 ? 0 : static_cast<size_t>(count));
-    return text;
-  }
+void KeepEnd(std::string& text) {
+  constexpr size_t kMost = size_t{1} << 20;
+  if (text.size() > 2 * kMost) text.erase(0, text.size() - kMost);
+}
 
- private:
-  int fd_;
-};
+// Reads what is there; false at the end of the stream.
+bool ReadFrom(int fd, std::string& to) {
+  std::array<char, 65536> buffer{};
+  const ssize_t size = read(fd, buffer.data(), buffer.size());
+  if (size > 0) to.append(buffer.data(), static_cast<size_t>(size));
+  return size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR));
+}
 
 class Child {
  public:
-  Child(size_t index, const ChildWork& work, std::chrono::seconds limit)
-      : begin_(Clock::now()), deadline_(begin_ + limit) {
-    void* const memory = mmap(nullptr, sizeof(SharedState), PROT_READ | PROT_WRITE,
+  Child(const ChildLimits& limits, const ChildHandlers& handlers, Milliseconds now,
+        const std::function<int(ChildReport&)>& work)
+      : limits_(limits), handlers_(handlers), begin_(now), step_begin_(now) {
+    void* const memory = mmap(nullptr, sizeof(ChildState), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) Fail("mmap");
-    state_ = new (memory) SharedState{};
+    if (memory == MAP_FAILED) throw MachineError("no test process can be started", errno);
+    state_.reset(new (memory) ChildState{});
     std::fflush(nullptr);
     pid_ = fork();
-    if (pid_ < 0) Fail("fork");
-    if (pid_ == 0) Run(index, work);
+    if (pid_ < 0) throw MachineError("no test process can be started", errno);
+    if (pid_ == 0) {
+      input_.CloseWriteEnd();
+      output_.CloseReadEnd();
+      messages_.CloseReadEnd();
+      const int input = handlers.input ? input_.read_end() : -1;
+      LiveAsChild(*state_, {input, output_.write_end(), messages_.write_end()}, limits, work);
+    }
+    if (!handlers.input) input_.CloseWriteEnd();  // the other end stays: writing is no SIGPIPE
+    output_.CloseWriteEnd();
+    messages_.CloseWriteEnd();
+    for (const int fd : {output_.read_end(), messages_.read_end(), input_.write_end()}) {
+      if (fd >= 0) fcntl(fd, F_SETFL, O_NONBLOCK);
+    }
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
   ~Child() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
+    if (pid_ > 0) End(SIGKILL);
+  }
+
+  pid_t pid() const { return pid_; }
+  void Signal(int number) const { kill(-pid_, number); }
+
+  void AddTo(std::vector<pollfd>& files) const {
+    files.push_back({messages_.read_end(), POLLIN, 0});
+    files.push_back({output_.read_end(), POLLIN, 0});
+    if (handlers_.input && input_.write_end() >= 0) {
+      // Read only what the child has room for: the rest stays whose it is.
+      if (pending_input_.empty()) {
+        files.push_back({*handlers_.input, POLLIN, 0});
+      } else {
+        files.push_back({input_.write_end(), POLLOUT, 0});
+      }
     }
-    munmap(state_, sizeof(SharedState));
+  }
+
+  // After a poll: takes what came, and passes input on.
+  void Exchange(const std::vector<pollfd>& files) {
+    for (const pollfd& file : files) {
+      if (file.revents == 0) continue;
+      if (file.fd == output_.read_end()) TakeOutput();
+      if (file.fd == messages_.read_end()) TakeMessages();
+      if (handlers_.input && file.fd == *handlers_.input) ReadInput();
+      if (file.fd == input_.write_end()) WriteInput();
+    }
   }
 
   // Whether the process has ended; ends it when its time is over.
-  bool HasEnded() {
-    const pid_t ended = waitpid(pid_, &status_, WNOHANG);
-    if (ended == pid_) {
-      pid_ = -1;
+  bool HasEnded(Milliseconds now) {
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+        info.si_pid == pid_) {
       return true;
     }
-    if (Clock::now() >= deadline_) {
-      kill(pid_, is_overdue_ ? SIGKILL : SIGUSR1);
-      deadline_ = Clock::now() + kGrace;
-      is_overdue_ = true;
+    if (const uint32_t steps = state_->steps; steps != steps_) {
+      steps_ = steps;
+      step_begin_ = now;
+    }
+    const Milliseconds step_limit(state_->limit_ms);
+    const bool is_late = (limits_.time && now - begin_ >= *limits_.time) ||
+                         (step_limit.count() > 0 && now - step_begin_ >= step_limit);
+    if (!killed_at_ && is_late) {
+      kill(pid_, SIGUSR1);
+      killed_at_ = now;
+    } else if (killed_at_ && now - *killed_at_ >= kGrace) {
+      Signal(SIGKILL);
     }
     return false;
   }
 
-  ChildEnd End() const {
+  // Of a process that has ended, what came of it. Throws MachineError where that is the machine's
+  // fault.
+  ChildEnd TakeEnd() {
+    const int status = End(SIGKILL);
+    // What a pipe can hold, and no more: what it left behind may still be writing.
+    for (int i = 0; i < 4; ++i) TakeMessages();
+    for (int i = 0; i < 4; ++i) TakeOutput();
+    if (!machine_fault_.empty()) throw MachineError(machine_fault_);
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
+      throw MachineError("a test process may not run any longer (ulimit -t)");
+    }
     ChildEnd end;
-    if (state_->is_finished && WIFEXITED(status_)) {
-      end.result = WEXITSTATUS(status_);
-    } else if (is_overdue_) {
+    if (state_->is_finished) end.result = state_->result;
+    if (killed_at_) {
       end.how = ChildEnd::How::kTimedOut;
-      end.death = "did not end in time";
-    } else {
+    } else if (!end.result || !WIFEXITED(status) || WEXITSTATUS(status) != (*end.result & 0xFF)) {
       end.how = ChildEnd::How::kDied;
-      end.death = DescribeDeath(status_);
+      end.death = DescribeDeath(status);
     }
     end.activity = state_->activity.data();
-    end.report = report_.Read();
-    end.output = output_.Read();
-    end.time = Clock::now() - begin_;
+    end.report = std::move(report_);
+    end.output = std::move(output_text_);
+    end.time = std::chrono::steady_clock::now() - real_begin_;
     return end;
   }
 
  private:
-  [[noreturn]] void Run(size_t index, const ChildWork& work) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody would hear of what an orphan does
-    for (const int number : kInterrupts) Handle(number, SIG_DFL);
-    dup2(output_.fd(), STDOUT_FILENO);
-    dup2(output_.fd(), STDERR_FILENO);
-    HandleDeath();
-    // Nothing may unwind the parent's half of this stack, which ends the other children.
-    try {
-      Report report(*state_, report_.fd());
-      const int result = work(index, report);
-      report.Finish();
-      // What a sanitizer has to say at the end is said here, and changes the exit code.
-      std::exit(result);
-    } catch (const std::exception& error) {
-      std::fprintf(stderr, "%s\n", error.what());
-    } catch (...) {
-      std::fprintf(stderr, "an unknown exception\n");
+  struct Unmap {
+    void operator()(ChildState* state) const { munmap(state, sizeof(ChildState)); }
+  };
+
+  int End(int signal) {
+    // Its session first: the number is nobody else's as long as its leader is not waited for.
+    Signal(signal);
+    kill(pid_, signal);
+    int status = 0;
+    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
-    std::fflush(nullptr);
-    std::_Exit(EXIT_FAILURE);
+    pid_ = -1;
+    return status;
   }
 
-  Clock::time_point begin_;
-  Clock::time_point deadline_;
-  SharedState* state_ = nullptr;
-  File report_{"report"};
-  File output_{"output"};
+  void TakeOutput() {
+    if (output_.read_end() < 0) return;
+    if (!ReadFrom(output_.read_end(), output_text_)) output_.CloseReadEnd();
+    if (handlers_.on_output && !output_text_.empty()) {
+      handlers_.on_output(std::exchange(output_text_, {}));
+    }
+    KeepEnd(output_text_);
+  }
+  void TakeMessages() {
+    if (messages_.read_end() < 0) return;
+    if (!ReadFrom(messages_.read_end(), bytes_)) messages_.CloseReadEnd();
+    ChildMessage kind{};
+    for (std::string text; TakeMessage(bytes_, kind, text);) {
+      if (kind == ChildMessage::kShow && handlers_.on_show) handlers_.on_show(text);
+      if (kind == ChildMessage::kMachine) machine_fault_ = text;
+      constexpr size_t kMostReport = size_t{16} << 20;
+      if (kind == ChildMessage::kReport && report_.size() < kMostReport) report_ += text;
+    }
+  }
+
+  void ReadInput() {
+    errno = 0;
+    if (ReadFrom(*handlers_.input, pending_input_)) return WriteInput();
+    if (errno != 0) throw MachineError("standard input: cannot be read", errno);
+    input_.CloseWriteEnd();
+  }
+  void WriteInput() {
+    const ssize_t size = write(input_.write_end(), pending_input_.data(), pending_input_.size());
+    if (size > 0) pending_input_.erase(0, static_cast<size_t>(size));
+  }
+
+  const ChildLimits limits_;
+  const ChildHandlers& handlers_;
+  const Milliseconds begin_;
+  Milliseconds step_begin_;
+  const std::chrono::steady_clock::time_point real_begin_ = std::chrono::steady_clock::now();
+  std::unique_ptr<ChildState, Unmap> state_;
+  Pipe input_;
+  Pipe output_;
+  Pipe messages_;
+  std::string pending_input_;
+  std::string output_text_;
+  std::string bytes_;
+  std::string report_;
+  std::string machine_fault_;
   pid_t pid_ = -1;
-  int status_ = 0;
-  bool is_overdue_ = false;
+  uint32_t steps_ = 0;
+  std::optional<Milliseconds> killed_at_;
 };
 
-volatile std::sig_atomic_t interrupt = 0;
+// A signal's handling and mask as they were.
+class SignalGuard {
+ public:
+  SignalGuard() {
+    // An end of a child must be seen wherever this process comes from, also between look and wait.
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGCHLD, &action, &old_child_);
+    sigset_t child;
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &child, &old_mask_);
+    sigprocmask(SIG_BLOCK, nullptr, &waiting_mask_);
+    sigdelset(&waiting_mask_, SIGCHLD);
+  }
+  SignalGuard(const SignalGuard&) = delete;
+  SignalGuard& operator=(const SignalGuard&) = delete;
+  ~SignalGuard() {
+    sigprocmask(SIG_SETMASK, &old_mask_, nullptr);
+    sigaction(SIGCHLD, &old_child_, nullptr);
+  }
 
-void OnInterrupt(int number) { interrupt = number; }
+  const sigset_t& waiting_mask() const { return waiting_mask_; }
+
+ private:
+  struct sigaction old_child_ = {};
+  sigset_t old_mask_{};
+  sigset_t waiting_mask_{};
+};
 
 }  // namespace
 
-void WriteBacktraces() {
-  // The directory is read by system call: a thread may hold the allocator's lock.
-  const int folder = open("/proc/self/task", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const auto self = static_cast<pid_t>(syscall(SYS_gettid));
-  alignas(dirent64) std::array<char, 4096> buffer{};
-  const long size = folder < 0 ? 0 : syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
-  for (long at = 0; at < size;) {
-    uint16_t length = 0;
-    std::memcpy(&length, buffer.data() + at + offsetof(dirent64, d_reclen), sizeof(length));
-    const int thread = std::atoi(buffer.data() + at + offsetof(dirent64, d_name));
-    at += length;
-    if (thread <= 0 || thread == self) continue;
-    // One after the other: their lines do not mix.
-    threads_to_write = 1;
-    syscall(SYS_tgkill, getpid(), thread, kThreadSignal);
-    for (int i = 0; i < 100 && threads_to_write > 0; ++i) {
-      const timespec time = {0, 1000000};
-      nanosleep(&time, nullptr);
-    }
-  }
-  if (folder >= 0) close(folder);
-}
-
 void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
-                 const std::function<void(size_t index, const ChildEnd& end)>& on_end,
-                 const std::function<void()>& on_interrupt) {
-  // Blocked before the first fork, so that no end of a child is missed between look and wait.
-  sigset_t child_ended;
-  sigset_t old_mask;
-  sigemptyset(&child_ended);
-  sigaddset(&child_ended, SIGCHLD);
-  sigprocmask(SIG_BLOCK, &child_ended, &old_mask);
-  std::signal(SIGCHLD, SIG_DFL);  // where it is ignored nothing is told of ends
-  interrupt = 0;
-  std::array<void (*)(int), kInterrupts.size()> old_handlers{};
-  for (size_t i = 0; i < kInterrupts.size(); ++i) {
-    old_handlers[i] = Handle(kInterrupts[i], OnInterrupt);
-  }
-
+                 const ChildHandlers& handlers) {
+  const SignalGuard signals;
+  const StrayKeeper strays;
+  RunningClock clock;
   std::map<size_t, std::unique_ptr<Child>> children;
-  size_t next = 0;
-  while ((next < count || !children.empty()) && interrupt == 0) {
-    while (next < count && children.size() < std::max<size_t>(limits.jobs, 1)) {
-      const auto unblocked = [&](size_t index, ChildReport& report) {
-        sigprocmask(SIG_SETMASK, &old_mask, nullptr);
-        return work(index, report);
-      };
-      children.emplace(next, std::make_unique<Child>(next, unblocked, limits.time));
-      ++next;
+  size_t jobs = std::max<size_t>(limits.jobs, 1);
+  const auto known = [&children] {
+    std::set<pid_t> pids;
+    for (const auto& [index, child] : children) pids.insert(child->pid());
+    return pids;
+  };
+  const auto start = [&](size_t index) {
+    try {
+      children.emplace(
+          index, std::make_unique<Child>(limits, handlers, clock.now(), [&](ChildReport& report) {
+            sigprocmask(SIG_SETMASK, &signals.waiting_mask(), nullptr);
+            return work(index, report);
+          }));
+    } catch (const MachineError&) {
+      if (children.empty()) throw;
+      jobs = children.size();  // as many as there is room for
+      return false;
     }
+    return true;
+  };
+  for (size_t next = 0; next < count || !children.empty();) {
+    ThrowIfInterrupted();
+    if (TakeStopRequest()) {
+      for (const auto& [index, child] : children) child->Signal(SIGSTOP);
+      std::raise(SIGSTOP);
+      for (const auto& [index, child] : children) child->Signal(SIGCONT);
+    }
+    while (next < count && children.size() < jobs && start(next)) ++next;
+
+    std::vector<pollfd> files;
+    for (const auto& [index, child] : children) child->AddTo(files);
+    const timespec tick = {0, std::chrono::nanoseconds(kTick).count()};
+    const int ready = ppoll(files.data(), files.size(), &tick, &signals.waiting_mask());
+    clock.Advance();
+    if (ready < 0) files.clear();
     bool has_one_ended = false;
     for (auto at = children.begin(); at != children.end();) {
-      if (!at->second->HasEnded()) {
+      at->second->Exchange(files);
+      if (!at->second->HasEnded(clock.now())) {
         ++at;
         continue;
       }
       has_one_ended = true;
-      const ChildEnd end = at->second->End();
+      const ChildEnd end = at->second->TakeEnd();
       const size_t index = at->first;
       at = children.erase(at);
-      on_end(index, end);
+      if (handlers.on_end) handlers.on_end(index, end);
     }
-    if (!has_one_ended) {
-      const timespec tick = {0, 100000000};  // deadlines are looked at so often
-      sigtimedwait(&child_ended, nullptr, &tick);
-    }
+    if (has_one_ended) strays.End(known());
   }
-  children.clear();
-  for (size_t i = 0; i < kInterrupts.size(); ++i) std::signal(kInterrupts[i], old_handlers[i]);
-  sigprocmask(SIG_SETMASK, &old_mask, nullptr);
-  if (interrupt != 0) {
-    if (on_interrupt) on_interrupt();
-    std::raise(interrupt);
-    _exit(128 + interrupt);  // as a shell has it
-  }
+}
+
+ChildEnd RunChild(const ChildLimits& limits, const std::function<int(ChildReport&)>& work,
+                  const ChildHandlers& handlers) {
+  ChildEnd result;
+  ChildHandlers all = handlers;
+  all.on_end = [&](size_t index, const ChildEnd& end) {
+    result = end;
+    if (handlers.on_end) handlers.on_end(index, end);
+  };
+  RunChildren(
+      1, limits, [&work](size_t /*index*/, ChildReport& report) { return work(report); }, all);
+  return result;
 }
 
 }  // namespace brelmo::tavi::tools

@@ -1,37 +1,73 @@
-// A folder of folders, one for each child process.
+// A folder for as long as it is needed.
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <system_error>
 
-#include "console/input.h"
+#include "process/machine_error.h"
 
 namespace brelmo::tavi::tools {
 
-// Gone with the object.
-class WorkFolder {
+// Removes itself and all that is in it at its end. Several processes may write into one; it is the
+// end of the object in any of them that removes it.
+class ScratchFolder {
  public:
-  // Throws InputError.
-  WorkFolder() : path_((std::filesystem::temp_directory_path() / "tavi-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) throw InputError(path_ + ": cannot be made");
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-  ~WorkFolder() { Remove(); }
-
-  void Remove() const {
+  // In the folder for temporary files. Throws MachineError.
+  ScratchFolder() : ScratchFolder(TemporaryFiles()) {}
+  explicit ScratchFolder(const std::filesystem::path& parent) : path_(MakeIn(parent.string())) {}
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
-  // A new one in it. Any process may make one.
-  std::string Make() const {
-    std::string path = path_ + "/XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) throw InputError(path + ": cannot be made");
-    return path;
+
+  const std::string& path() const { return path_; }
+  std::string path(const std::string& name) const { return path_ + "/" + name; }
+
+  // Makes the folders in `name` as well. Throws MachineError.
+  void Write(const std::string& name, const std::string& content) const {
+    WriteFileIn(path_, name, content);
+  }
+  // A new folder in it. Throws MachineError.
+  std::string Make() const { return MakeIn(path_); }
+
+  // Writes `folder`/`name` and makes the folders in `name`. Throws MachineError.
+  static void WriteFileIn(const std::string& folder, const std::string& name,
+                          const std::string& content) {
+    const std::filesystem::path file = folder + "/" + name;
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    errno = 0;
+    std::ofstream stream(file, std::ios::binary);
+    stream << content;
+    if (!stream.flush()) {
+      throw MachineError(file.string() + ": cannot be written", errno != 0 ? errno : EIO);
+    }
   }
 
  private:
+  static std::string TemporaryFiles() {
+    std::error_code error;
+    const auto folder = std::filesystem::temp_directory_path(error);
+    if (!error) return folder.string();
+    const char* const name = std::getenv("TMPDIR");
+    throw MachineError(
+        std::string(name == nullptr ? "/tmp" : name) + ": is no folder for temporary files",
+        error.value());
+  }
+  static std::string MakeIn(const std::string& parent) {
+    std::string path = parent + "/tavi-XXXXXX";
+    if (mkdtemp(path.data()) == nullptr) {
+      throw MachineError(parent + ": no folder for temporary files can be made in it", errno);
+    }
+    return path;
+  }
+
   std::string path_;
 };
 

@@ -1,4 +1,6 @@
-#include <cstdio>
+#include <cmath>
+
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +15,8 @@ using simulator::HostEvent;
 
 class JsonReporter : public RunReporter {
  public:
+  using RunReporter::RunReporter;
+
   void OnInit() override {}
   void OnDeinit() override { PutEvent("control", "deinit", nullptr); }
 
@@ -62,6 +66,7 @@ class JsonReporter : public RunReporter {
   void OnViolation(const std::string& text) override {
     Put({{"kind", "violation"}, {"text", text}});
   }
+  void OnPrint(const std::string& line) override { Put({{"kind", "print"}, {"text", line}}); }
   void OnEnd(const RunTotals& /*totals*/) override {}
 
  private:
@@ -69,15 +74,17 @@ class JsonReporter : public RunReporter {
     Put({{"kind", "event"}, {"thread", thread}, {"event", event}, {"value", value}});
   }
 
-  void Put(const Json& object) {
+  void Put(Json object) {
+    object["time"] = std::round(seconds() * 1e6) / 1e6;
     // Log texts hold whatever bytes the configuration holds.
-    std::printf("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
-    std::fflush(stdout);
+    PutText(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
   }
 };
 
 }  // namespace
 
-std::unique_ptr<RunReporter> MakeJsonReporter() { return std::make_unique<JsonReporter>(); }
+std::unique_ptr<RunReporter> MakeJsonReporter(RunReporter::Put put) {
+  return std::make_unique<JsonReporter>(std::move(put));
+}
 
 }  // namespace brelmo::tavi::tools

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "log_capture.h"
@@ -28,13 +30,18 @@ struct RunTotals {
   size_t failures = 0;  // expectations not met and violations
 };
 
-// Called from one thread at a time. Each call puts out what it has at once.
+// Called from one thread at a time. Each call puts out what it has at once, in whole lines.
 class RunReporter {
  public:
-  RunReporter() = default;
+  using Put = std::function<void(const std::string& text)>;
+
+  explicit RunReporter(Put put) : put_(std::move(put)) {}
   RunReporter(const RunReporter&) = delete;
   RunReporter& operator=(const RunReporter&) = delete;
   virtual ~RunReporter() = default;
+
+  // When what comes next has happened, in seconds since the run began.
+  void SetTime(double seconds) { seconds_ = seconds; }
 
   // Begin of a step; what it causes follows.
   virtual void OnInit() = 0;
@@ -51,13 +58,23 @@ class RunReporter {
   virtual void OnDump(const std::string& text) = 0;
   // An expectation that was not met, or the contract broken.
   virtual void OnViolation(const std::string& text) = 0;
+  // A line that the module itself wrote to standard output or error.
+  virtual void OnPrint(const std::string& line) = 0;
   virtual void OnEnd(const RunTotals& totals) = 0;
+
+ protected:
+  double seconds() const { return seconds_; }
+  void PutText(const std::string& text) const { put_(text); }
+
+ private:
+  const Put put_;
+  double seconds_ = 0;
 };
 
-// For people; `colour` for a terminal. Writes to standard output.
-std::unique_ptr<RunReporter> MakeTextReporter(bool colour);
-// For programs: one JSON object a line on standard output.
-std::unique_ptr<RunReporter> MakeJsonReporter();
+// For people; `colour` for a terminal.
+std::unique_ptr<RunReporter> MakeTextReporter(bool colour, RunReporter::Put put);
+// For programs: one JSON object a line.
+std::unique_ptr<RunReporter> MakeJsonReporter(RunReporter::Put put);
 
 // The event as the scenario language writes it.
 std::string EventName(const simulator::HostEvent& event);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "console/wording.h"
+#include "process/backtraces.h"
 
 namespace brelmo::tavi::tools {
 
@@ -25,29 +26,81 @@ template <typename T>
 constexpr bool kNeedsInit = std::is_same_v<T, EventStep> || std::is_same_v<T, DumpStep> ||
                             std::is_same_v<T, DeinitStep> || std::is_same_v<T, ExpectStep>;
 
+// What has been observed and not yet reported. Read when the process dies.
+std::atomic<int> unreported = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
+
 }  // namespace
 
 ScenarioRunner::ScenarioRunner(const simulator::LoadedModule& module, const Options& options,
-                               RunReporter& reporter, Activity& activity)
+                               RunReporter& reporter, ChildReport& child)
     : options_(options),
-      activity_(activity),
+      child_(child),
       cases_(options.config),
       reporter_(reporter),
+      reports_("reports"),
       log_capture_([this](const simulator::LogLine& line) { OnLog(line); }),
-      host_(module, *this) {}
+      host_(module, *this) {
+  host_.SetPatience(options.patience);
+  WaitBeforeDeath([] { return unreported == 0; });
+}
+
+ScenarioRunner::~ScenarioRunner() { WaitBeforeDeath(nullptr); }
+
+void ScenarioRunner::CheckStep(const Step& step) const {
+  const auto* const expect = std::get_if<ExpectStep>(&step.action);
+  if (expect == nullptr || expect->what != ExpectStep::What::kCase ||
+      static_cast<size_t>(expect->number) < cases_.size()) {
+    return;
+  }
+  throw ScenarioError(step.line,
+                      "there is no case " + std::to_string(expect->number) + ": the module takes " +
+                          (cases_.size() == 0 ? "no case of this configuration; tavi check says why"
+                                              : Count(cases_.size(), "case") +
+                                                    " of this configuration, counted from 0"));
+}
 
 bool ScenarioRunner::Play(const Step& step) {
-  return std::visit(
+  CheckStep(step);
+  const bool is_alive = std::visit(
       [&](const auto& action) {
         if (kNeedsInit<std::decay_t<decltype(action)>> && !was_initialized_ && !Init()) {
           return false;
         }
-        activity_.Set(options_.scenario_name + ":" + std::to_string(step.line) + ": " + step.text);
-        const bool is_alive = PlayAction(step, action);
-        activity_.Set("nothing: it was between two steps");
-        return is_alive;
+        const std::string activity =
+            options_.scenario_name + ":" + std::to_string(step.line) + ": " + step.text;
+        if (std::is_same_v<std::decay_t<decltype(action)>, WaitStep>) {
+          child_.Set(activity);
+        } else {
+          Note(activity);
+        }
+        return PlayAction(step, action);
       },
       step.action);
+  WaitForReports();
+  return is_alive;
+}
+
+void ScenarioRunner::Note(const std::string& activity) {
+  // The host's own patience ends first, unless the module keeps this very thread.
+  child_.Set(activity, 2 * host_.CallLimit() + options_.patience);
+}
+
+void ScenarioRunner::Report(Told what) {
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - options_.begin;
+  ++unreported;
+  reports_.Post([this, time, what = std::move(what)] {
+    reporter_.SetTime(time.count());
+    what(reporter_);
+    --unreported;
+  });
+}
+
+void ScenarioRunner::WaitForReports() {
+  child_.Set("nothing: it was between two steps");
+  while (!reports_.Drain(std::chrono::hours(1))) {
+  }
+  child_.WaitForReader();  // what the module prints is told beside its cause
 }
 
 bool ScenarioRunner::Finish() {
@@ -56,32 +109,25 @@ bool ScenarioRunner::Finish() {
 }
 
 void ScenarioRunner::ReportTotals() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnEnd(totals_);
+  Report([totals = totals_](RunReporter& reporter) { reporter.OnEnd(totals); });
+  WaitForReports();
 }
 
 bool ScenarioRunner::Init() {
-  activity_.Set("init");
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    reporter_.OnInit();
-    since_ = {};
-  }
+  Note("init");
+  Begin([](RunReporter& reporter) { reporter.OnInit(); });
   was_initialized_ = true;
   init_result_ = host_.Init(options_.config.c_str());
   if (init_result_.timed_out) return ReportHang("init");
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnInitResult(init_result_.result, init_result_.has_handle);
+  Report([init = init_result_](RunReporter& reporter) {
+    reporter.OnInitResult(init.result, init.has_handle);
+  });
   return true;
 }
 
 bool ScenarioRunner::Deinit() {
-  activity_.Set("deinit");
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    reporter_.OnDeinit();
-    since_ = {};
-  }
+  Note("deinit");
+  Begin([](RunReporter& reporter) { reporter.OnDeinit(); });
   return host_.Deinit() || ReportHang("deinit");
 }
 
@@ -91,11 +137,7 @@ bool ScenarioRunner::ReportHang(const std::string& call) {
 }
 
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    since_ = {};
-    reporter_.OnEvent(action.event);
-  }
+  Begin([event = action.event](RunReporter& reporter) { reporter.OnEvent(event); });
   switch (host_.Deliver(action.event)) {
     case SimulatedHost::Delivery::kDelivered:
       ++totals_.events;
@@ -105,10 +147,10 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
     case SimulatedHost::Delivery::kNotRegistered:
       break;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnNotDelivered(action.event.is_raw         ? "the host never got a handler for it"
-                           : host_.handle() == nullptr ? "the host has no module"
-                                                       : "the module is not registered for it");
+  const char* const reason = action.event.is_raw         ? "the host never got a handler for it"
+                             : host_.handle() == nullptr ? "the host has no module"
+                                                         : "the module is not registered for it";
+  Report([reason](RunReporter& reporter) { reporter.OnNotDelivered(reason); });
   return true;
 }
 
@@ -128,8 +170,7 @@ bool ScenarioRunner::PlayAction(const Step& step, const DeinitStep& /*action*/) 
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const DumpStep& /*action*/) {
   const auto dump = host_.Dump();
   if (!dump) return ReportHang("dump");
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnDump(*dump);
+  Report([text = *dump](RunReporter& reporter) { reporter.OnDump(text); });
   return true;
 }
 
@@ -139,8 +180,7 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const WaitStep& action) {
 }
 
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const SayStep& action) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnSay(action.text);
+  Report([text = action.text](RunReporter& reporter) { reporter.OnSay(text); });
   return true;
 }
 
@@ -159,8 +199,7 @@ bool ScenarioRunner::PlayAction(const Step& step, const DspStep& action) {
       host_.SetTuningEntry(true);
       break;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnFault(step.text);
+  Report([text = step.text](RunReporter& reporter) { reporter.OnFault(text); });
   return true;
 }
 
@@ -184,8 +223,7 @@ bool ScenarioRunner::PlayAction(const Step& step, const RefuseStep& action) {
       host_.RefuseHingeAngle(action.code);
       break;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnFault(step.text);
+  Report([text = step.text](RunReporter& reporter) { reporter.OnFault(text); });
   return true;
 }
 
@@ -241,49 +279,58 @@ std::optional<std::string> ScenarioRunner::Check(const ExpectStep& expectation) 
   return init_result_.has_handle ? "init handed out a context" : "";
 }
 
-std::string ScenarioRunner::CheckCase(int number, const std::string& dump) {
-  if (!accepted_cases_) return "the DSP has accepted no corrections yet";
-  if (accepted_cases_->empty()) return "those that the DSP accepted last are of no case";
-  const std::vector<size_t> cases = cases_.Narrow(*accepted_cases_, dump);
+std::string ScenarioRunner::CheckCase(int number, const std::string& dump) const {
+  if (!accepted_) return "the DSP has accepted no corrections yet";
+  const std::vector<size_t> accepted = cases_.CasesOf(*accepted_);
+  if (accepted.empty()) return "those that the DSP accepted last are of no case";
+  const std::vector<size_t> cases = cases_.Narrow(accepted, dump);
   if (std::find(cases.begin(), cases.end(), static_cast<size_t>(number)) != cases.end()) return "";
   return "those that the DSP accepted last are of " + DescribeCases(cases);
 }
 
-void ScenarioRunner::OnHostCall(const std::string& call) {
+void ScenarioRunner::Begin(Told what) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  reporter_.OnHostCall(call);
+  since_ = {};
+  Report(std::move(what));
+}
+
+void ScenarioRunner::OnHostCall(const std::string& call) {
+  Report([call](RunReporter& reporter) { reporter.OnHostCall(call); });
 }
 
 void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
-  NamedWrite named = {write, cases_.CasesOf(write), {}};
-  for (const auto& message : write.parsed.messages) {
-    named.files.push_back(cases_.FilesOf(message));
-  }
   const std::lock_guard<std::mutex> lock(mutex_);
   ++totals_.writes;
   ++since_.writes;
   if (!write.is_accepted()) ++totals_.refused_writes;
-  if (write.is_accepted() && write.has_response()) {
-    accepted_cases_ = named.cases;
+  if (write.is_accepted() && write.has_response()) accepted_ = write;
+  // Behind the module's back: its lock is held here.
+  Report([this, write](RunReporter& reporter) { ReportWrite(reporter, write); });
+}
+
+void ScenarioRunner::ReportWrite(RunReporter& reporter, const simulator::DspWrite& write) {
+  NamedWrite named = {write, cases_.CasesOf(write), {}};
+  for (const auto& message : write.parsed.messages) {
+    named.files.push_back(cases_.FilesOf(message));
   }
   if (options_.capture != nullptr && (std::fwrite(write.bytes.data(), 1, write.bytes.size(),
                                                   options_.capture) != write.bytes.size() ||
                                       std::fflush(options_.capture) != 0)) {
     is_capture_complete_ = false;
   }
-  reporter_.OnWrite(named);
+  reporter.OnWrite(named);
 }
 
 void ScenarioRunner::OnViolation(const std::string& text) {
   const std::lock_guard<std::mutex> lock(mutex_);
   ++totals_.failures;
-  reporter_.OnViolation(text);
+  Report([text](RunReporter& reporter) { reporter.OnViolation(text); });
 }
 
 void ScenarioRunner::OnLog(const simulator::LogLine& line) {
   const std::lock_guard<std::mutex> lock(mutex_);
   since_.log.push_back(line.text);
-  reporter_.OnLog(line);
+  Report([line](RunReporter& reporter) { reporter.OnLog(line); });
 }
 
 }  // namespace brelmo::tavi::tools

@@ -2,6 +2,8 @@
 // expected.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -10,31 +12,43 @@
 #include <vector>
 
 #include "capture/case_lookup.h"
+#include "event_thread.h"
 #include "log_capture.h"
-#include "process/supervisor.h"
+#include "process/child_process.h"
 #include "scenario/run_reporter.h"
 #include "scenario/scenario.h"
 #include "simulated_host.h"
 
 namespace brelmo::tavi::tools {
 
+// In a child process. What happens is reported on a thread of its own, in the order in which it
+// happened: neither a lookup nor a reader who is slow holds up the module.
 class ScenarioRunner : private simulator::HostObserver {
  public:
   struct Options {
     std::string config;
     std::string scenario_name;     // for messages: "FILE" of "FILE:LINE: ..."
     std::FILE* capture = nullptr;  // where the bytes of every write go; may be null
+    std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
   };
 
   // All are borrowed.
   ScenarioRunner(const simulator::LoadedModule& module, const Options& options,
-                 RunReporter& reporter, Activity& activity);
+                 RunReporter& reporter, ChildReport& child);
+  ScenarioRunner(const ScenarioRunner&) = delete;
+  ScenarioRunner& operator=(const ScenarioRunner&) = delete;
+  ~ScenarioRunner() override;
+
+  // Throws ScenarioError for a step that this configuration can never be played with.
+  void CheckStep(const Step& step) const;
 
   // Plays one step, init before it where it needs one. Throws ScenarioError for a step that cannot
   // be played now. False when the module did not return: nothing more can be played.
   bool Play(const Step& step);
   // Init, if no step needed it, and deinit. False as above.
   bool Finish();
+  // Behind this call everything has been reported.
   void ReportTotals();
 
   // No expectation failed and no violation so far.
@@ -47,6 +61,7 @@ class ScenarioRunner : private simulator::HostObserver {
     size_t writes = 0;
     std::vector<std::string> log;
   };
+  using Told = std::function<void(RunReporter&)>;
 
   bool PlayAction(const Step& step, const EventStep& action);
   bool PlayAction(const Step& step, const InitStep& action);
@@ -62,8 +77,15 @@ class ScenarioRunner : private simulator::HostObserver {
   bool Deinit();
   // Why the expectation is not met; empty when it is. None when the module did not return.
   std::optional<std::string> Check(const ExpectStep& expectation);
-  std::string CheckCase(int number, const std::string& dump);
+  std::string CheckCase(int number, const std::string& dump) const;
   bool ReportHang(const std::string& call);
+  // Notes what is done with the module, and bounds it.
+  void Note(const std::string& activity);
+  void Report(Told what);
+  // Reports the begin of an event, init or deinit.
+  void Begin(Told what);
+  void WaitForReports();
+  void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write);
 
   void OnHostCall(const std::string& call) override;
   void OnWrite(const simulator::DspWrite& write) override;
@@ -71,19 +93,21 @@ class ScenarioRunner : private simulator::HostObserver {
   void OnLog(const simulator::LogLine& line);
 
   const Options options_;
-  Activity& activity_;
+  ChildReport& child_;
   const CaseTable cases_;
 
   std::mutex mutex_;  // for what the host's threads report
-  RunReporter& reporter_;
   RunTotals totals_;
   Since since_;
-  // Those whose corrections the DSP accepted last; none before the first.
-  std::optional<std::vector<size_t>> accepted_cases_;
-  bool is_capture_complete_ = true;
+  // The corrections that the DSP accepted last.
+  std::optional<simulator::DspWrite> accepted_;
+
+  RunReporter& reporter_;  // of the reports' thread
+  std::atomic<bool> is_capture_complete_ = true;
 
   bool was_initialized_ = false;
   simulator::SimulatedHost::InitResult init_result_;
+  simulator::EventThread reports_;
   simulator::LogCapture log_capture_;
   simulator::SimulatedHost host_;
 };

@@ -1,8 +1,8 @@
-#include <chrono>
 #include <cstdio>
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include "capture/message_text.h"
 #include "console/terminal.h"
@@ -20,7 +20,7 @@ constexpr const char* kIndent = "                     ";
 
 class TextReporter : public RunReporter {
  public:
-  explicit TextReporter(bool colour) : colour_(colour) {}
+  TextReporter(bool colour, RunReporter::Put put) : RunReporter(std::move(put)), colour_(colour) {}
 
   void OnInit() override { Begin("control", "init", ""); }
   void OnDeinit() override { Begin("control", "deinit", ""); }
@@ -37,7 +37,10 @@ class TextReporter : public RunReporter {
 
   void OnFault(const std::string& step) override { Begin("", step, "fault"); }
 
-  void OnSay(const std::string& text) override { Put(colour::kBold, "\n" + text + "\n"); }
+  void OnSay(const std::string& text) override {
+    Put(colour::kBold, "\n" + text);
+    EndLine();
+  }
 
   void OnHostCall(const std::string& call) override { Cause(colour::kDim, "host  ", call); }
 
@@ -85,6 +88,10 @@ class TextReporter : public RunReporter {
 
   void OnViolation(const std::string& text) override { Cause(colour::kRed, "BROKEN  ", text); }
 
+  void OnPrint(const std::string& line) override {
+    Cause(colour::kYellow, "print ", Printable(line));
+  }
+
   void OnEnd(const RunTotals& totals) override {
     std::ostringstream text;
     text << "\n"
@@ -93,35 +100,36 @@ class TextReporter : public RunReporter {
     text << ", " << Count(totals.expectations, "expectation") << ": ";
     Put(colour::kPlain, text.str());
     if (totals.failures == 0) {
-      Put(colour::kGreen, "all as expected\n");
+      Put(colour::kGreen, "all as expected");
     } else {
-      Put(colour::kRed, Count(totals.failures, "failure") + "\n");
+      Put(colour::kRed, Count(totals.failures, "failure"));
     }
+    EndLine();
   }
 
  private:
   void Begin(const std::string& thread, const std::string& what, const std::string& note) {
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
     char head[64];
-    std::snprintf(head, sizeof(head), "%8.3f s  %-8s  ", time.count(), thread.c_str());
+    std::snprintf(head, sizeof(head), "%8.3f s  %-8s  ", seconds(), thread.c_str());
     Put(colour::kDim, head);
     Put(colour::kBold, what);
     if (!note.empty()) Put(colour::kDim, "  (" + note + ")");
-    Put(colour::kPlain, "\n");
+    EndLine();
   }
 
   void Cause(const char* colour, const std::string& label, const std::string& text) {
     Put(colour, kIndent + label + text);
-    Put(colour::kPlain, "\n");
+    EndLine();
   }
 
   void Put(const char* colour, const std::string& text) {
-    Print(colour_, colour, text);
-    std::fflush(stdout);
+    const bool is_coloured = colour_ && *colour != '\0';
+    line_ += is_coloured ? colour + text + colour::kEnd : text;
   }
+  void EndLine() { PutText(std::exchange(line_, {}) + "\n"); }
 
   const bool colour_;
-  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::string line_;
 };
 
 }  // namespace
@@ -141,8 +149,8 @@ std::string EventName(const HostEvent& event) {
   return (event.number == simulator::kUsecaseStarted ? "start " : "stop ") + value;
 }
 
-std::unique_ptr<RunReporter> MakeTextReporter(bool colour) {
-  return std::make_unique<TextReporter>(colour);
+std::unique_ptr<RunReporter> MakeTextReporter(bool colour, RunReporter::Put put) {
+  return std::make_unique<TextReporter>(colour, std::move(put));
 }
 
 }  // namespace brelmo::tavi::tools

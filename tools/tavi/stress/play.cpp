@@ -246,10 +246,7 @@ std::optional<Failure> FindFailure(const ChildEnd& end) {
   }
   if (end.how == ChildEnd::How::kReturned && end.result == 1) return failure;
   failure.is_hang = end.how == ChildEnd::How::kTimedOut || end.result == kHungResult;
-  failure.text += (failure.is_hang ? "the module did not return"
-                   : end.how == ChildEnd::How::kDied
-                       ? "the module " + end.death
-                       : "the process ended with exit code " + std::to_string(end.result)) +
+  failure.text += (failure.is_hang ? "the module did not return" : "the module " + end.death) +
                   (end.activity.empty() ? "" : ", last: " + end.activity) + "\n" + end.output;
   return failure;
 }

@@ -78,23 +78,27 @@ std::optional<FailedEpisode> PlayEpisodes(const StressSetup& setup, size_t count
   limits.jobs = setup.jobs;
   limits.time = std::chrono::seconds(60) + 3 * setup.patience;
   std::optional<FailedEpisode> failed;
+  limits.end_time = setup.patience;
   const std::string folder = setup.folder->Make();
-  RunChildren(
-      count, limits,
-      [&](size_t index, ChildReport& report) {
-        const std::string own = folder + "/" + std::to_string(index);
-        std::filesystem::create_directory(own);
-        return PlayEpisode(make(index),
-                           {setup.module, own, setup.patience,
-                            [&report](const std::string& fault) { report.Add(fault + '\0'); }},
-                           report);
-      },
-      [&](size_t index, const ChildEnd& end) {
-        if (failed && failed->number < index) return;
-        if (const auto failure = FindFailure(end)) failed = FailedEpisode{index, *failure};
-      },
-      [&setup] { setup.folder->Remove(); });
-  std::filesystem::remove_all(folder);
+  RunChildren(count, limits,
+              [&](size_t index, ChildReport& report) {
+                const std::string own = folder + "/" + std::to_string(index);
+                std::error_code error;
+                if (!std::filesystem::create_directory(own, error)) {
+                  throw MachineError(own + ": cannot be made", error.value());
+                }
+                return PlayEpisode(
+                    make(index),
+                    {setup.module, own, setup.patience,
+                     [&report](const std::string& fault) { report.Add(fault + '\0'); }},
+                    report);
+              },
+              {[&](size_t index, const ChildEnd& end) {
+                if (failed && failed->number < index) return;
+                if (const auto failure = FindFailure(end)) failed = FailedEpisode{index, *failure};
+              }});
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
   return failed;
 }
 
@@ -214,33 +218,28 @@ std::string ScenarioText(const Episode& episode) {
 bool DoesRunFail(const StressSetup& setup, const Episode& episode) {
   ChildLimits limits;
   limits.time = setup.patience + std::chrono::seconds(1);  // a run is more patient
+  limits.end_time = setup.patience;
   const std::string data_root = setup.folder->Make();
-  bool has_failed = false;
-  RunChildren(
-      1, limits,
-      [&](size_t /*index*/, ChildReport& report) {
-        const simulator::DataFolder folder(data_root);
-        for (const auto& [name, content] : episode.files) {
-          WriteFile(std::filesystem::path(data_root) / name, content);
-        }
-        const simulator::LoadedModule module(setup.module);
-        const auto reporter = MakeTextReporter(/*colour=*/false);
-        ScenarioRunner runner(module, {episode.Config(), "scenario", nullptr}, *reporter, report);
-        std::istringstream lines(ScenarioText(episode));
-        bool is_alive = true;
-        for (const Step& step : ParseScenario(lines)) is_alive = is_alive && runner.Play(step);
-        if (!is_alive || !runner.Finish()) {
-          report.Finish();
-          std::_Exit(1);
-        }
-        return runner.is_as_expected() ? 0 : 1;
-      },
-      [&has_failed](size_t /*index*/, const ChildEnd& end) {
-        has_failed = end.how != ChildEnd::How::kReturned || end.result != 0;
-      },
-      [&setup] { setup.folder->Remove(); });
-  std::filesystem::remove_all(data_root);
-  return has_failed;
+  const ChildEnd end = RunChild(limits, [&](ChildReport& report) {
+    const simulator::DataFolder folder(data_root);
+    for (const auto& [name, content] : episode.files) {
+      ScratchFolder::WriteFileIn(data_root, name, content);
+    }
+    const simulator::LoadedModule module(setup.module);
+    const auto reporter = MakeTextReporter(/*colour=*/false, [](const std::string& /*text*/) {});
+    ScenarioRunner runner(module, {episode.Config(), "scenario"}, *reporter, report);
+    std::istringstream lines(ScenarioText(episode));
+    bool is_alive = true;
+    for (const Step& step : ParseScenario(lines)) is_alive = is_alive && runner.Play(step);
+    if (!is_alive || !runner.Finish()) {
+      report.Finish(1);
+      std::_Exit(1);
+    }
+    return runner.is_as_expected() ? 0 : 1;
+  });
+  std::error_code ignored;
+  std::filesystem::remove_all(data_root, ignored);
+  return end.how != ChildEnd::How::kReturned || end.result != 0;
 }
 
 }  // namespace brelmo::tavi::tools

@@ -14,7 +14,7 @@ namespace brelmo::tavi::tools {
 
 struct StressSetup {
   std::string module;
-  const WorkFolder* folder = nullptr;
+  const ScratchFolder* folder = nullptr;
   size_t jobs = 1;
   std::chrono::seconds patience{10};
 };

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -118,39 +117,6 @@ std::string FindOtherOffsets(const simulator::LoadedModule& module) {
     text += Differs("the use case", *usecase_offset, HAL_USECASE_VALUE_OFFSET, "use-case record");
   }
   return text;
-}
-
-std::string FindWhyNotTaken(const std::string& path, const ChildLimits& limits) {
-  enum Question : size_t { kIsLoaded, kHasOffsets, kCount };
-  std::string why;
-  RunChildren(
-      kCount, limits,
-      [&path](size_t question, ChildReport& report) {
-        report.Set("loading the module");
-        try {
-          const simulator::LoadedModule module(path);
-          if (question == kHasOffsets) report.Add(FindOtherOffsets(module));
-        } catch (const std::runtime_error& error) {
-          report.Add(error.what());
-          return 1;
-        }
-        return 0;
-      },
-      [&](size_t question, const ChildEnd& end) {
-        const bool has_returned = end.how == ChildEnd::How::kReturned;
-        if (question == kIsLoaded) {
-          if (has_returned && end.result == 0) return;
-          why = end.how == ChildEnd::How::kTimedOut
-                    ? "the module did not return from: " + end.activity
-                : has_returned ? end.report
-                               : "the module " + end.death + " during: " + end.activity;
-        } else if (has_returned && end.result == 0 && !end.report.empty() && why.empty()) {
-          // What a module makes of a call is the tests' affair; so is a death of it.
-          why = path + ": is built for another host: it looks for " + end.report +
-                ". To judge it takes a tavi that was built with the same hal_audio_platform.h";
-        }
-      });
-  return why;
 }
 
 }  // namespace brelmo::tavi::tools

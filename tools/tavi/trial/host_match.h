@@ -5,16 +5,11 @@
 #include <string>
 
 #include "loaded_module.h"
-#include "process/child_process.h"
 
 namespace brelmo::tavi::tools {
 
 // What the module takes from another place of the host's records than this tavi has it at, with
 // both numbers; empty when it is none, or cannot be told. Plays a call: a module may crash of it.
 std::string FindOtherOffsets(const simulator::LoadedModule& module);
-
-// Why a host would not take the library, or would not get far with it; empty when nothing speaks
-// against it. All of it happens in other processes.
-std::string FindWhyNotTaken(const std::string& path, const ChildLimits& limits);
 
 }  // namespace brelmo::tavi::tools

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gelf.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,12 +33,17 @@ void ReadSymbols(Elf* elf, Elf_Scn* section, const GElf_Shdr& header, LibraryFil
   }
   const auto count =
       static_cast<int>(header.sh_entsize == 0 ? 0 : header.sh_size / header.sh_entsize);
+  size_t bytes = 0;
   for (int i = 1; i < count; ++i) {  // the first is none
     GElf_Sym symbol;
     if (gelf_getsym(data, i, &symbol) == nullptr) break;
     const int binding = GELF_ST_BIND(symbol.st_info);
     const char* const name = elf_strptr(elf, header.sh_link, symbol.st_name);
     if (binding == STB_LOCAL || name == nullptr || *name == '\0') continue;
+    // Names may lie in each other: a small file can hold any number of long ones.
+    constexpr size_t kMostBytes = size_t{64} << 20;
+    bytes += std::strlen(name);
+    if (bytes > kMostBytes) throw std::runtime_error("has symbol names of more than 64 MiB");
     GElf_Versym version = VER_NDX_GLOBAL;
     if (versions != nullptr) gelf_getversym(versions, i, &version);
     constexpr int kHidden = 0x8000;
@@ -65,9 +71,15 @@ void ReadDynamicEntries(Elf_Scn* section, const GElf_Shdr& header, LibraryFile& 
 
 class ElfFile {
  public:
-  explicit ElfFile(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  explicit ElfFile(const std::string& path)
+      : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     if (fd_ < 0) {
       throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
+    }
+    struct stat status = {};
+    if (fstat(fd_, &status) == 0 && !S_ISREG(status.st_mode)) {
+      close(fd_);
+      throw std::runtime_error(path + ": is no regular file");
     }
     elf_version(EV_CURRENT);
     elf_.reset(elf_begin(fd_, ELF_C_READ_MMAP, nullptr));
@@ -109,7 +121,11 @@ LibraryFile ReadLibraryFile(const std::string& path) {
     GElf_Shdr header;
     if (gelf_getshdr(section, &header) == nullptr) continue;
     if (header.sh_type == SHT_DYNSYM) {
-      ReadSymbols(elf.get(), section, header, file);
+      try {
+        ReadSymbols(elf.get(), section, header, file);
+      } catch (const std::runtime_error& error) {
+        throw std::runtime_error(path + ": " + error.what());
+      }
       has_symbols = true;
     } else if (header.sh_type == SHT_DYNAMIC) {
       ReadDynamicEntries(section, header, file);

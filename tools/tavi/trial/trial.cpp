@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <utility>
 
 #include "console/wording.h"
+#include "process/backtraces.h"
+#include "process/scratch_folder.h"
 #include "scenario/scenario.h"
 
 namespace brelmo::tavi::tools {
@@ -104,7 +104,7 @@ Trial::~Trial() = default;
 
 const simulator::LoadedModule& Trial::module() {
   if (module_ == nullptr) {
-    Note("loading the module");
+    report_.Set("loading the module", setup_.patience);
     module_ = std::make_unique<simulator::LoadedModule>(setup_.module);
   }
   return *module_;
@@ -119,9 +119,7 @@ SimulatedHost& Trial::host() {
 }
 
 void Trial::WriteFile(const std::string& name, const std::string& content) {
-  const std::filesystem::path path = FilePath(name);
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << content;
+  ScratchFolder::WriteFileIn(setup_.folder, name, content);
 }
 
 std::string Trial::FilePath(const std::string& name) const { return setup_.folder + "/" + name; }
@@ -254,7 +252,7 @@ void Trial::CheckViolations() {
 void Trial::EndInHang() {
   CheckViolations();
   WriteBacktraces();
-  report_.Finish();
+  report_.Finish(kHungResult);
   std::_Exit(kHungResult);
 }
 

@@ -121,7 +121,7 @@ class Trial {
   std::unique_ptr<simulator::SimulatedHost> host_;
 };
 
-// What a child whose module did not return ends with.
+// The result of a child whose module did not return.
 constexpr int kHungResult = 3;
 
 }  // namespace brelmo::tavi::tools

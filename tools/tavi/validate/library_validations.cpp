@@ -114,7 +114,7 @@ void CheckSegments(Trial& trial) {
 
 void* Load(Trial& trial) {
   const std::string& path = trial.setup().module;
-  trial.report().Set("loading the module");
+  trial.report().Set("loading the module", trial.setup().patience);
   void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) trial.Abandon(dlerror());
   return library;

@@ -1,0 +1,78 @@
+#include "stress/found_scenario.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "console/input.h"
+#include "console/wording.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+// As a shell takes it for one word.
+std::string ShellWord(const std::string& text) {
+  const auto is_plain = [](unsigned char c) {
+    return std::isalnum(c) != 0 || std::strchr("/._-+:,=@%", c) != nullptr;
+  };
+  if (!text.empty() && std::all_of(text.begin(), text.end(), is_plain)) return text;
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+  return quoted + "'";
+}
+
+// Where the files go, their names and contents.
+using Files = std::vector<std::pair<std::filesystem::path, std::string>>;
+
+// False when that cannot be.
+bool WriteFiles(const std::filesystem::path& folder, const Files& files) {
+  std::error_code error;
+  std::filesystem::create_directories(folder / "etc", error);
+  try {
+    for (const auto& [path, content] : files) WriteFile(path, content);
+  } catch (const InputError& failure) {
+    std::printf("  %s; what was to be stored:\n", Printable(failure.what()).c_str());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
+                 const ShortEpisode& found, const std::string& origin, bool does_fail) {
+  const std::string config = found.episode.Config();
+  std::string text = "# Found by " + origin + ":\n";
+  std::istringstream failure(found.failure.text);
+  for (std::string line; std::getline(failure, line);) text += "# " + Printable(line) + "\n";
+  text += ScenarioText(found.episode);
+  Files files = {{folder / "device.conf", config + "\n"}, {folder / "stress.scenario", text}};
+  for (const auto& [name, content] : found.episode.files) {
+    files.emplace_back(folder / "etc" / name, content);
+  }
+  if (!WriteFiles(folder, files)) {
+    for (const auto& [path, content] : files) {
+      std::printf("--- %s\n%s", Printable(path.string()).c_str(), content.c_str());
+    }
+    return;
+  }
+  std::printf("shrunk to %s and %s, which", Count(found.episode.event_count(), "event").c_str(),
+              Count(found.episode.cases.size(), "case").c_str());
+  std::printf("%s",
+              does_fail ? " fail in a run, too:\n"
+              : found.is_serial
+                  ? " do not fail in a run: it does not look at what was found:\n"
+                  : " do not fail in a run: that plays one event after the other, and these fail "
+                    "at the same time:\n");
+  std::printf("  tavi run --module %s --config %s --data-root %s --scenario %s\n",
+              ShellWord(setup.module).c_str(), ShellWord((folder / "device.conf").string()).c_str(),
+              ShellWord((folder / "etc").string()).c_str(),
+              ShellWord((folder / "stress.scenario").string()).c_str());
+}
+
+}  // namespace brelmo::tavi::tools
