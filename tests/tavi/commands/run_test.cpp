@@ -208,7 +208,11 @@ TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
   // Exists for everyone and cannot be read from the start by anyone.
   const std::string unreadable = "/proc/self/mem";
   const std::pair<Strings, Strings> cases[] = {
-      {{}, {"subcommand is required"}},
+      {{}, {"a command is needed: run, decode, "}},
+      {{"chekc"}, {"\"chekc\" is no command; did you mean check?"}},
+      {{"check", "device.conf"}, {"tavi check --config device.conf"}},
+      {{"check", "--confg", "x"}, {"no option \"--confg\"; did you mean --config?"}},
+      {{"check", "\033[2J"}, {"\\x1b[2J"}},
       {{"run"}, {"--config", "--config-text"}},
       {{"run", "--config", conf, "--config-text", "x"}, {"--config", "--config-text"}},
       {{"run", "--config", conf, "--format", "xml"}, {"--format", "xml"}},

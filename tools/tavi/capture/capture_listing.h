@@ -1,0 +1,19 @@
+// A capture, printed message by message.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "capture/case_lookup.h"
+
+namespace brelmo::tavi::tools {
+
+// Whether a file that begins like this is a capture, or one that was cut.
+bool IsCapture(std::string_view beginning);
+
+// Prints the messages of the capture in the file, each on a line of text or as a JSON object, with
+// the data files of `cases`, which may be null. Throws InputError for what is no capture, and
+// behind the messages before the damage for a damaged one.
+void PutCapture(const std::string& path, const CaseTable* cases, bool is_json);
+
+}  // namespace brelmo::tavi::tools
