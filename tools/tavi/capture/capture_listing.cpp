@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
-#include <vector>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -101,6 +101,10 @@ bool IsText(std::string_view bytes) {
 }  // namespace
 
 bool IsCapture(std::string_view beginning) { return !Parse(beginning).messages.empty(); }
+
+OutputRules CaptureRules(std::vector<InputFile> inputs, bool is_forced) {
+  return {std::move(inputs), "a capture", IsCapture, is_forced};
+}
 
 void PutCapture(const std::string& path, const CaseTable* cases, bool is_json) {
   const std::string bytes = ReadFile(path, kMostCaptureBytes);

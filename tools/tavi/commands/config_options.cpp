@@ -1,30 +1,12 @@
 #include "commands/config_options.h"
 
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
 
 #include "check/data_file_path.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
-
-CLI::Validator WholeNumberWithin(uint64_t low, uint64_t high) {
-  return CLI::Validator(
-      [low, high](std::string& text) {
-        uint64_t value = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        if (error != std::errc() || end != text.data() + text.size() || value < low ||
-            value > high) {
-          return Quote(text) + " is to be a whole number from " + std::to_string(low) + " to " +
-                 std::to_string(high);
-        }
-        text = std::to_string(value);
-        return std::string();
-      },
-      "");
-}
 
 CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
   return CLI::Validator(

@@ -1,7 +1,6 @@
 // Where a command takes its configuration text and its other inputs from.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,9 +12,6 @@
 
 namespace brelmo::tavi::tools {
 
-// For an option that takes a whole number from `low` to `high`, in decimal: zeros in front make no
-// octal number of it.
-CLI::Validator WholeNumberWithin(uint64_t low, uint64_t high);
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
 // The option --max-gain.

@@ -12,9 +12,12 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include <android-base/logging.h>
 
+#include "capture/capture_listing.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
 #include "commands/installed_module.h"
@@ -35,6 +38,7 @@ struct RunOptions {
   std::string scenario = "-";
   std::string format = "text";
   std::optional<std::string> capture;
+  bool is_forced = false;
   std::string log_level = "info";
 };
 
@@ -131,32 +135,31 @@ int Play(const RunOptions& options, const std::string& config, const std::vector
 
 int Run(const RunOptions& options) {
   const std::string config = options.config.Text();
+  options.config.RequireFiniteDataFiles(config);
   std::vector<Step> steps;
   if (options.scenario != "-") steps = ReadScenario(options.scenario);
   // Last: files that the user names are not the module's.
   const auto data_folder = options.config.UseDataFolder();
   const std::string module_path = options.module ? *options.module : FindInstalledModule();
 
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::unique_ptr<std::FILE, CloseFile> capture;
+  std::optional<OutputFile> capture;
   if (options.capture) {
-    capture.reset(std::fopen(options.capture->c_str(), "wb"));
-    if (!capture) {
-      throw InputError(*options.capture + ": cannot be written: " + std::strerror(errno));
-    }
+    std::vector<InputFile> inputs = options.config.Inputs(config);
+    inputs.push_back({options.scenario, "the scenario"});
+    inputs.push_back({module_path, "the module"});
+    capture.emplace(*options.capture, CaptureRules(std::move(inputs), options.is_forced));
   }
 
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
   const std::unique_ptr<RunReporter> reporter =
       options.format == "json" ? MakeJsonReporter() : MakeTextReporter(IsColourWanted());
-  return RunSupervised(
+  const int exit_code = RunSupervised(
       [&](Activity& activity) {
         try {
           activity.Set("loading " + module_path);
           const simulator::LoadedModule module(module_path);
-          return Play(options, config, steps, module, capture.get(), *reporter, activity);
+          return Play(options, config, steps, module, capture ? capture->stream() : nullptr,
+                      *reporter, activity);
         } catch (const std::runtime_error& error) {
           std::cout << std::flush;
           std::cerr << "tavi: " << error.what() << std::endl;
@@ -166,6 +169,9 @@ int Run(const RunOptions& options) {
       [&](const std::string& death, const std::string& activity) {
         reporter->OnViolation("the module " + death + " during: " + activity);
       });
+  // Also of a module that has crashed: what it wrote before is there.
+  if (capture && exit_code != kExitUsage) capture->Commit();
+  return exit_code;
 }
 
 }  // namespace
@@ -189,6 +195,7 @@ void AddRunCommand(CLI::App& program, int& exit_code) {
       ->type_name("FORMAT");
   command->add_option("--capture", options->capture, "Store the bytes of every write to the DSP")
       ->type_name("FILE");
+  AddForceOption(*command, options->is_forced);
   command
       ->add_option("--log-level", options->log_level,
                    "Least severity that the module logs: verbose, debug, info (default), warning, "

@@ -19,6 +19,7 @@
 
 #include "commands/commands.h"
 #include "commands/config_options.h"
+#include "console/output.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 #include "process/scratch_folder.h"
@@ -36,6 +37,7 @@ struct Options {
   int seconds = 10;
   std::optional<uint32_t> seed;
   std::string output;
+  bool is_forced = false;
   size_t jobs = std::max(1U, std::thread::hardware_concurrency());
   int patience = 10;  // seconds
 };
@@ -51,40 +53,28 @@ std::string ShellWord(const std::string& text) {
   return quoted + "'";
 }
 
-// Where the files go, their names and contents.
-using Files = std::vector<std::pair<std::filesystem::path, std::string>>;
-
-// False when that cannot be.
-bool WriteFiles(const std::filesystem::path& folder, const Files& files) {
-  std::error_code error;
-  std::filesystem::create_directories(folder / "etc", error);
-  try {
-    for (const auto& [path, content] : files) WriteFile(path, content);
-  } catch (const InputError& failure) {
-    std::printf("  %s; what was to be stored:\n", Printable(failure.what()).c_str());
-    return false;
-  }
-  return true;
-}
-
 // Writes the files, and says where they are and how to play them.
-void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
-                 const ShortEpisode& found, const std::string& origin, bool does_fail) {
-  const std::string config = found.episode.Config();
+void PutScenario(OutputFolder& output, const StressSetup& setup, const ShortEpisode& found,
+                 const std::string& origin, bool does_fail) {
   std::string text = "# Found by " + origin + ":\n";
   std::istringstream failure(found.failure.text);
   for (std::string line; std::getline(failure, line);) text += "# " + Printable(line) + "\n";
   text += ScenarioText(found.episode);
-  Files files = {{folder / "device.conf", config + "\n"}, {folder / "stress.scenario", text}};
-  for (const auto& [name, content] : found.episode.files) {
-    files.emplace_back(folder / "etc" / name, content);
-  }
-  if (!WriteFiles(folder, files)) {
-    for (const auto& [path, content] : files) {
-      std::printf("--- %s\n%s", Printable(path.string()).c_str(), content.c_str());
+  std::vector<std::pair<std::string, std::string>> files = {
+      {"device.conf", found.episode.Config() + "\n"}, {"stress.scenario", text}};
+  for (const auto& [name, content] : found.episode.files)
+    files.emplace_back("etc/" + name, content);
+  for (const auto& [name, content] : files) output.Add(name, content);
+  try {
+    output.Commit();
+  } catch (const InputError& error) {
+    std::printf("  %s; what was to be stored:\n", Printable(error.what()).c_str());
+    for (const auto& [name, content] : files) {
+      std::printf("--- %s\n%s", name.c_str(), content.c_str());
     }
     return;
   }
+  const std::filesystem::path folder = output.name();
   std::printf("shrunk to %s and %s, which", Count(found.episode.event_count(), "event").c_str(),
               Count(found.episode.cases.size(), "case").c_str());
   std::printf("%s",
@@ -102,6 +92,9 @@ void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
 int Stress(const Options& options) {
   CheckIsModule(options.module);
   const uint64_t seed = options.seed ? *options.seed : std::random_device()();
+  OutputFolder output(
+      options.output.empty() ? "tavi-stress-" + std::to_string(seed) : options.output,
+      "tavi stress", {{{options.module, "the module"}}, "", nullptr, options.is_forced});
   std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
   std::fflush(stdout);
   const WorkFolder folder;
@@ -154,8 +147,6 @@ int Stress(const Options& options) {
   for (std::string line; std::getline(lines, line);) {
     std::printf("  %s\n", Printable(line).c_str());
   }
-  const std::string output =
-      options.output.empty() ? "tavi-stress-" + std::to_string(seed) : options.output;
   PutScenario(output, setup, found,
               "tavi stress, seed " + std::to_string(seed) + ", episode " + std::to_string(number),
               does_fail);
@@ -191,6 +182,7 @@ void AddStressCommand(CLI::App& program, int& exit_code) {
                    "Where a failure's scenario goes, with its configuration and data files; "
                    "default: tavi-stress-SEED")
       ->type_name("DIR");
+  AddForceOption(*command, options->is_forced);
   command
       ->add_option("--jobs", options->jobs,
                    "Episodes that are played at the same time; default: one for each processor")

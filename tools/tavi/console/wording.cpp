@@ -170,7 +170,7 @@ std::string NearestName(std::string_view word, const std::vector<std::string>& n
 
 bool IsMisspelt(std::string_view word, std::string_view name) {
   return word != name && word.size() <= 2 * name.size() &&
-         EditDistance(word, name) <= std::max<size_t>(1, name.size() / 3);
+         EditDistance(word, name) <= std::max<size_t>(1, (name.size() + 1) / 3);
 }
 
 }  // namespace brelmo::tavi::tools
