@@ -86,7 +86,7 @@ class ReadingCheck {
       }
       findings_.Add(
           {item.parts[i].offset + at, 1}, "stray-whitespace", Severity::kWarning, number,
-          kind + " stands " + where,
+          kind.append(" stands ").append(where),
           "the module takes it as part of the text: only the space separates cases; " + cure);
     }
   }
@@ -125,10 +125,10 @@ class ReadingCheck {
     const std::vector<Item>& items = text_.cases()[number].items;
     const bool has_colon = text.find(':') != std::string_view::npos;
     if (has_colon && item.parts.size() < 2 && &item == &items.back()) {
-      if (const std::string cure = CureOfSpace(text_, number); !cure.empty()) return cure;
+      if (std::string cure = CureOfSpace(text_, number); !cure.empty()) return cure;
     }
     if (!has_colon && &item == &items.front() && number > 0) {
-      if (const std::string cure = CureOfSpace(text_, number - 1); !cure.empty()) return cure;
+      if (std::string cure = CureOfSpace(text_, number - 1); !cure.empty()) return cure;
     }
     if (text.find(';') != std::string_view::npos) {
       return "| separates items, a semicolon does not: write " + Quote(Replaced(text, ';', '|'));
