@@ -2,11 +2,14 @@
 #include <cstdio>
 
 #include <exception>
+#include <new>
 
 #include <CLI/CLI.hpp>
 
 #include "commands/commands.h"
+#include "commands/usage_error.h"
 #include "console/input.h"
+#include "console/terminal.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
@@ -29,8 +32,10 @@ int Main(int argc, char** argv) {
   AddStressCommand(program, exit_code);
   try {
     program.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    program.exit(help);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? kExitAsExpected : kExitUsage;
+    throw InputError(ExplainUsageError(program, error));
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     throw InputError("standard output: could not be written in full");
@@ -43,10 +48,14 @@ int Main(int argc, char** argv) {
 }  // namespace brelmo::tavi::tools
 
 int main(int argc, char** argv) {
+  using brelmo::tavi::tools::PrintableLines;
   try {
+    brelmo::tavi::tools::OpenStandardDescriptors();
     return brelmo::tavi::tools::Main(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "tavi: there is not enough memory for this input\n");
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "tavi: %s\n", brelmo::tavi::tools::Printable(error.what()).c_str());
+    std::fprintf(stderr, "tavi: %s\n", PrintableLines(error.what()).c_str());
   } catch (...) {
     std::fprintf(stderr, "tavi: failed for an unknown reason\n");
   }

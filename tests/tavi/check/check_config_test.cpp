@@ -2,6 +2,8 @@
 // not.
 #include "check/check_config.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <map>
 #include <sstream>
@@ -15,6 +17,7 @@ namespace brelmo::tavi::test {
 namespace {
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -58,7 +61,10 @@ const std::map<std::string, std::string> kSeverities = {
     {"narrower-than-declared", "warning"},
     {"alternating-cases", "warning"},
     {"unreachable-case", "warning"},
-    {"uncovered-posture", "note"},
+    {"uncovered-posture", "warning"},
+    {"before-first-hinge-reading", "note"},
+    {"endless-file", "error"},
+    {"null-character", "warning"},
 };
 
 class CheckTest : public testing::Test {
@@ -80,11 +86,12 @@ class CheckTest : public testing::Test {
   tools::CheckOptions options_;
 };
 
-// The names, without the note that nearly every configuration has.
+// The names, without what nearly every configuration here has.
 std::string Names(const CheckResult& result) {
   std::string names;
   for (const Finding& finding : result.findings) {
     if (finding.name == "uncovered-posture") continue;
+    if (finding.name == "before-first-hinge-reading") continue;
     names += (names.empty() ? "" : " ") + finding.name;
   }
   return names;
@@ -248,11 +255,71 @@ TEST_F(CheckTest, Text) {
 }
 
 TEST_F(CheckTest, UncoveredPostures) {
-  EXPECT_THAT(Only(Check(Expand("HingeAngle:0,90|$")), "uncovered-posture").message,
-              HasSubstr("hinge angle 91 to 180; before the first hinge reading"));
-  EXPECT_THAT(Only(Check(Expand("HingeAngle:9|$")), "uncovered-posture").message,
-              HasSubstr("every posture"));
-  EXPECT_THAT(Check(Expand("ScreenRotation:0,90,180,270|$")).findings, IsEmpty());
+  const auto uncovered = [this](const std::string& text) {
+    std::vector<std::string> found;
+    for (const Finding& finding : Check(Expand(text)).findings) {
+      if (finding.name == "uncovered-posture") {
+        found.push_back(finding.message.substr(finding.message.find(": ") + 2));
+      } else if (finding.name == "before-first-hinge-reading") {
+        found.push_back(finding.message);
+      }
+    }
+    return found;
+  };
+  const std::string early = "no case is taken before the first hinge reading";
+  EXPECT_THAT(uncovered("HingeAngle:0,90|$"), ElementsAre("hinge angle 91 to 180", early));
+  EXPECT_THAT(uncovered("HingeAngle:0,180|$"), ElementsAre(early));
+  EXPECT_THAT(uncovered("HingeAngle:9|$"), ElementsAre("every posture"));
+  EXPECT_THAT(uncovered("ScreenRotation:0|$"),
+              ElementsAre("rotation 90, 180 and 270 whatever the hinge angle"));
+  EXPECT_THAT(uncovered("ScreenRotation:0,90,180,270|$"), IsEmpty());
+}
+
+TEST_F(CheckTest, Cures) {
+  const std::pair<const char*, const char*> rows[] = {
+      // A space ends the case.
+      {"HingeAngle:0, 90|$", "a space ends the case: write \"HingeAngle:0,90\""},
+      {"HingeAngle:0 ,90|$", "a space ends the case: write \"HingeAngle:0,90\""},
+      {"HingeAngle: 0,90|$", "a space ends the case: write \"HingeAngle:0,90\""},
+      {"HingeAngle:0,90 $", "a space ends the case: write | before \"LeftChannel\""},
+      {"HingeAngle:0,90|LeftChannel:my left.txt|RightChannel:b", "rename the file"},
+      // Other separators.
+      {"HingeAngle:0,90;$", "write \"HingeAngle:0,90|LeftChannel:good.txt\""},
+      {"HingeAngle=0,90|$", "write \"HingeAngle:0,90\""},
+      {"HingeAngle:0:90|$", "a comma separates values: write \"HingeAngle:0,90\""},
+      {"HingeAngle:0;90|$", "a comma separates values: write 0,90"},
+      {"HingeAngle:0-90|$", "a comma separates values: write 0,90"},
+      // Numbers.
+      {"HingeAngle:0,5,90,5|$", "is no decimal mark"},
+      {"HingeAngle:0.5,90|$", "write whole degrees"},
+      {"HingeAngle:90,0|$", "write 0,90"},
+      {"HingeAngle:90|$", "write low and high, such as 0,90"},
+      {"HingeAngle:0,270|$", "keep both ends in 0 to 180"},
+      {"ScreenRotation:-90|$", "write 270"},
+      {"ScreenRotation:45|$", "write one of these"},
+      // Names and files.
+      {"Hingeangle:0,90|$", "write HingeAngle"},
+      {"HingeAngle:0,90|LeftChannel:good.txt|RightChanel:b", "write RightChannel"},
+      {"HingeAngle:0,90|LeftChannel:good.txt", "such as RightChannel:file.txt"},
+      {"Volume:11|$", "there are HingeAngle and ScreenRotation"},
+      {"HingeAngle:0,90|LeftChannel:/vendor/etc/good.txt|RightChannel:good.txt",
+       "names begin in /vendor/etc/: write good.txt"},
+      {"HingeAngle:0,90|LeftChannel:/data/good.txt|RightChannel:good.txt", "no absolute path"},
+      // Ranges: equal ones are one to the module.
+      {"HingeAngle:0,130|ScreenRotation:0|$ HingeAngle:130,180|ScreenRotation:0|$ "
+       "HingeAngle:130,180|ScreenRotation:90|$",
+       "130 lies in the earlier range of case 0; begin it at 131"},
+      {"HingeAngle:50,90|$ HingeAngle:0,50|$",
+       "50 lies in the earlier range of case 0; end it at 49"},
+      {"HingeAngle:0,90|$ HingeAngle:10,20|$", "let ranges neither overlap nor touch"},
+  };
+  for (const auto& [text, cure] : rows) {
+    SCOPED_TRACE(text);
+    std::string all;
+    for (const Finding& finding : Check(Expand(text)).findings) all += finding.consequence + "\n";
+    EXPECT_THAT(all, HasSubstr(cure));
+    EXPECT_THAT(all, Not(HasSubstr("180 lies")));
+  }
 }
 
 TEST_F(CheckTest, EveryRefusedConditionIsNamed) {
@@ -300,6 +367,13 @@ const FileRow kFileRows[] = {
      1, 1, "a byte order mark", First("1,0")},
     // Empty lines are no bins.
     {"flat-response", "\n\n" + Middle("1;0"), 131, 1, "1 field", "\n\n" + Middle("1,0")},
+    {"flat-response",
+     First(std::string("\0"
+                       "1,0",
+                       4)),
+     1, 1, "a null character", First("1,0")},
+    {"null-character", Middle(std::string("1\0.5,0", 7)), 129, 2, "stands in bin 128",
+     Middle("1,0")},
     {"empty-response", "", 0, 0, "no data", Middle("1,0")},
     {"empty-response", "\n\n", 0, 0, "no data", Middle("1,0")},
     {"bin-count", Repeat("1,0\n", 256), 0, 0, "256 bins instead of 257", Middle("1,0")},
@@ -360,6 +434,20 @@ TEST_F(CheckTest, FilesThatCannotBeOpened) {
     EXPECT_EQ(finding.file, "configuration");
     EXPECT_EQ(finding.offset, text.size());
   }
+}
+
+TEST_F(CheckTest, FilesWithoutAnEnd) {
+  options_.data_root = files_.path();
+  mkfifo(files_.path("fifo").c_str(), 0600);
+  files_.Write("large", "");
+  std::filesystem::resize_file(files_.path("large"), uint64_t{1} << 40);
+  const std::string text = "HingeAngle:0,90|LeftChannel:good.txt|RightChannel:";
+  EXPECT_THAT(Only(Check(text + "fifo"), "endless-file").message, HasSubstr("fifo is a pipe"));
+  EXPECT_THAT(Only(Check(text + "large"), "endless-file").message,
+              HasSubstr("large is 1048576 MiB long"));
+  // A symbolic link, the module does not follow.
+  std::filesystem::create_symlink("fifo", files_.path("link"));
+  EXPECT_EQ(Names(Check(text + "link")), "flat-response");
 }
 
 TEST_F(CheckTest, OneFindingForAFileOfManyCases) {

@@ -160,7 +160,8 @@ TEST_F(CheckCommandTest, Json) {
           "\"etc/sh\xef\xbf\xbd\\u0001\\\".txt\",\"line\":1}",
           R"({"name":"bin-count","severity":"warning","case":0,"column":null,"file":"etc/short.txt","line":null})",
           R"({"name":"malformed-item","severity":"error","case":1,"column":62,"file":"device.conf","line":1})",
-          R"({"name":"uncovered-posture","severity":"note","case":null,"column":null,"file":"device.conf","line":null})"));
+          R"({"name":"uncovered-posture","severity":"warning","case":null,"column":null,"file":"device.conf","line":null})",
+          R"({"name":"before-first-hinge-reading","severity":"note","case":null,"column":null,"file":"device.conf","line":null})"));
   EXPECT_EQ(Check("--config-text 'ScreenRotation:0,90,180,270|LeftChannel:good.txt|RightChannel:"
                   "good.txt' --data-root etc --format json",
                   files_.path())

@@ -37,7 +37,7 @@ class DecodeCommandTest : public CommandTest {
 
 TEST_F(DecodeCommandTest, ReadsWhatRunCaptured) {
   const std::string file = folder_.path("run.capture");
-  folder_.Write("run.capture", "what was there before");
+  folder_.Write("run.capture", call_);  // a capture that was there before
   ASSERT_EQ(Run({"--capture", file},
                 "announce 5\nstart 6\nhinge 30\ndsp refuse 1 -5\nhinge 150\ndsp absent\nhinge 30\n"
                 "dsp present\nstop 6\n")
@@ -64,6 +64,7 @@ TEST_F(DecodeCommandTest, ReadsWhatRunCaptured) {
   EXPECT_EQ(responses["b.txt"]["type"], 17);
   EXPECT_EQ(responses["c.txt"]["bins"], 1);
   EXPECT_EQ(responses[""]["payload_bytes"], 2056);
+  EXPECT_EQ(responses[""]["least_db"], 0);
 }
 
 TEST_F(DecodeCommandTest, PrintsALineAMessage) {
@@ -78,7 +79,8 @@ TEST_F(DecodeCommandTest, PrintsALineAMessage) {
   EXPECT_THAT(Lines(named.out)[2], HasSubstr("dB, no file of this configuration"));
   EXPECT_THAT(Decode(ResponseMessage(16, {1, 0, std::nanf(""), 0})).out,
               HasSubstr("bin 1 is not a number"));
-  EXPECT_EQ(Decode("").exit_code, 0);
+  EXPECT_THAT(Decode(ResponseMessage(16, {0, 0, 2, 0}), {"--format", "json"}).out,
+              HasSubstr("\"least_db\":null,\"greatest_db\":6.02"));
 }
 
 TEST_F(DecodeCommandTest, SaysWhereADamagedCaptureStopsMakingSense) {
@@ -90,6 +92,10 @@ TEST_F(DecodeCommandTest, SaysWhereADamagedCaptureStopsMakingSense) {
     EXPECT_THAT(outcome.err, AllOf(HasSubstr(folder_.path("capture")), HasSubstr("offset 64"),
                                    HasSubstr("unknown message type 18")));
   }
+  const Outcome empty = Decode("");
+  EXPECT_EQ(empty.exit_code, 0);
+  EXPECT_THAT(empty.err, HasSubstr("capture: is empty: nothing was written"));
+  EXPECT_THAT(Decode("12-01 INFO a log\n").err, HasSubstr("is text and no capture"));
   const Outcome cut = Decode(call_.substr(0, call_.size() - 1));
   EXPECT_EQ(cut.exit_code, 2);
   EXPECT_EQ(Lines(cut.out).size(), 3U);

@@ -1,4 +1,6 @@
 // tavi run, text output.
+#include <sys/stat.h>
+
 #include <chrono>
 #include <sstream>
 #include <utility>
@@ -202,6 +204,60 @@ TEST_F(RunCommandTest, HandsTheConfigurationOverAsItStands) {
   EXPECT_THAT(logged({"--config-text", ""}), ElementsAre(error));
 }
 
+TEST_F(RunCommandTest, ACaptureTakesThePlaceOfNothingElse) {
+  folder_.Write("call.scenario", "announce 5\nstart 6\nhinge 30\n");
+  folder_.Write("notes", "notes");
+  const auto run = [this](const std::string& capture, const Strings& more,
+                          const std::string& redirection = "") {
+    Strings arguments = {"--scenario", folder_.path("call.scenario"), "--capture", capture};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTavi(Arguments(arguments), "", redirection);
+  };
+  for (const std::string name : {"call.scenario", "device.conf", "etc/a.txt"}) {
+    const std::string before = ReadFile(folder_.path(name));
+    EXPECT_EQ(run(folder_.path(name), {"--force"}).exit_code, 2) << name;
+    EXPECT_EQ(ReadFile(folder_.path(name)), before);
+  }
+  EXPECT_THAT(run(TAVI_MODULE_FILE, {"--module", TAVI_MODULE_FILE, "--force"}).err,
+              HasSubstr("is the module"));
+  EXPECT_THAT(run(folder_.path("notes"), {}).err, HasSubstr("--force replaces it"));
+  EXPECT_EQ(ReadFile(folder_.path("notes")), "notes");
+  EXPECT_EQ(run(folder_.path("notes"), {"--force"}).exit_code, 0);
+  EXPECT_EQ(run(folder_.path("notes"), {}).exit_code, 0);  // a capture now
+  const std::string capture = ReadFile(folder_.path("notes"));
+  // Nor does what is meant for a closed descriptor go there.
+  EXPECT_EQ(run(folder_.path("notes"), {}, ">&-").exit_code, 2);
+  EXPECT_EQ(ReadFile(folder_.path("notes")), capture);
+}
+
+TEST_F(RunCommandTest, NothingThatMayHaveNoEndIsWaitedFor) {
+  mkfifo(folder_.path("etc/fifo").c_str(), 0600);
+  const std::string text = "HingeAngle:0,90|LeftChannel:fifo|RightChannel:a.txt";
+  const Strings root = {"--data-root", folder_.path("etc")};
+  const std::pair<Strings, const char*> rows[] = {
+      {{"run", "--config-text", text}, "waits until somebody writes"},
+      {{"decode", "/dev/null", "--config-text", text}, "waits until somebody writes"},
+      {{"check", "--config", folder_.path("etc/fifo")}, "is a pipe"},
+      {{"run", "--config-text", "a", "--scenario", "/dev/zero"}, "is a device"},
+      {{"decode", folder_.path("etc/fifo")}, "is a pipe"},
+  };
+  for (const auto& [arguments, reason] : rows) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    Strings all = arguments;
+    all.insert(all.end(), root.begin(), root.end());
+    const Outcome outcome = RunTavi(all);
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_THAT(outcome.err, HasSubstr(reason));
+  }
+  // What the shell hands over is read.
+  EXPECT_EQ(RunTavi({"check", "--config", "/dev/stdin", "--data-root", folder_.path("etc")},
+                    ReadFile(folder_.path("device.conf")))
+                .exit_code,
+            RunTavi({"check", "--config", folder_.path("device.conf"), "--data-root",
+                     folder_.path("etc")})
+                .exit_code);
+}
+
 TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
   const std::string conf = folder_.path("device.conf");
   folder_.Write("null.conf", std::string("ab\0c\n", 5));
@@ -212,7 +268,11 @@ TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
   // Exists for everyone and cannot be read from the start by anyone.
   const std::string unreadable = "/proc/self/mem";
   const std::pair<Strings, Strings> cases[] = {
-      {{}, {"subcommand is required"}},
+      {{}, {"a command is needed: run, decode, "}},
+      {{"chekc"}, {"\"chekc\" is no command; did you mean check?"}},
+      {{"check", "device.conf"}, {"tavi check --config device.conf"}},
+      {{"check", "--confg", "x"}, {"no option \"--confg\"; did you mean --config?"}},
+      {{"check", "\033[2J"}, {"\\x1b[2J"}},
       {{"run"}, {"--config", "--config-text"}},
       {{"run", "--config", conf, "--config-text", "x"}, {"--config", "--config-text"}},
       {{"run", "--config", conf, "--format", "xml"}, {"--format", "xml"}},
@@ -247,6 +307,7 @@ TEST_F(RunCommandTest, SaysWhatIsWrongWithTheCommandLine) {
     for (const std::string& reason : reasons) EXPECT_THAT(outcome.err, HasSubstr(reason));
   }
   for (const char* const asking : {"--help", "--version"}) {
+    EXPECT_EQ(RunTavi({asking}, "", ">/dev/full").exit_code, 2);
     const Outcome outcome = RunTavi({asking});
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_THAT(outcome.out, HasSubstr("tavi"));

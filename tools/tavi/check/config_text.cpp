@@ -1,6 +1,7 @@
 #include "check/config_text.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 namespace brelmo::tavi::tools {
@@ -20,8 +21,11 @@ std::vector<Span> Pieces(std::string_view text, Span span, char delimiter) {
 ConfigText::ConfigText(const std::string& text) : text_(text) {
   for (const Span case_span : Pieces(text_, {0, text_.size()}, ' ')) {
     Case located = {case_span, {}};
+    std::unordered_set<std::string_view> names;
     for (const Span item_span : Pieces(text_, case_span, '|')) {
-      located.items.push_back({item_span, Pieces(text_, item_span, ':')});
+      Item item = {item_span, Pieces(text_, item_span, ':')};
+      item.is_repeated = item.is_pair() && !names.insert(at(item.name())).second;
+      located.items.push_back(std::move(item));
     }
     cases_.push_back(std::move(located));
   }

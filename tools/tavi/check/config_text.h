@@ -22,7 +22,8 @@ class ConfigText {
  public:
   struct Item {
     Span span;
-    std::vector<Span> parts;  // a name and a value when the item is well formed
+    std::vector<Span> parts;   // a name and a value when the item is well formed
+    bool is_repeated = false;  // an earlier item of the case has the same name, and counts
 
     bool is_pair() const { return parts.size() == 2; }
     Span name() const { return parts.at(0); }
@@ -40,7 +41,7 @@ class ConfigText {
   std::string_view at(Span span) const {
     return std::string_view(text_).substr(span.offset, span.length);
   }
-  // The first item with this name, the one that counts; null when there is none.
+  // The item with this name that counts; null when there is none.
   const Item* Find(const Case& in, std::string_view name) const;
 
  private:

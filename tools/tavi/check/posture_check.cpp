@@ -1,6 +1,7 @@
 #include "check/posture_check.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <set>
@@ -22,8 +23,6 @@ using audio::compensation::TelephonySpeakerCompensation;
 struct Declaration {
   std::vector<bool> postures;
   std::optional<std::pair<int, int>> range;
-
-  bool Holds(int angle) const { return range && range->first <= angle && angle <= range->second; }
 };
 
 size_t NumberOf(const Posture& posture) {
@@ -51,23 +50,45 @@ Declaration Declare(const CaseConfig& case_config, size_t posture_count) {
   return declaration;
 }
 
-// In the following, `declared` has the cases up to and with the one that is looked at.
-
-// The first of the earlier cases whose range holds the angle.
-std::optional<size_t> FirstToHold(const std::vector<Declaration>& declared, int angle) {
-  for (size_t i = 0; i + 1 < declared.size(); ++i) {
-    if (declared[i].Holds(angle)) return i;
+// The cases up to and with the one that is looked at, and which range an angle belongs to: the
+// first that holds it.
+class Declarations {
+ public:
+  void Add(Declaration declaration) {
+    declared_.push_back(std::move(declaration));
+    // Its own angles count from the next one on.
+    if (declared_.size() < 2) return;
+    const size_t before = declared_.size() - 2;
+    if (!declared_[before].range) return;
+    const auto& [low, high] = *declared_[before].range;
+    for (int angle = low; angle <= high; ++angle) {
+      auto& holder = holders_[static_cast<size_t>(angle)];
+      if (!holder) holder = before;
+    }
   }
-  return std::nullopt;
-}
+
+  const Declaration& own() const { return declared_.back(); }
+  size_t number() const { return declared_.size() - 1; }
+
+  // The first of the earlier cases whose range holds the angle, unless that is the own range: equal
+  // ranges are one to the module.
+  std::optional<size_t> EarlierHolder(std::optional<int> angle) const {
+    if (!angle) return std::nullopt;
+    const auto holder = holders_[static_cast<size_t>(*angle)];
+    return holder && declared_[*holder].range == own().range ? std::nullopt : holder;
+  }
+
+ private:
+  std::vector<Declaration> declared_;
+  std::array<std::optional<size_t>, HingeAngleIndex::kMaxAngle + 1> holders_;
+};
 
 // "90 lies in the earlier range of case 0", for the ends of the range.
-std::string EndsInEarlierRanges(const std::vector<Declaration>& declared) {
-  const Declaration& own = declared.back();
-  if (!own.range) return "";
+std::string EndsInEarlierRanges(const Declarations& declared) {
+  if (!declared.own().range) return "";
   std::map<size_t, std::vector<std::string>> ends;
-  for (const int end : {own.range->first, own.range->second}) {
-    if (const auto holder = FirstToHold(declared, end)) {
+  for (const int end : {declared.own().range->first, declared.own().range->second}) {
+    if (const auto holder = declared.EarlierHolder(end)) {
       ends[*holder].push_back(std::to_string(end));
     }
   }
@@ -80,22 +101,37 @@ std::string EndsInEarlierRanges(const std::vector<Declaration>& declared) {
   return Enumerate(words);
 }
 
-std::string WhyLost(const std::vector<Declaration>& declared, const std::vector<Posture>& lost) {
+// How to write a range of which an end lies in an earlier one.
+std::string CureOfRange(const Declarations& declared) {
+  const auto& [low, high] = *declared.own().range;
+  int begin = low;
+  int end = high;
+  while (begin < end && declared.EarlierHolder(begin)) ++begin;
+  while (end > begin && declared.EarlierHolder(end)) --end;
+  if (begin >= end) return "let ranges neither overlap nor touch";
+  std::vector<std::string> words;
+  if (begin != low) words.push_back("begin it at " + std::to_string(begin));
+  if (end != high) words.push_back("end it at " + std::to_string(end));
+  return Enumerate(words);
+}
+
+std::string WhyLost(const Declarations& declared, const std::vector<Posture>& lost) {
   std::set<size_t> holders;
   bool is_own_range_lost = false;
   for (const Posture& posture : lost) {
-    const auto holder = FirstToHold(declared, posture.hinge_angle.value_or(-1));
+    const auto holder = declared.EarlierHolder(posture.hinge_angle);
     if (holder) holders.insert(*holder);
     is_own_range_lost = is_own_range_lost || !holder;
   }
   std::string why;
   if (is_own_range_lost) {
-    why = "it looks a range up by its ends, and " + EndsInEarlierRanges(declared);
+    why = "it looks a range up by its ends, and " + EndsInEarlierRanges(declared) + "; " +
+          CureOfRange(declared);
   }
   if (!holders.empty()) {
     why += std::string(why.empty() ? "" : "; ") +
            "an angle belongs to the first range that holds it, here that of " +
-           CaseNumbers({holders.begin(), holders.end()});
+           CaseNumbers({holders.begin(), holders.end()}) + "; let ranges not overlap";
   }
   return why;
 }
@@ -110,9 +146,9 @@ bool HaveSameConditions(const TelephonySpeakerCompensation::CaseKeys& a,
   return texts(a) == texts(b);
 }
 
-void CompareRange(const std::vector<Declaration>& declared, const std::vector<bool>& actual,
+void CompareRange(const Declarations& declared, const std::vector<bool>& actual,
                   const std::vector<PostureResult>& postures, std::vector<Finding>& findings) {
-  const Declaration& own = declared.back();
+  const Declaration& own = declared.own();
   std::vector<Posture> says;
   std::vector<Posture> matches;
   std::vector<Posture> lost;
@@ -123,7 +159,7 @@ void CompareRange(const std::vector<Declaration>& declared, const std::vector<bo
     if (own.postures[i] && !actual[i]) lost.push_back(postures[i].posture);
     is_wider = is_wider || (actual[i] && !own.postures[i]);
   }
-  const size_t number = declared.size() - 1;
+  const size_t number = declared.number();
   const std::string declares =
       "case " + std::to_string(number) + " declares " + DescribePostures(says) + " but ";
   if (is_wider) {
@@ -132,7 +168,8 @@ void CompareRange(const std::vector<Declaration>& declared, const std::vector<bo
                                    "the module looks a range up by its ends and matches the case "
                                    "at every angle that belongs to "
                                    "the range it finds: " +
-                                       EndsInEarlierRanges(declared)));
+                                       EndsInEarlierRanges(declared) + "; " +
+                                       CureOfRange(declared)));
   }
   if (!lost.empty()) {
     findings.push_back(
@@ -140,6 +177,43 @@ void CompareRange(const std::vector<Declaration>& declared, const std::vector<bo
                     declares + "does not match " + DescribePostures(lost) + "; it matches " +
                         DescribePostures(matches),
                     "the module never takes the case there: " + WhyLost(declared, lost)));
+  }
+}
+
+// Before the first reading no hinge rule holds, and most configurations have nothing but them: that
+// is worth a note, and is no gap in what they cover.
+void AddUncovered(const std::vector<TelephonySpeakerCompensation::Case>& cases,
+                  const std::vector<bool>& is_taken, std::vector<Posture> uncovered,
+                  std::vector<Finding>& findings) {
+  const auto has_hinge_rule = [](const TelephonySpeakerCompensation::Case& candidate) {
+    return std::any_of(candidate.first.begin(), candidate.first.end(),
+                       [](const auto& key) { return key.name == HingeAngleIndex::kName; });
+  };
+  bool is_hinge_rule_taken = false;
+  for (size_t number = 0; number < cases.size(); ++number) {
+    is_hinge_rule_taken =
+        is_hinge_rule_taken || (is_taken[number] && has_hinge_rule(cases[number]));
+  }
+  std::vector<Posture> early;
+  if (is_hinge_rule_taken) {
+    const auto first_early = std::stable_partition(
+        uncovered.begin(), uncovered.end(),
+        [](const Posture& posture) { return posture.hinge_angle.has_value(); });
+    early.assign(first_early, uncovered.end());
+    uncovered.erase(first_early, uncovered.end());
+  }
+  if (!uncovered.empty()) {
+    findings.push_back(
+        MakeFinding("uncovered-posture", Severity::kWarning, std::nullopt,
+                    "no case is taken in these postures: " + DescribePostures(uncovered),
+                    "the module sends nothing there: the corrections last sent stay; widen a case, "
+                    "or add one"));
+  }
+  if (!early.empty()) {
+    findings.push_back(
+        MakeFinding("before-first-hinge-reading", Severity::kNote, std::nullopt,
+                    "no case is taken " + DescribePostures(early),
+                    "the module sends nothing until the hinge sensor reports for the first time"));
   }
 }
 
@@ -152,10 +226,10 @@ std::vector<Finding> FindOddRanges(const std::vector<CaseConfig>& cases,
     for (const size_t number : postures[i].matching) actual[number][i] = true;
   }
   std::vector<Finding> findings;
-  std::vector<Declaration> declared;
+  Declarations declared;
   for (size_t number = 0; number < cases.size(); ++number) {
-    declared.push_back(Declare(cases[number], postures.size()));
-    if (actual[number] != declared.back().postures) {
+    declared.Add(Declare(cases[number], postures.size()));
+    if (actual[number] != declared.own().postures) {
       CompareRange(declared, actual[number], postures, findings);
     }
   }
@@ -201,7 +275,7 @@ std::vector<Finding> FindOddPostures(const std::vector<TelephonySpeakerCompensat
     }
     std::string consequence =
         "the module flips between the two at every update there, each change of the hinge angle "
-        "included";
+        "included; let no posture fit both";
     if (HaveSameConditions(cases[pair.first].first, cases[pair.second].first)) {
       consequence +=
           "; as their conditions are the same in another order, a module built with another C++ "
@@ -213,18 +287,13 @@ std::vector<Finding> FindOddPostures(const std::vector<TelephonySpeakerCompensat
   for (size_t number = 0; number < case_count; ++number) {
     if (is_taken[number]) continue;
     const std::set<size_t>& others = taken_instead[number];
-    findings.push_back(MakeFinding("unreachable-case", Severity::kWarning, number,
-                                   "no posture ever takes case " + std::to_string(number),
-                                   "the module takes " +
-                                       CaseNumbers({others.begin(), others.end()}) +
-                                       " wherever case " + std::to_string(number) + " matches"));
+    findings.push_back(MakeFinding(
+        "unreachable-case", Severity::kWarning, number,
+        "no posture ever takes case " + std::to_string(number),
+        "the module takes " + CaseNumbers({others.begin(), others.end()}) + " wherever case " +
+            std::to_string(number) + " matches; leave it out, or let it match elsewhere"));
   }
-  if (!uncovered.empty()) {
-    findings.push_back(
-        MakeFinding("uncovered-posture", Severity::kNote, std::nullopt,
-                    "no case is taken in these postures: " + DescribePostures(uncovered),
-                    "the module sends nothing there: the corrections last sent stay"));
-  }
+  AddUncovered(cases, is_taken, uncovered, findings);
   return findings;
 }
 

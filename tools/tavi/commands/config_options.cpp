@@ -1,9 +1,9 @@
 #include "commands/config_options.h"
 
 #include <cstdio>
-
 #include <filesystem>
 
+#include "check/data_file_path.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
@@ -12,9 +12,10 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
   return CLI::Validator(
       [low, high, unit](const std::string& text) {
         double value = 0.0;
+        // False for a NaN.
         const bool is_within =
             CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
-        if (is_within) return std::string();  // which no NaN is
+        if (is_within) return std::string();
         char range[80];
         std::snprintf(range, sizeof(range), "is to be a number of %s from %.0f to %.0f",
                       unit.c_str(), low, high);
@@ -28,6 +29,17 @@ void AddMaxGainOption(CLI::App& command, double& max_gain_db) {
       .add_option("--max-gain", max_gain_db, "Bins above this many dB are warned of; default: 12")
       ->check(NumberWithin(-1000.0, 1000.0, "dB"))
       ->type_name("DB");
+}
+
+void AddForceOption(CLI::App& command, bool& is_forced) {
+  command.add_flag("--force", is_forced,
+                   "Replace what exists though tavi did not make it; an input, never");
+}
+
+void AddFormatOption(CLI::App& command, std::string& format, const std::string& what) {
+  command.add_option("--format", format, "text, or json: " + what)
+      ->check(CLI::IsMember({"text", "json"}))
+      ->type_name("FORMAT");
 }
 
 void ConfigSource::AddTo(CLI::App& command, bool is_required) {
@@ -54,6 +66,24 @@ std::string ConfigSource::Text() const {
                      " is a null character, where a host would end the text");
   }
   return text;
+}
+
+std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {
+  std::vector<InputFile> inputs;
+  if (file_) inputs.push_back({*file_, "the configuration"});
+  for (const std::string& path : DataFilesOf(text, data_root())) {
+    inputs.push_back({path, "a data file of the configuration"});
+  }
+  return inputs;
+}
+
+void ConfigSource::RequireFiniteDataFiles(const std::string& text) const {
+  for (const std::string& path : DataFilesOf(text, data_root())) {
+    if (const EndlessFile endless = LookForEnd(path)) {
+      throw InputError(path + ": is " + endless.what + ": " + endless.consequence +
+                       "; put a data file in its place");
+    }
+  }
 }
 
 std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {

@@ -3,10 +3,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "console/input.h"
+#include "console/output.h"
 #include "data_folder.h"
 
 namespace brelmo::tavi::tools {
@@ -15,6 +16,10 @@ namespace brelmo::tavi::tools {
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
 // The option --max-gain.
 void AddMaxGainOption(CLI::App& command, double& max_gain_db);
+// The option --force.
+void AddForceOption(CLI::App& command, bool& is_forced);
+// The option --format of commands that write text for people or "json: `what`" for programs.
+void AddFormatOption(CLI::App& command, std::string& format, const std::string& what);
 
 // The options --config, --config-text and --data-root, shared by all commands that need them.
 class ConfigSource {
@@ -30,6 +35,12 @@ class ConfigSource {
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.
   std::string data_root() const { return data_root_.value_or(""); }
+  // What is read because of these options, the data files that `text` names included: no output may
+  // take its place.
+  std::vector<InputFile> Inputs(const std::string& text) const;
+  // Throws InputError when a data file that `text` names is one that the module would read, or wait
+  // for, without end.
+  void RequireFiniteDataFiles(const std::string& text) const;
   // Puts the data folder that was asked for in force, for as long as the result lives. Throws
   // InputError when it is no folder.
   std::optional<simulator::DataFolder> UseDataFolder() const;

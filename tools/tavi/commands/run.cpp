@@ -1,20 +1,20 @@
 // tavi run: plays a scenario against a loaded module.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <android-base/logging.h>
 
+#include "capture/capture_listing.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
 #include "commands/installed_module.h"
 #include "commands/module_options.h"
+#include "console/output.h"
 #include "process/interrupts.h"
 #include "scenario/play.h"
 #include "scenario/scenario.h"
@@ -31,6 +31,7 @@ struct RunOptions {
   std::optional<std::string> capture;
   std::string log_level = "info";
   int patience = kDefaultPatience;
+  bool is_forced = false;
 };
 
 using LogSeverity = android::base::LogSeverity;
@@ -51,23 +52,23 @@ int Run(const RunOptions& options) {
   setup.patience = std::chrono::seconds(options.patience);
   setup.module = options.module ? *options.module : FindInstalledModule();
 
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::unique_ptr<std::FILE, CloseFile> capture;
+  options.config.RequireFiniteDataFiles(setup.config);
+  std::optional<OutputFile> capture;
   if (options.capture) {
-    capture.reset(std::fopen(options.capture->c_str(), "wb"));
-    if (!capture) {
-      throw InputError(*options.capture + ": cannot be written: " + std::strerror(errno));
-    }
+    std::vector<InputFile> inputs = options.config.Inputs(setup.config);
+    inputs.push_back({setup.scenario, "the scenario"});
+    inputs.push_back({setup.module, "the module"});
+    capture.emplace(*options.capture, CaptureRules(std::move(inputs), options.is_forced));
+    setup.capture = capture->stream();
   }
-  setup.capture = capture.get();
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
   return RunInterruptible([&] {
     const PlayResult result = PlayScenario(setup);
     if (!result.is_capture_complete) {
       throw InputError(*options.capture + ": could not be written in full");
     }
+    // Also of a module that has crashed: what it wrote before is there.
+    if (capture) capture->Commit();
     return result.is_as_expected ? kExitAsExpected : kExitBroken;
   });
 }
@@ -99,6 +100,7 @@ void AddRunCommand(CLI::App& program, int& exit_code) {
                    "error, none")
       ->check(CLI::IsMember(kLogLevels))
       ->type_name("LEVEL");
+  AddForceOption(*command, options->is_forced);
   AddPatienceOption(*command, options->patience);
   command->footer(std::string("A scenario's steps:\n") + ScenarioHelp() +
                   "Exit code: 0 all as expected, 1 an expectation or the host's contract was "

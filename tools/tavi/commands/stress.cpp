@@ -1,12 +1,14 @@
 // tavi stress: random events on all of the host's threads at once.
 #include <cstdint>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
 
 #include "commands/commands.h"
+#include "commands/config_options.h"
 #include "commands/module_options.h"
 #include "process/interrupts.h"
 #include "stress/stress.h"
@@ -22,14 +24,21 @@ struct Options {
   std::string output;
   size_t jobs = DefaultJobs();
   int patience = kDefaultPatience;
+  bool is_forced = false;
 };
 
 int Run(const Options& options) {
   const uint64_t seed = options.seed ? *options.seed : std::random_device()();
   const std::string output =
       options.output.empty() ? "tavi-stress-" + std::to_string(seed) : options.output;
-  const StressOptions stress = {options.module, std::chrono::seconds(options.seconds), seed, output,
-                                options.jobs,   std::chrono::seconds(options.patience)};
+  StressOptions stress;
+  stress.module = options.module;
+  stress.time = std::chrono::seconds(options.seconds);
+  stress.seed = seed;
+  stress.output = output;
+  stress.is_forced = options.is_forced;
+  stress.jobs = options.jobs;
+  stress.patience = std::chrono::seconds(options.patience);
   return RunInterruptible([&] { return Stress(stress) ? kExitAsExpected : kExitBroken; });
 }
 
@@ -56,6 +65,7 @@ void AddStressCommand(CLI::App& program, int& exit_code) {
                    "Where a failure's scenario goes, with its configuration and data files; "
                    "default: tavi-stress-SEED")
       ->type_name("DIR");
+  AddForceOption(*command, options->is_forced);
   AddJobsOption(*command, options->jobs, "Episodes that are played");
   AddPatienceOption(*command, options->patience);
   command->footer("Exit code: 0 nothing was found, 1 a failure was, 2 bad usage or no module.");

@@ -33,4 +33,9 @@ size_t CountOf(const std::vector<Finding>& findings, Severity severity) {
                     [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
+bool IsBroken(const std::vector<Finding>& findings, bool is_strict) {
+  return CountOf(findings, Severity::kError) > 0 ||
+         (is_strict && CountOf(findings, Severity::kWarning) > 0);
+}
+
 }  // namespace brelmo::tavi::tools

@@ -38,5 +38,7 @@ Finding MakeFinding(const std::string& name, Severity severity, std::optional<si
 
 // How many of `findings` are that severe.
 size_t CountOf(const std::vector<Finding>& findings, Severity severity);
+// Whether they make a command fail: an error does, and where it `is_strict` a warning.
+bool IsBroken(const std::vector<Finding>& findings, bool is_strict);
 
 }  // namespace brelmo::tavi::tools

@@ -1,6 +1,7 @@
 // Files that a user names. What is written for a user is in output.h.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -13,8 +14,17 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The bytes of a file. Throws InputError.
-std::string ReadFile(const std::string& path);
+// What a text of a user's may hold at most.
+constexpr uint64_t kMostTextBytes = uint64_t{64} << 20;
+
+// What reading a file could find no end of: "a pipe", "a device". Empty for everything else, and
+// for what is not there. The file is not opened, which may take as long. `follow_links`: of the
+// file that a symbolic link leads to.
+std::string EndlessKind(const std::string& path, bool follow_links = true);
+
+// The bytes of a file. Throws InputError, for one that may have no end, too. A pipe that this
+// process was given is read (/dev/stdin, the shell's "<(...)").
+std::string ReadFile(const std::string& path, uint64_t most_bytes = kMostTextBytes);
 
 // The content of a new file of tavi's own (in a temporary folder). Throws InputError.
 void WriteFile(const std::filesystem::path& path, const std::string& content);

@@ -83,7 +83,8 @@ class OutputFolder {
   // files that tavi did not make. Only once.
   void Commit();
 
-  const std::filesystem::path& path() const { return path_; }
+  // As the user gave it.
+  const std::string& name() const { return name_; }
 
  private:
   struct File {

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "console/wording.h"
+
 namespace brelmo::tavi::tools {
 
 void OpenStandardDescriptors() {
@@ -29,10 +31,11 @@ size_t TerminalColumns() {
 }
 
 void Print(bool is_colour, const char* colour, const std::string& text) {
+  const std::string shown = PrintableLines(text);
   if (is_colour && *colour != '\0') {
-    std::printf("%s%s\033[0m", colour, text.c_str());
+    std::printf("%s%s\033[0m", colour, shown.c_str());
   } else {
-    std::printf("%s", text.c_str());
+    std::printf("%s", shown.c_str());
   }
 }
 

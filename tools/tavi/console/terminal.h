@@ -29,7 +29,8 @@ bool IsColourWanted();
 // The width of the terminal that standard output is; 0 when it is none.
 size_t TerminalColumns();
 
-// Writes to standard output.
+// Writes to standard output. Of `text`, line feeds stay and everything else that is not printable
+// becomes an escape: all text for people goes through here, or through Printable.
 void Print(bool is_colour, const char* colour, const std::string& text);
 
 }  // namespace brelmo::tavi::tools

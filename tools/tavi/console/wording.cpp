@@ -1,9 +1,14 @@
 #include "console/wording.h"
 
+#include <cctype>
 #include <clocale>
 #include <cstdio>
 #include <cwchar>
 #include <cwctype>
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
 
 namespace brelmo::tavi::tools {
 
@@ -47,6 +52,25 @@ Glyph Escape(unsigned char byte) {
   return {text, 1, 4};
 }
 
+// The number of single-character edits from one name to another, letter case aside.
+size_t EditDistance(std::string_view from, std::string_view to) {
+  const auto is_same = [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) ==
+           std::tolower(static_cast<unsigned char>(b));
+  };
+  std::vector<size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), 0);
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < to.size(); ++j) {
+      const size_t replaced = diagonal + (is_same(from[i], to[j]) ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
 }  // namespace
 
 Glyph FirstGlyph(std::string_view text) {
@@ -74,6 +98,17 @@ std::string Printable(std::string_view bytes) {
     bytes.remove_prefix(glyph.bytes);
   }
   return text;
+}
+
+std::string PrintableLines(std::string_view bytes) {
+  std::string text;
+  for (;;) {
+    const size_t end = bytes.find('\n');
+    text += Printable(bytes.substr(0, end));
+    if (end == std::string_view::npos) return text;
+    text += '\n';
+    bytes.remove_prefix(end + 1);
+  }
 }
 
 std::string Quote(std::string_view bytes) {
@@ -120,6 +155,22 @@ std::string CaseNumbers(const std::vector<size_t>& numbers) {
 
 std::string Count(size_t number, const std::string& noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string NearestName(std::string_view word, const std::vector<std::string>& names) {
+  // What is far longer than any name is near to none, and would take long.
+  constexpr size_t kLongest = 100;
+  word = word.substr(0, kLongest);
+  std::vector<size_t> distances;
+  distances.reserve(names.size());
+  for (const std::string& name : names) distances.push_back(EditDistance(word, name));
+  return names[static_cast<size_t>(std::min_element(distances.begin(), distances.end()) -
+                                   distances.begin())];
+}
+
+bool IsMisspelt(std::string_view word, std::string_view name) {
+  return word != name && word.size() <= 2 * name.size() &&
+         EditDistance(word, name) <= std::max<size_t>(1, (name.size() + 1) / 3);
 }
 
 }  // namespace brelmo::tavi::tools

@@ -18,8 +18,10 @@ struct Glyph {
 // `text` must not be empty.
 Glyph FirstGlyph(std::string_view text);
 
-// Any bytes as printable UTF-8.
+// Any bytes as printable UTF-8: nothing in them reaches a terminal as an instruction.
 std::string Printable(std::string_view bytes);
+// The same, but line feeds stay.
+std::string PrintableLines(std::string_view bytes);
 // The same in quotation marks; a long text is cut.
 std::string Quote(std::string_view bytes);
 
@@ -31,5 +33,11 @@ std::string NumberRanges(const std::vector<size_t>& numbers);
 std::string CaseNumbers(const std::vector<size_t>& numbers);
 // "1 case", "2 cases".
 std::string Count(size_t number, const std::string& noun);
+
+// Of `names`, which must not be empty, the one that takes the fewest edits of a character to come
+// from `word`, letter case aside; the first of several.
+std::string NearestName(std::string_view word, const std::vector<std::string>& names);
+// Whether `word` is most likely meant to be `name`: close to it, and not the same.
+bool IsMisspelt(std::string_view word, std::string_view name);
 
 }  // namespace brelmo::tavi::tools

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "check/data_file_path.h"
 #include "console/excerpt.h"
 #include "console/finding_json.h"
 #include "dsp_message.h"
@@ -302,7 +303,8 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   const CheckResult checked = CheckConfig(text, options.check);
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   const CompensationConfig as_read = TelephonySpeakerCompensation::GetConfig(text);
-  const TelephonySpeakerCompensation engine(nullptr, as_read);
+  const TelephonySpeakerCompensation engine(nullptr,
+                                            WithoutEndlessFiles(as_read, options.check.data_root));
 
   Responses responses;
   Json cases = CasesToJson(text, as_read, engine.cases(), responses);
@@ -318,6 +320,7 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   }
 
   Json data;
+  data["generator"] = "tavi report";
   data["configuration"] = {{"name", options.check.config_name}, {"text", text}};
   data["module"] = {{"context", !as_read.cases.empty()},
                     {"valid", engine.is_valid()},

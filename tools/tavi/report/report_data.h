@@ -1,5 +1,7 @@
 // The data of a report: what a configuration comes to, for the report's page and for other tools.
+// docs/diagnostics.md describes it to users.
 //
+//   generator       "tavi report"
 //   configuration   name; text
 //   module          context: whether init hands out one, without which the module does nothing;
 //                   valid: whether every case was accepted; cases_in_force;
@@ -21,12 +23,16 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
 #include "check/check_config.h"
 
 namespace brelmo::tavi::tools {
+
+// How the data begins, and nothing else.
+constexpr std::string_view kDataMark = "{\"generator\":\"tavi report\",";
 
 struct ReportOptions {
   CheckOptions check;

@@ -223,6 +223,9 @@ std::optional<std::chrono::microseconds> ParseTime(const std::string& text) {
 }
 
 std::optional<Step> ParseStep(const std::string& line, int number) {
+  if (const size_t at = line.find('\0'); at != std::string::npos) {
+    throw ScenarioError(number, "a null character stands in column " + std::to_string(at + 1));
+  }
   Step step{number, StripLine(line), InitStep{}};
   if (step.text.empty()) return std::nullopt;
   Words words(step.text, number);

@@ -26,41 +26,29 @@ std::string ShellWord(const std::string& text) {
   return quoted + "'";
 }
 
-// Where the files go, their names and contents.
-using Files = std::vector<std::pair<std::filesystem::path, std::string>>;
-
-// False when that cannot be.
-bool WriteFiles(const std::filesystem::path& folder, const Files& files) {
-  std::error_code error;
-  std::filesystem::create_directories(folder / "etc", error);
-  try {
-    for (const auto& [path, content] : files) WriteFile(path, content);
-  } catch (const InputError& failure) {
-    std::printf("  %s; what was to be stored:\n", Printable(failure.what()).c_str());
-    return false;
-  }
-  return true;
-}
-
 }  // namespace
 
-void PutScenario(const std::filesystem::path& folder, const StressSetup& setup,
-                 const ShortEpisode& found, const std::string& origin, bool does_fail) {
-  const std::string config = found.episode.Config();
+void PutScenario(OutputFolder& output, const StressSetup& setup, const ShortEpisode& found,
+                 const std::string& origin, bool does_fail) {
   std::string text = "# Found by " + origin + ":\n";
   std::istringstream failure(found.failure.text);
   for (std::string line; std::getline(failure, line);) text += "# " + Printable(line) + "\n";
   text += ScenarioText(found.episode);
-  Files files = {{folder / "device.conf", config + "\n"}, {folder / "stress.scenario", text}};
-  for (const auto& [name, content] : found.episode.files) {
-    files.emplace_back(folder / "etc" / name, content);
-  }
-  if (!WriteFiles(folder, files)) {
-    for (const auto& [path, content] : files) {
-      std::printf("--- %s\n%s", Printable(path.string()).c_str(), content.c_str());
+  std::vector<std::pair<std::string, std::string>> files = {
+      {"device.conf", found.episode.Config() + "\n"}, {"stress.scenario", text}};
+  for (const auto& [name, content] : found.episode.files)
+    files.emplace_back("etc/" + name, content);
+  for (const auto& [name, content] : files) output.Add(name, content);
+  try {
+    output.Commit();
+  } catch (const InputError& error) {
+    std::printf("  %s; what was to be stored:\n", Printable(error.what()).c_str());
+    for (const auto& [name, content] : files) {
+      std::printf("--- %s\n%s", name.c_str(), content.c_str());
     }
     return;
   }
+  const std::filesystem::path folder = output.name();
   std::printf("shrunk to %s and %s, which", Count(found.episode.event_count(), "event").c_str(),
               Count(found.episode.cases.size(), "case").c_str());
   std::printf("%s",

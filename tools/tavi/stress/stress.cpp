@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "console/input.h"
+#include "console/output.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 #include "process/scratch_folder.h"
@@ -36,8 +37,8 @@ void RequireTaken(const StressOptions& options) {
   }
 }
 
-bool PutFailure(const StressOptions& options, const StressSetup& setup, uint64_t number,
-                const Failure& failure) {
+bool PutFailure(const StressOptions& options, const StressSetup& setup, OutputFolder& output,
+                uint64_t number, const Failure& failure) {
   Print(IsColourWanted(), colour::kRed, "FAILED");
   std::printf("  episode %llu, round %zu\n", static_cast<unsigned long long>(number),
               failure.round);
@@ -49,7 +50,7 @@ bool PutFailure(const StressOptions& options, const StressSetup& setup, uint64_t
     std::printf("  %s\n", Printable(line).c_str());
   }
   PutScenario(
-      options.output, setup, found,
+      output, setup, found,
       "tavi stress, seed " + std::to_string(options.seed) + ", episode " + std::to_string(number),
       does_fail);
   return false;
@@ -59,6 +60,8 @@ bool PutFailure(const StressOptions& options, const StressSetup& setup, uint64_t
 
 bool Stress(const StressOptions& options) {
   RequireTaken(options);
+  OutputFolder output(options.output, "tavi stress",
+                      {{{options.module, "the module"}}, "", nullptr, options.is_forced});
   std::printf("seed %llu\n", static_cast<unsigned long long>(options.seed));
   std::fflush(stdout);
   const ScratchFolder folder;
@@ -85,7 +88,7 @@ bool Stress(const StressOptions& options) {
     }
   } while (SecondsSince(begin) < static_cast<double>(options.time.count()));
   if (has_progress) std::fprintf(stderr, "\r\033[K");
-  if (failed) return PutFailure(options, setup, played + failed->number, failed->failure);
+  if (failed) return PutFailure(options, setup, output, played + failed->number, failed->failure);
 
   std::printf("%s: ", Printable(options.module).c_str());
   Print(IsColourWanted(), colour::kGreen,

@@ -14,6 +14,7 @@ struct StressOptions {
   std::chrono::seconds time{10};
   uint64_t seed = 0;                  // the same seed sends the same events
   std::string output;                 // the folder for a failure's scenario
+  bool is_forced = false;             // files that others made there are replaced
   size_t jobs = 1;                    // episodes at the same time
   std::chrono::seconds patience{10};  // with one call of the module, its loading and unloading
 };

@@ -67,9 +67,11 @@ function frequencyTicks(min, max) {
   return ticks;
 }
 
-function frequencyLabel(value) {
+// Of many decades beside each other only the first line of each has room for its label.
+function frequencyLabel(value, axis) {
+  const decadeWidth = axis.width / Math.log10(axis.max / axis.min);
   const digit = Math.round(value / 10 ** Math.floor(Math.log10(value) + 1e-9));
-  if (![1, 2, 5].includes(digit)) return '';
+  if (!(decadeWidth < 100 ? [1] : [1, 2, 5]).includes(digit)) return '';
   return value >= 1000 ? `${Number((value / 1000).toPrecision(3))}k` : `${Number(value.toPrecision(3))}`;
 }
 
@@ -91,7 +93,11 @@ function makeChart(channel, quantity, canvas) {
         x: {
           type: 'logarithmic',
           title: { display: quantity !== 'magnitude_db', text: 'Frequency, Hz' },
-          ticks: { autoSkip: false, maxRotation: 0, callback: frequencyLabel },
+          ticks: {
+            autoSkip: false,
+            maxRotation: 0,
+            callback(value) { return frequencyLabel(value, this); },
+          },
           afterBuildTicks: (axis) => { axis.ticks = frequencyTicks(axis.min, axis.max); },
         },
         y: {

@@ -18,8 +18,9 @@ function linkOf(finding) {
       else selectCase(finding.case);
     });
   }
-  const uncovered = finding.name === 'uncovered-posture' &&
-    (runs.find((run) => run.taken === null && run.from !== null) || runs.find((run) => run.taken === null));
+  const untaken = runs.filter((run) => run.taken === null);
+  const uncovered = (finding.name === 'uncovered-posture' && (untaken.find((run) => run.from !== null) || untaken[0]))
+    || (finding.name === 'before-first-hinge-reading' && untaken.find((run) => run.from === null));
   if (uncovered) return showButton('Show such a posture', () => selectPosture(uncovered.from, uncovered.rotation));
   return null;
 }
@@ -83,7 +84,7 @@ function buildCases() {
 function buildHead() {
   const name = visible(report.configuration.name);
   const { cases_in_force: inForce, context, valid } = report.module;
-  const { error, warning } = report.counts;
+  const { error, warning, note } = report.counts;
   document.title = `${name} \u2013 speaker compensation report`;
   byId('name').textContent = name;
   const verdict = byId('verdict');
@@ -98,5 +99,6 @@ function buildHead() {
     fact('Cases in force', `${inForce} of ${report.cases.length}`),
     fact('Errors', make('a', { href: '#findings-title', class: error > 0 ? 'bad' : '' }, `${error}`)),
     fact('Warnings', make('a', { href: '#findings-title' }, `${warning}`)),
+    fact('Notes', make('a', { href: '#findings-title' }, `${note}`)),
     fact('Sampling rate', `${report.rate_hz} Hz`));
 }

@@ -1,0 +1,54 @@
+#include "report/write_report.h"
+
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+#include "console/wording.h"
+#include "report/report_page.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+// By what is at the beginning of a page, and of the data.
+bool IsReport(std::string_view beginning) {
+  return beginning.substr(0, kPageMark.size()) == kPageMark ||
+         beginning.substr(0, kDataMark.size()) == kDataMark;
+}
+
+}  // namespace
+
+void WriteReport(const std::string& text, const ReportOptions& options,
+                 const ReportOutput& output) {
+  const bool is_page = output.format == "html";
+  if (output.path.empty() && is_page) {
+    throw InputError("where to? Name the page with -o (- is standard output)");
+  }
+  const bool is_standard_output = output.path.empty() || output.path == "-";
+  std::optional<OutputFile> file;
+  if (!is_standard_output) {
+    file.emplace(output.path, OutputRules{output.inputs, "a report", IsReport, output.is_forced});
+  }
+  const nlohmann::ordered_json data = MakeReportData(text, options);
+  const std::string json = DumpReportData(data);
+  const std::string content = is_page ? MakeReportPage(json) : json + "\n";
+  if (file) {
+    file->Write(content);
+    file->Commit();
+  } else if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size() ||
+             std::fflush(stdout) != 0) {
+    throw InputError("standard output: could not be written in full");
+  }
+
+  const auto count = [&data](const char* severity, const char* noun) {
+    return Count(data["counts"][severity].get<size_t>(), noun);
+  };
+  std::fprintf(is_standard_output ? stderr : stdout, "%s: %s of %s in force; %s, %s, %s\n",
+               is_standard_output ? "report" : Printable(output.path).c_str(),
+               std::to_string(data["module"]["cases_in_force"].get<size_t>()).c_str(),
+               Count(data["cases"].size(), "case").c_str(), count("error", "error").c_str(),
+               count("warning", "warning").c_str(), count("note", "note").c_str());
+}
+
+}  // namespace brelmo::tavi::tools
