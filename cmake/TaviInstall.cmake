@@ -25,6 +25,7 @@ file(GLOB papers CONFIGURE_DEPENDS ${docs}/*.md)
 install(FILES ${papers} DESTINATION share/doc/tavi)
 # The program has the charting library in it.
 install(FILES ${TAVI_CHART_JS_LICENCE} DESTINATION share/doc/tavi RENAME copyright.chart.js)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/tools/tavi/masks DESTINATION share/tavi)
 install(
   DIRECTORY ${PROJECT_SOURCE_DIR}/examples/foldable
   DESTINATION share/tavi/examples

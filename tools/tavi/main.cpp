@@ -27,6 +27,8 @@ int Main(int argc, char** argv) {
   AddRunCommand(program, exit_code);
   AddDecodeCommand(program, exit_code);
   AddCheckCommand(program, exit_code);
+  AddDesignCommand(program, exit_code);
+  AddImportCommand(program, exit_code);
   AddReportCommand(program, exit_code);
   AddValidateCommand(program, exit_code);
   AddStressCommand(program, exit_code);

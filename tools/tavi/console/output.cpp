@@ -135,8 +135,9 @@ void OutputFile::CheckReplaceable() const {
   if (rules_.is_forced || status->st_size == 0) return;
   const std::string beginning = BeginningOf(path_);
   if (rules_.is_own && !beginning.empty() && rules_.is_own(beginning)) return;
-  throw InputError(name_ + ": exists, and is not " + rules_.kind +
-                   " that tavi wrote; --force replaces it");
+  const std::string reason =
+      rules_.is_own ? ": exists, and is not " + rules_.kind + " that tavi wrote" : ": exists";
+  throw InputError(name_ + reason + "; --force replaces it");
 }
 
 // Without a name at first, so that nothing is left behind whatever ends this process.

@@ -66,14 +66,16 @@ struct Design {
   Deviation after;
   GainExtremes gain;  // between the bins too
   FilterTime time;
+  double excess_share = 0.0;  // of the excess phase that is corrected, 0 to 1
   std::optional<MaskMargin> mask_before;
   std::optional<MaskMargin> mask_after;
   std::vector<Finding> findings;
 };
 
 // No gain of the result is above `max_boost_db` by more than 0.001 dB, nor below -`max_cut_db` by
-// more than 0.05 dB, between the bins too. Throws InputError when the data and the rate leave
-// nothing of the range, and when kExcess has no phase to work on. Pure, and safe on any thread.
+// more than 0.05 dB, between the bins too. Where a finding is an error (the data and the rate leave
+// nothing of the range; kExcess has no phase to work on) there are no bins. Pure, and safe on any
+// thread.
 Design DesignCorrection(const Measurement& measurement, const DesignOptions& options);
 
 }  // namespace brelmo::tavi::tools

@@ -117,23 +117,36 @@ std::vector<double> GroupDelay(const FilterTime& time, double rate) {
 GainExtremes ExtremesOf(const std::vector<double>& impulse, double rate) {
   constexpr size_t kPoints = 8192;
   const std::vector<Complex> bins = BinsOf(impulse, 2 * kPoints);
+  std::vector<double> powers;
+  powers.reserve(bins.size());
+  for (const Complex& bin : bins) powers.push_back(std::norm(bin));
   GainExtremes extremes;
   double highest = -1.0;
   double lowest = std::numeric_limits<double>::infinity();
-  for (size_t k = 0; k < bins.size(); ++k) {
-    const double gain = std::abs(bins[k]);
-    const double hz = static_cast<double>(k) / (2.0 * kPoints) * rate;
-    if (gain > highest) {
-      highest = gain;
+  for (size_t k = 0; k < powers.size(); ++k) {
+    double power = powers[k];
+    double place = static_cast<double>(k);
+    // A peak or a dip lies between the points, at the vertex of the parabola through three of them.
+    if (k > 0 && k + 1 < powers.size()) {
+      const double rise = (powers[k + 1] - powers[k - 1]) / 2;
+      const double bend = powers[k + 1] - 2 * power + powers[k - 1];
+      if (std::abs(rise) < std::abs(bend) / 2) {
+        power = std::max(power - rise * rise / (2 * bend), 0.0);
+        place -= rise / bend;
+      }
+    }
+    const double hz = place / (2.0 * kPoints) * rate;
+    if (power > highest) {
+      highest = power;
       extremes.highest_hz = hz;
     }
-    if (gain < lowest) {
-      lowest = gain;
+    if (power < lowest) {
+      lowest = power;
       extremes.lowest_hz = hz;
     }
   }
-  extremes.highest_db = ToDb(highest);
-  extremes.lowest_db = ToDb(lowest);
+  extremes.highest_db = ToDb(std::sqrt(highest));
+  extremes.lowest_db = ToDb(std::sqrt(lowest));
   return extremes;
 }
 

@@ -23,8 +23,7 @@ struct Mask {
 // field for no limit. Throws InputError that names `name`, line and reason.
 Mask ParseMask(const std::string& text, const std::string& name);
 
-// A mask that comes with tavi, by its name, or a file, by a path: what holds a slash or a dot.
-// Throws InputError.
+// A mask that comes with tavi, by its name, or else a file. Throws InputError.
 Mask LoadMask(const std::string& name_or_path);
 
 struct MaskMargin {

@@ -36,16 +36,6 @@ std::vector<double> SignalOf(const std::vector<Complex>& bins) {
   return signal;
 }
 
-Complex ResponseAt(const std::vector<double>& impulse, double hz, double rate) {
-  const Complex step = std::polar(1.0, -2.0 * M_PI * hz / rate);
-  // From the last sample to the first: one multiplication each, and nothing grows.
-  Complex sum = 0.0;
-  for (auto sample = impulse.rbegin(); sample != impulse.rend(); ++sample) {
-    sum = sum * step + *sample;
-  }
-  return sum;
-}
-
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data) {
   std::vector<Complex> bins;
   bins.reserve(raw_data.size() / 2);

@@ -24,9 +24,6 @@ std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size = kFi
 // first and the last bin of a real signal are real: their imaginary parts are left out.
 std::vector<double> SignalOf(const std::vector<Complex>& bins);
 
-// The response of a filter at any frequency, without a transform.
-Complex ResponseAt(const std::vector<double>& impulse, double hz, double rate);
-
 // Of a data file, as the module read it: real and imaginary part of bin 0, of bin 1, ...
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data);
 
