@@ -53,7 +53,7 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(std::vector<std::string>(log.begin() + 1, log.end()), row.log);
     // Whatever came of it, the case counts as sent.
-    EXPECT_NE(bench.engine.previous_case_keys(), nullptr);
+    EXPECT_NE(bench.inside.previous_case_keys(), nullptr);
     bench.engine.OnSensorValueChanged(31);
     EXPECT_THAT(bench.log.Take(), IsEmpty());
   }
@@ -61,24 +61,24 @@ TEST(UpdateTuningData, FramesTheOutputsOfACase) {
 
 TEST(IsMatched, TriesEveryParameterForEveryKey) {
   const EngineBench bench;
-  TestEngine::TuningParameters parameters;
-  EXPECT_TRUE(bench.engine.IsMatched({}, parameters));
-  EXPECT_FALSE(bench.engine.IsMatched({Hinge({0})}, parameters));
-  parameters.Append({"HingeAngle", 0});
-  parameters.Append({"HingeAngle", 1});
-  EXPECT_TRUE(bench.engine.IsMatched({}, parameters));
-  EXPECT_TRUE(bench.engine.IsMatched({Hinge({1}), Hinge({2, 0})}, parameters));
-  EXPECT_FALSE(bench.engine.IsMatched({Hinge({1}), Hinge({2})}, parameters));
+  EnginePeer::TuningParameters parameters;
+  EXPECT_TRUE(bench.inside.IsMatched({}, parameters));
+  EXPECT_FALSE(bench.inside.IsMatched({Hinge({0})}, parameters));
+  parameters.push_back({"HingeAngle", 0});
+  parameters.push_back({"HingeAngle", 1});
+  EXPECT_TRUE(bench.inside.IsMatched({}, parameters));
+  EXPECT_TRUE(bench.inside.IsMatched({Hinge({1}), Hinge({2, 0})}, parameters));
+  EXPECT_FALSE(bench.inside.IsMatched({Hinge({1}), Hinge({2})}, parameters));
 }
 
 TEST(IsMatched, TellsNamesApart) {
   const EngineBench bench;
-  TestEngine::TuningParameters parameters;
-  parameters.Append({"Light", 0});
-  parameters.Append({"HingeAngle", 1});
-  EXPECT_TRUE(bench.engine.IsMatched({{"Light", {0}}, Hinge({1})}, parameters));
+  EnginePeer::TuningParameters parameters;
+  parameters.push_back({"Light", 0});
+  parameters.push_back({"HingeAngle", 1});
+  EXPECT_TRUE(bench.inside.IsMatched({{"Light", {0}}, Hinge({1})}, parameters));
   for (const char* const name : {"Noise", "light", "ScreenRotation"}) {
-    EXPECT_FALSE(bench.engine.IsMatched({{name, {0, 1}}}, parameters)) << name;
+    EXPECT_FALSE(bench.inside.IsMatched({{name, {0, 1}}}, parameters)) << name;
   }
 }
 
