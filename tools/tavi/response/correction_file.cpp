@@ -42,7 +42,10 @@ void Say(const CorrectionFiles& files, const ReadResult& read, const std::vector
   }
   const bool is_colour = IsColourWanted();
   for (const Finding& finding : findings) PrintFinding(finding, "", is_colour);
-  Print(false, "", Printable(files.input) + ": " + SummaryText(read.summary) + "\n");
+  // Of a file that was refused the findings say what was understood, and where that ended.
+  if (read.measurement) {
+    Print(false, "", Printable(files.input) + ": " + SummaryText(read.summary) + "\n");
+  }
   if (!text.empty()) {
     Print(is_colour, colour::kBold, Printable(files.output));
     Print(false, "", ": " + text);
