@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 
@@ -48,7 +48,7 @@ class CommandTest : public testing::Test {
     return RunTavi(Arguments(more), steps);
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
 };
 
 }  // namespace brelmo::tavi::test

@@ -61,7 +61,7 @@ class ScratchFolder {
         error.value());
   }
   static std::string MakeIn(const std::string& parent) {
-    std::string path = parent + "/tavi-XXXXXX";
+    std::string path = std::filesystem::path(parent) / "tavi-XXXXXX";
     if (mkdtemp(path.data()) == nullptr) {
       throw MachineError(parent + ": no folder for temporary files can be made in it", errno);
     }
