@@ -2,8 +2,8 @@
 
 #include "data_folder.h"
 #include "log_recorder.h"
-#include "telephony_speaker_compensation.h"
 #include "process/scratch_folder.h"
+#include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::test {
 namespace {

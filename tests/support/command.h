@@ -17,7 +17,7 @@ struct Outcome {
   std::string out;
   std::string err;
 
-  // Standard output as JSON. A line that is none fails the test.
+  // Standard output as JSON. A line of another kind fails the test.
   std::vector<nlohmann::json> Json() const;
   // The texts of the JSON objects of one kind.
   Strings Texts(const std::string& kind) const;

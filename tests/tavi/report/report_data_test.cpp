@@ -6,8 +6,8 @@
 
 #include "data_folder.h"
 #include "log_recorder.h"
-#include "report/report_page.h"
 #include "process/scratch_folder.h"
+#include "report/report_page.h"
 
 namespace brelmo::tavi::tools {
 namespace {

@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 
 #include "console/input.h"
-#include "response/measurement_reader.h"
 #include "process/scratch_folder.h"
+#include "response/measurement_reader.h"
 
 namespace brelmo::tavi::tools {
 namespace {
