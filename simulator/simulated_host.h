@@ -65,7 +65,7 @@ class SimulatedHost {
   InitResult Init(const char* config);
   // False on timeout. Only after an init that handed out a handle.
   bool Deinit();
-  // None on timeout. At any time.
+  // Empty on timeout. At any time.
   std::optional<std::string> Dump();
 
   // Delivers on the event's thread and waits until the module returned.

@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -69,7 +69,7 @@ class CheckCommandTest : public testing::Test {
                  files_.path());
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_;
 };
 
 TEST_F(CheckCommandTest, ManyFaultsAtOnce) {

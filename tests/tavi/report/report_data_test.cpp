@@ -6,8 +6,8 @@
 
 #include "data_folder.h"
 #include "log_recorder.h"
+#include "process/scratch_folder.h"
 #include "report/report_page.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::tools {
 namespace {
@@ -37,7 +37,7 @@ class ReportDataTest : public testing::Test {
     return conditions + "|LeftChannel:" + left + "|RightChannel:" + right;
   }
 
-  test::TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
 };
 
 TEST_F(ReportDataTest, OutputsAsTheDspWouldReceiveThem) {

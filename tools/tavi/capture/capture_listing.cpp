@@ -35,7 +35,7 @@ DspMessages Parse(std::string_view bytes) {
 struct Level {
   double least_db = std::numeric_limits<double>::infinity();
   double greatest_db = -std::numeric_limits<double>::infinity();
-  std::optional<size_t> not_a_number;  // the first bin that is none; the others then do not count
+  std::optional<size_t> not_a_number;  // the first such bin; the levels are then of no use
 };
 
 Level LevelOf(const DspMessage& message) {

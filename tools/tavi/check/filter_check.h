@@ -21,8 +21,8 @@ struct FilterLimits {
   double level_db = 6;           // of speech, between two cases whose postures adjoin
 };
 
-// About one file: time-aliasing, pre-ringing, steep-bin. Of none that the module plays flat or does
-// not send, or that has not 257 finite bins: other findings say so.
+// About one file: time-aliasing, pre-ringing, steep-bin. Only of a file with 257 finite bins that
+// the module sends: of the rest other findings speak.
 std::vector<Finding> CheckFilter(const DataFile& file, const FilterLimits& limits);
 
 // About files beside each other: channel-delay, level-jump, same-file. `cases` are those in force;
@@ -32,8 +32,9 @@ std::vector<Finding> CompareFilters(
     const std::vector<PostureResult>& postures, const std::vector<DataFile>& files,
     const FilterLimits& limits);
 
-// The data files of `folder` (by the endings of those in use, without its subfolders) that are none
-// of `files`; one finding. A folder that cannot be read gives none.
+// One finding about the data files of `folder` that are missing in `files`. Data files are told by
+// the endings of those in use; subfolders are left out. Empty when all are in use, and when the
+// folder cannot be read.
 std::vector<Finding> FindUnusedFiles(const std::string& folder, const std::vector<DataFile>& files);
 
 }  // namespace brelmo::tavi::tools

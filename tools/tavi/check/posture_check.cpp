@@ -180,7 +180,7 @@ void CompareRange(const Declarations& declared, const std::vector<bool>& actual,
   }
 }
 
-// Before the first reading no hinge rule holds, and most configurations have nothing but them: that
+// Before the first reading no hinge rule holds, and most configurations have only such rules: that
 // is worth a note, and is no gap in what they cover.
 void AddUncovered(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                   const std::vector<bool>& is_taken, std::vector<Posture> uncovered,

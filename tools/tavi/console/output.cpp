@@ -188,7 +188,7 @@ namespace {
 constexpr std::string_view kManifestTitle = "# Made by tavi";
 constexpr std::string_view kManifestFile = "file\t";
 
-// The files that a manifest lists, and itself; none when tavi did not make it.
+// The files that a manifest lists, and itself; empty when others made it.
 std::set<std::string> ListedIn(const fs::path& folder) {
   const std::string manifest = BeginningOf(folder / OutputFolder::kManifest);
   if (manifest.compare(0, kManifestTitle.size(), kManifestTitle) != 0) return {};

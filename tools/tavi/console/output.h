@@ -27,7 +27,7 @@ struct OutputRules {
   // comes from need not be named.
   std::vector<InputFile> inputs;
   // Of a file: what tavi writes here, for messages ("a report"), and whether tavi wrote what begins
-  // so; it gets up to 1 MiB, and never an empty text. None: nothing that exists is taken for it.
+  // so; it gets between one byte and 1 MiB. An empty function: whatever exists is another's.
   std::string kind;
   std::function<bool(std::string_view beginning)> is_own;
   bool is_forced = false;  // --force

@@ -39,8 +39,8 @@ struct ChildEnd {
   enum class How { kReturned, kDied, kTimedOut };
 
   How how = How::kReturned;
-  // What the work returned. Of work that returned, and then did not end as it should, how is not
-  // kReturned: a library's exit handlers may have ended the process.
+  // What the work returned, however the process then ended: `how` is kReturned only when the whole
+  // end was as it should be, and a library's exit handlers may spoil it.
   std::optional<int> result;
   std::string death;     // of kDied: "crashed (SIGSEGV, Segmentation fault)"
   std::string activity;  // what it was doing last
@@ -70,7 +70,7 @@ struct ChildHandlers {
   std::function<void(const std::string& text)> on_show = {};
   // Standard output and error as they come, if not wanted at the end.
   std::function<void(const std::string& text)> on_output = {};
-  // What children find on standard input: copied from this descriptor. None: nothing.
+  // What children find on standard input: copied from this descriptor. Empty: an empty input.
   std::optional<int> input = {};
 };
 

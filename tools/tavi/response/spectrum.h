@@ -17,7 +17,8 @@ constexpr size_t kBinCount = 257;
 constexpr size_t kFilterLength = 512;
 
 // The bins of a real signal, from 0 Hz to half the rate: `size` / 2 + 1 of a transform of `size`
-// points, an even number. A signal that is shorter is filled up with zeros; none is longer.
+// points, an even number. A shorter signal is filled up with zeros; a longer one is out of the
+// question.
 std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size = kFilterLength);
 
 // The real signal of 2 (n - 1) samples, on a circle, that n bins stand for; n is 2 or more. The

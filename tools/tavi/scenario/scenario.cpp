@@ -23,7 +23,7 @@ class Words {
 
   [[noreturn]] void Fail(const std::string& message) const { throw ScenarioError(line_, message); }
 
-  // The next word; fails, saying what was expected, when there is none.
+  // The next word; without one fails, saying what was expected.
   std::string Next(const std::string& expected) {
     std::string word;
     if (!(stream_ >> word)) Fail("expected " + expected + " at the end of the line");

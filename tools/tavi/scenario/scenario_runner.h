@@ -75,7 +75,8 @@ class ScenarioRunner : private simulator::HostObserver {
 
   bool Init();
   bool Deinit();
-  // Why the expectation is not met; empty when it is. None when the module did not return.
+  // What came instead of what was expected: an empty text when the expectation is met, and
+  // nullopt when the module hangs.
   std::optional<std::string> Check(const ExpectStep& expectation);
   std::string CheckCase(int number, const std::string& dump) const;
   bool ReportHang(const std::string& call);
