@@ -24,11 +24,35 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
       "");
 }
 
-void AddMaxGainOption(CLI::App& command, double& max_gain_db) {
-  command
-      .add_option("--max-gain", max_gain_db, "Bins above this many dB are warned of; default: 12")
-      ->check(NumberWithin(-1000.0, 1000.0, "dB"))
-      ->type_name("DB");
+void AddLimitOptions(CLI::App& command, CheckOptions& check) {
+  const auto add = [&command](const std::string& name, double& value, const std::string& what,
+                              const CLI::Validator& is_allowed, const std::string& unit) {
+    command.add_option(name, value, what)->check(is_allowed)->type_name(unit);
+  };
+  FilterLimits& filter = check.filter;
+  add("--rate", filter.rate, "Sampling rate at which the DSP works; default: 48000",
+      NumberWithin(1.0, 1e7, "Hz"), "HZ");
+  const CLI::Validator any_level = NumberWithin(-1000.0, 1000.0, "dB");
+  const CLI::Validator share = NumberWithin(-1000.0, 0.0, "dB");
+  const CLI::Validator distance = NumberWithin(0.0, 1000.0, "dB");
+  add("--max-gain", check.max_gain_db, "Bins above this many dB are warned of; default: 12",
+      any_level, "DB");
+  add("--max-late", filter.late_energy_db,
+      "Filters with more of their energy outside of the first 257 taps are warned of; default: -30",
+      share, "DB");
+  add("--max-early", filter.early_energy_db,
+      "Filters with more of their energy earlier than 1 ms before the peak are warned of; "
+      "default: -30",
+      share, "DB");
+  add("--max-step", filter.step_db,
+      "Neighbouring bins that differ by more, 300 to 8000 Hz, are warned of; default: 12", distance,
+      "DB");
+  add("--max-delay", filter.delay_ms,
+      "Left and right of a case that are further apart are noted; default: 1",
+      NumberWithin(0.0, 1000.0, "ms"), "MS");
+  add("--max-jump", filter.level_db,
+      "Adjoining cases whose levels of speech differ by more are noted; default: 6", distance,
+      "DB");
 }
 
 void AddForceOption(CLI::App& command, bool& is_forced) {

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "check/check_config.h"
 #include "console/output.h"
 #include "data_folder.h"
 
@@ -14,8 +15,8 @@ namespace brelmo::tavi::tools {
 
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
-// The option --max-gain.
-void AddMaxGainOption(CLI::App& command, double& max_gain_db);
+// The options --rate and of the limits beyond which a check says something.
+void AddLimitOptions(CLI::App& command, CheckOptions& check);
 // The option --force.
 void AddForceOption(CLI::App& command, bool& is_forced);
 // The option --format of commands that write text for people or "json: `what`" for programs.

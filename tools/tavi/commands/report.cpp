@@ -43,12 +43,7 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
                    "html (default): a page for a browser; json: its data, for other tools")
       ->check(CLI::IsMember({"html", "json"}))
       ->type_name("FORMAT");
-  subcommand
-      ->add_option("--rate", command->report.rate,
-                   "Sampling rate at which the DSP works, for the frequencies; default: 48000")
-      ->check(NumberWithin(1.0, 1e7, "Hz"))
-      ->type_name("HZ");
-  AddMaxGainOption(*subcommand, command->report.check.max_gain_db);
+  AddLimitOptions(*subcommand, command->report.check);
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

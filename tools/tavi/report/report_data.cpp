@@ -316,7 +316,7 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   }
   Json frequencies = Json::array();
   for (size_t bin = 0; bin < responses.most_bins(); ++bin) {
-    frequencies.push_back(ToJson(BinFrequency(bin, options.rate)));
+    frequencies.push_back(ToJson(BinFrequency(bin, options.check.filter.rate)));
   }
 
   Json data;
@@ -327,7 +327,7 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
                     {"cases_in_force", engine.cases().size()},
                     {"status_message", status_message}};
   data["counts"] = CountsToJson(checked.findings);
-  data["rate_hz"] = options.rate;
+  data["rate_hz"] = options.check.filter.rate;
   data["frequency_hz"] = std::move(frequencies);
   data["cases"] = std::move(cases);
   data["responses"] = responses.Take();

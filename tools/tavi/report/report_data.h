@@ -36,7 +36,6 @@ constexpr std::string_view kDataMark = "{\"generator\":\"tavi report\",";
 
 struct ReportOptions {
   CheckOptions check;
-  double rate = 48000.0;  // sampling rate in Hz, above 0
 };
 
 // Reads `text` and the data files it names, through the data folder in force. Logs nothing. The
