@@ -39,10 +39,8 @@ std::string Number(const char* format, double value) {
 
 // As a filter; none where the module sends something else, or nothing that is one.
 std::optional<std::vector<Complex>> FilterOf(const CompensationData& data) {
-  if (data.file_name.empty() || data.raw_data.size() != 2 * kBinCount) return std::nullopt;
-  const auto is_finite = [](float value) { return std::isfinite(value); };
-  if (!std::all_of(data.raw_data.begin(), data.raw_data.end(), is_finite)) return std::nullopt;
-  return BinsOfData(data.raw_data);
+  if (data.file_name.empty()) return std::nullopt;
+  return FilterOfData(data.raw_data);
 }
 
 const CompensationData& OutputOf(const TelephonySpeakerCompensation::Case& of, int type) {

@@ -81,15 +81,16 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
       ->type_name("DIR");
 }
 
-std::string ConfigSource::Text() const {
-  if (!file_) return text_.value_or("");
-  std::string text = ReadFile(*file_);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  if (const size_t at = text.find('\0'); at != std::string::npos) {
+std::string ConfigSource::Content() const { return file_ ? ReadFile(*file_) : text_.value_or(""); }
+
+std::string ConfigSource::TextOf(std::string content) const {
+  if (!file_) return content;
+  if (!content.empty() && content.back() == '\n') content.pop_back();
+  if (const size_t at = content.find('\0'); at != std::string::npos) {
     throw InputError(*file_ + ": byte " + std::to_string(at + 1) +
                      " is a null character, where a host would end the text");
   }
-  return text;
+  return content;
 }
 
 std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {

@@ -31,7 +31,10 @@ class ConfigSource {
   bool is_given() const { return file_ || text_; }
   // The text as the host would hand it over: of a file without one final line feed. Throws
   // InputError.
-  std::string Text() const;
+  std::string Text() const { return TextOf(Content()); }
+  // The same in two steps: the bytes as they stand, and the text of them.
+  std::string Content() const;
+  std::string TextOf(std::string content) const;
   // What to call the text in messages: the file's name or "configuration".
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.

@@ -4,6 +4,7 @@
 
 #include "commands/commands.h"
 #include "commands/config_options.h"
+#include "console/sha256.h"
 #include "report/write_report.h"
 
 namespace brelmo::tavi::tools {
@@ -19,7 +20,9 @@ struct Command {
 int Report(Command& command) {
   command.report.check.config_name = command.config.Name();
   command.report.check.data_root = command.config.data_root();
-  const std::string text = command.config.Text();
+  const std::string content = command.config.Content();
+  command.report.config_sha256 = Sha256(content);
+  const std::string text = command.config.TextOf(content);
   command.output.inputs = command.config.Inputs(text);
   const auto data_folder = command.config.UseDataFolder();
   WriteReport(text, command.report, command.output);

@@ -44,6 +44,13 @@ std::vector<Complex> BinsOfData(const std::vector<float>& raw_data) {
   return bins;
 }
 
+std::optional<std::vector<Complex>> FilterOfData(const std::vector<float>& raw_data) {
+  if (raw_data.size() != 2 * kBinCount) return std::nullopt;
+  const auto is_finite = [](float value) { return std::isfinite(value); };
+  if (!std::all_of(raw_data.begin(), raw_data.end(), is_finite)) return std::nullopt;
+  return BinsOfData(raw_data);
+}
+
 double ToDb(double gain) { return 20.0 * std::log10(gain); }
 
 double FromDb(double db) { return std::pow(10.0, db / 20.0); }

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include <complex>
+#include <optional>
 #include <vector>
 
 namespace brelmo::tavi::tools {
@@ -27,6 +28,8 @@ std::vector<double> SignalOf(const std::vector<Complex>& bins);
 
 // Of a data file, as the module read it: real and imaginary part of bin 0, of bin 1, ...
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data);
+// The same of what is a filter to the DSP: 257 finite bins. None for anything else.
+std::optional<std::vector<Complex>> FilterOfData(const std::vector<float>& raw_data);
 
 double ToDb(double gain);  // -infinity for 0
 double FromDb(double db);
