@@ -25,7 +25,7 @@ function dataset({ number, channel, values, label }, { panel, quantity, across }
     data: points.map((y, i) => ({ x: place(i + first), y: y === null ? NaN : y })),
     borderColor: line,
     backgroundColor: line,
-    borderWidth: number === shown ? 2 : 1.75,
+    borderWidth: isFlat ? 2.5 : number === shown ? 2 : 1.75,
     borderDash: style.dash,
     order: number === shown ? 0 : 1,
     // A point between two gaps makes no line.
@@ -63,14 +63,28 @@ const bands = {
     const [from, to, text] = chart.across === 'hz' ? [...TELEPHONE_BAND, 'telephone band'] : [PLAYED_TAPS - 0.5, 511, 'beyond 257 taps'];
     const left = Math.max(area.left, x.getPixelForValue(from));
     const right = Math.min(area.right, x.getPixelForValue(to));
+    chart.band = null;
     if (!(right > left)) return;
     ctx.save();
     ctx.fillStyle = colour('--band');
     ctx.fillRect(left, area.top, right - left, area.bottom - area.top);
+    ctx.restore();
+    chart.band = { left, right, text };
+  },
+  // Above the lines of the grid.
+  beforeDatasetsDraw({ ctx, chartArea: area, band }) {
+    if (!band) return;
+    const { left, right, text } = band;
+    ctx.save();
     ctx.font = `11px ${Chart.defaults.font.family}`;
-    ctx.fillStyle = colour('--muted');
     ctx.textBaseline = 'top';
-    if (right - left > ctx.measureText(text).width + 8) ctx.fillText(text, left + 4, area.top + 3);
+    const { width } = ctx.measureText(text);
+    if (right - left > width + 8) {
+      ctx.fillStyle = colour('--band');
+      ctx.fillRect(left + 2, area.top + 1, width + 4, 14);
+      ctx.fillStyle = colour('--muted');
+      ctx.fillText(text, left + 4, area.top + 3);
+    }
     ctx.restore();
   },
   afterDraw(chart) {

@@ -6,7 +6,7 @@ let printed = [];  // charts
 
 function printedPanel(number, panel) {
   const figure = make('figure', { class: 'channel' }, make('figcaption', {}, make('h4', {}, CHANNEL_TITLES[panel])),
-    make('ul', { class: 'legend' }, ...legendEntries([number], panel)),
+    make('ul', { class: 'legend' }, ...legendEntries([number], panel, number)),
     make('div', { class: 'notices' }, ...(panel === 'pair' ? CHANNELS : [panel]).flatMap((channel) => noticesOf(number, channel, panel === 'pair'))));
   for (const each of chartsOf(panel)) {
     if (curvesOf(each, [number]).length === 0) continue;

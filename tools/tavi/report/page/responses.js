@@ -137,14 +137,14 @@ function pairFigures(shown) {
       : `${pair.delay_ms > 0 ? 'Right' : 'Left'} comes ${decimal(Math.abs(pair.delay_ms), 3)} ms later than ${pair.delay_ms > 0 ? 'left' : 'right'}`;
     const text = pair.similarity < 0.5 ? 'The channels are too unlike for a delay between them to mean anything'
       : `${late}, with ${pair.is_inverted ? 'opposite' : 'the same'} polarity`;
-    const level = pair.level_db === null ? '' : `; its level of speech is ${decimal(Math.abs(pair.level_db), 1)} dB ${pair.level_db < 0 ? 'lower' : 'higher'}`;
+    const level = pair.level_db === null ? '' : Math.abs(pair.level_db) < 0.05 ? '; both have the same level of speech' : `; right\u2019s level of speech is ${decimal(Math.abs(pair.level_db), 1)} dB ${pair.level_db < 0 ? 'lower' : 'higher'}`;
     return make('p', { class: 'hint' }, make('strong', {}, `Case ${each}. `), `${text}${pair.similarity < 0.5 ? '' : level}.`);
   });
 }
 
-function legendEntries(shown, panel) {
+function legendEntries(shown, panel, chosen = state.shown) {
   const entry = (each, channel, text) => {
-    const style = styleOf(each, channel, panel);
+    const style = styleOf(each, channel, panel, chosen);
     const line = make('span', { class: style.dash.length === 0 ? 'line' : 'line dashed', 'aria-hidden': 'true' });
     line.style.setProperty('--line', `var(${style.colour})`);
     if (!hasCurve(valuesOf(each, channel, 'magnitude_db'), 'magnitude_db')) line.classList.add('undrawn');

@@ -41,7 +41,8 @@ function visible(text) {
 const fileName = (output) => make('code', {}, visible(output.file));
 
 function decimal(value, digits) {
-  return value.toFixed(digits).replace('-', '\u2212');
+  const text = value.toFixed(digits);
+  return Number(text) === 0 ? text.replace('-', '') : text.replace('-', '\u2212');
 }
 
 function number(value) {

@@ -89,7 +89,7 @@ function curvesOf({ panel, quantity }, cases) {
 // warning.
 function styleOf(number, channel, panel, shown = state.shown) {
   const output = outputOf(number, channel);
-  if (output && output.state === 'flat') return { colour: '--warning', dash: [2, 4] };
+  if (output && output.state === 'flat') return { colour: '--warning', dash: [5, 4] };
   const colourName = panel === 'pair' && channel === 'right' ? '--muted' : `--line-${number % COLOURS}`;
   return { colour: colourName, dash: number === shown ? [] : [6, 4] };
 }
