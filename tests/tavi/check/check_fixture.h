@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -48,12 +49,23 @@ inline const std::map<std::string, std::string> kSeverities = {
     {"null-character", "warning"},
 };
 
+inline const std::set<std::string> kOfFilters = {"time-aliasing", "pre-ringing", "steep-bin",
+                                                 "channel-delay", "level-jump",  "same-file",
+                                                 "unused-file"};
+
 class CheckTest : public testing::Test {
  protected:
   CheckTest() { files_.Write("good.txt", Repeat("1,0\n", 257)); }
 
   tools::CheckResult Check(const std::string& text) {
     tools::CheckResult result = tools::CheckConfig(text, options_);
+    // What files are as filters, and beside each other, has tests of its own.
+    auto& all = result.findings;
+    all.erase(std::remove_if(all.begin(), all.end(),
+                             [](const tools::Finding& finding) {
+                               return kOfFilters.count(finding.name) != 0;
+                             }),
+              all.end());
     for (const tools::Finding& finding : result.findings) {
       EXPECT_EQ(tools::SeverityName(finding.severity), kSeverities.at(finding.name));
       EXPECT_THAT(finding.message, testing::Not(testing::IsEmpty()));

@@ -100,7 +100,7 @@ TEST_F(FilterCheckTest, FiltersThatABlockDoesNotHold) {
   EXPECT_THAT(finding.message, HasSubstr("0 dB of the filter's energy"));
   // 212 samples the shorter way round the circle.
   ASSERT_EQ(found.count("channel-delay"), 1U);
-  EXPECT_THAT(found.at("channel-delay").message, HasSubstr("left comes 4.42 ms later"));
+  EXPECT_THAT(found.at("channel-delay").message, HasSubstr("right comes 4.42 ms later"));
 }
 
 TEST_F(FilterCheckTest, EnergyBeforeThePeak) {
@@ -145,8 +145,6 @@ TEST_F(FilterCheckTest, ABinThatIsZeroedStandsAtItsLine) {
   Write("c.txt", WithZero(At(0), 2));
   EXPECT_EQ(Check().count("steep-bin"), 0U);
   options_.filter.rate = 96000.0;
-  EXPECT_EQ(Check().count("steep-bin"), 0U);
-  options_.filter.rate = 192000.0;
   EXPECT_EQ(Check().count("steep-bin"), 1U);
 }
 
@@ -200,7 +198,7 @@ TEST_F(FilterCheckTest, FilesOfSeveralUsesAndOfNone) {
   EXPECT_EQ(found.at("same-file").offset, shared.find("a.txt"));
   ASSERT_EQ(found.count("unused-file"), 1U);
   EXPECT_THAT(found.at("unused-file").message, HasSubstr("b.txt and d.txt"));
-  // A case that is refused names its files all the same.
+  // By whatever name; a case that is refused names its files all the same.
   EXPECT_EQ(Check(std::string(kTwoCases) + " Hinge:1|LeftChannel:b.txt|RightChannel:d.txt")
                 .count("unused-file"),
             0U);

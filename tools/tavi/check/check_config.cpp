@@ -132,7 +132,12 @@ class ConfigCheck {
     std::vector<std::string> names;
     for (const Case& each : text_.cases()) {
       for (const Item& item : each.items) {
-        if (IsOutput(item)) names.emplace_back(text_.at(item.value()));
+        if (!IsOutput(item)) continue;
+        const std::string path =
+            simulator::DataFolder::kDevicePath + std::string(text_.at(item.value()));
+        if (auto name = simulator::DataFolder::NameInFolder(path)) {
+          names.push_back(*std::move(name));
+        }
       }
     }
     return FindUnusedFiles(
