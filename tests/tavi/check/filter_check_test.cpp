@@ -9,9 +9,9 @@
 
 #include "check/check_config.h"
 #include "data_folder.h"
+#include "process/scratch_folder.h"
 #include "response/data_file.h"
 #include "response/spectrum.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -73,7 +73,7 @@ class FilterCheckTest : public testing::Test {
     return names;
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_;
   tools::CheckOptions options_;
 };
 
