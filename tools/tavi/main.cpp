@@ -1,4 +1,5 @@
 // tavi: the workstation side of the compensation module.
+#include <csignal>
 #include <cstdio>
 
 #include <exception>
@@ -53,6 +54,7 @@ int main(int argc, char** argv) {
   using brelmo::tavi::tools::PrintableLines;
   try {
     brelmo::tavi::tools::OpenStandardDescriptors();
+    std::signal(SIGXFSZ, SIG_IGN);  // writing fails instead, and says why
     return brelmo::tavi::tools::Main(argc, argv);
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "tavi: there is not enough memory for this input\n");

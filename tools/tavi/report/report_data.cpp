@@ -142,7 +142,9 @@ Json OutputsToJson(const CaseConfig& as_read, const std::vector<CompensationData
   return array;
 }
 
+// `readable` is `as_read` without the files that have no end.
 Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
+                 const CompensationConfig& readable,
                  const std::vector<TelephonySpeakerCompensation::Case>& in_force, double rate,
                  ResponseData& responses) {
   Json array = Json::array();
@@ -170,7 +172,7 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
       object["keys"] = std::move(key_texts);
       std::vector<DspMessage> messages;
       size_t bytes = 0;
-      for (simulator::DspMessages& write : BeginCallWith(as_read.cases[number])) {
+      for (simulator::DspMessages& write : BeginCallWith(readable.cases[number])) {
         for (DspMessage& message : write.messages) {
           if (!message.is_response()) continue;
           bytes += MessageBytes(message);
@@ -270,11 +272,12 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   const CheckResult checked = CheckConfig(text, options.check);
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   const CompensationConfig as_read = TelephonySpeakerCompensation::GetConfig(text);
-  const TelephonySpeakerCompensation engine(nullptr,
-                                            WithoutEndlessFiles(as_read, options.check.data_root));
+  const CompensationConfig readable = WithoutEndlessFiles(as_read, options.check.data_root);
+  const TelephonySpeakerCompensation engine(nullptr, readable);
 
   ResponseData responses(options.check.filter.rate);
-  Json cases = CasesToJson(text, as_read, engine.cases(), options.check.filter.rate, responses);
+  Json cases =
+      CasesToJson(text, as_read, readable, engine.cases(), options.check.filter.rate, responses);
   Json status_message;
   for (const simulator::DspMessages& write : BeginCall({})) {
     for (const DspMessage& message : write.messages) {
