@@ -12,6 +12,7 @@
 
 #include "capture/message_text.h"
 #include "console/input.h"
+#include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 #include "dsp_message.h"
@@ -88,7 +89,7 @@ void PutJson(const DspMessage& message, const CaseTable* cases) {
   } else {
     object["active"] = message.is_active();
   }
-  std::printf("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+  std::printf("%s\n", JsonText(object).c_str());
 }
 
 // A log or a dump, given for a capture.

@@ -19,6 +19,7 @@
 #include "check/data_file_path.h"
 #include "console/excerpt.h"
 #include "console/finding_json.h"
+#include "console/json_text.h"
 #include "console/sha256.h"
 #include "data_folder.h"
 #include "dsp_message.h"
@@ -313,8 +314,6 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   return data;
 }
 
-std::string DumpReportData(const Json& data) {
-  return data.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
+std::string DumpReportData(const Json& data) { return JsonText(data); }
 
 }  // namespace brelmo::tavi::tools
