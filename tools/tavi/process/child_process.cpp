@@ -39,10 +39,10 @@ constexpr Milliseconds kTick{100};
 class RunningClock {
  public:
   void Advance() {
-    const auto now = std::chrono::steady_clock::now();
+    const auto time = std::chrono::steady_clock::now();
     constexpr auto kMost = 3 * kTick;
-    time_ += std::min<std::chrono::steady_clock::duration>(now - last_, kMost);
-    last_ = now;
+    time_ += std::min<std::chrono::steady_clock::duration>(time - last_, kMost);
+    last_ = time;
   }
   Milliseconds now() const { return std::chrono::duration_cast<Milliseconds>(time_); }
 

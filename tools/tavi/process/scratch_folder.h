@@ -61,11 +61,11 @@ class ScratchFolder {
         error.value());
   }
   static std::string MakeIn(const std::string& parent) {
-    std::string path = std::filesystem::path(parent) / "tavi-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) {
+    std::string folder = std::filesystem::path(parent) / "tavi-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) {
       throw MachineError(parent + ": no folder for temporary files can be made in it", errno);
     }
-    return path;
+    return folder;
   }
 
   std::string path_;
