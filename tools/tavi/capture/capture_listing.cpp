@@ -78,7 +78,7 @@ void PutJson(const DspMessage& message, const CaseTable* cases) {
                  {"payload_bytes", message.payload.size()}};
   if (message.is_response()) {
     const Level level = LevelOf(message);
-    // Null for what no JSON number can be: a bin that is none, or a response of nothing but zeros.
+    // Null where JSON has no number: with a NaN in the response, and for a magnitude of 0.
     const auto decibels = [&level](double value) {
       return level.not_a_number || !std::isfinite(value) ? Json() : Json(value);
     };

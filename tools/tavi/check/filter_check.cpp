@@ -37,7 +37,7 @@ std::string Number(const char* format, double value) {
   return text;
 }
 
-// As a filter; none where the module sends something else, or nothing that is one.
+// As a filter; empty unless what the module sends is one.
 std::optional<std::vector<Complex>> FilterOf(const CompensationData& data) {
   if (data.file_name.empty()) return std::nullopt;
   return FilterOfData(data.raw_data);

@@ -42,8 +42,8 @@ class BinLines {
 
   int error() const { return error_; }  // an errno; 0 for a file that was read
   const std::vector<Line>& bins() const { return bins_; }
-  // Places the finding at one part of a bin, or at the bin as a whole; not when there is no such
-  // bin, as in a file that was changed meanwhile.
+  // Places the finding at one part of a bin, or at the bin as a whole. Leaves it without a place
+  // when the bin is missing, as in a file that was changed meanwhile.
   void Place(Finding& finding, size_t bin, std::optional<size_t> part = std::nullopt) const;
 
  private:

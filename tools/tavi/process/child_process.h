@@ -2,8 +2,8 @@
 //
 // Each process leads a session of its own, has pipes for standard descriptors and leaves no core
 // file. Whatever it starts ends with it, at the latest when RunChildren returns. Time in which this
-// process is stopped counts for nobody. Against a module that wants to deceive its judge this is no
-// protection: it runs with the user's rights and can reach all that is told about it.
+// process is stopped counts for nobody. A module that wants to deceive its judge can do so: it
+// runs with the user's rights and reaches all that is told about it.
 #pragma once
 
 #include <chrono>

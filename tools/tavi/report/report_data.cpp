@@ -192,7 +192,7 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
 
 // ---- Data files ---------------------------------------------------------------------------------
 
-// As the module would find them, without those that it would read without end.
+// As the module finds them; those that it would read for ever are left out.
 Json DataFilesToJson(const CompensationConfig& as_read, size_t in_force,
                      const std::string& data_root) {
   Json array = Json::array();
