@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "build/project.h"
@@ -62,10 +63,10 @@ Pairing PairCases(const SideConfig& old_config, const SideConfig& new_config) {
   pairing.new_of.resize(old_config.cases.size());
   pairing.old_of.resize(new_config.cases.size());
   const std::vector<std::function<bool(const SideCase&, const SideCase&)>> rounds = {
-      [](const auto& a, const auto& b) { return a.keys == b.keys && AreSameFiles(a, b); },
-      [](const auto& a, const auto& b) { return a.keys == b.keys && IsSameSound(a, b); },
+      [](const auto& a, const auto& b) { return a.rules == b.rules && AreSameFiles(a, b); },
+      [](const auto& a, const auto& b) { return a.rules == b.rules && IsSameSound(a, b); },
       [](const auto& a, const auto& b) { return AreSameFiles(a, b); },
-      [](const auto& a, const auto& b) { return a.keys == b.keys; },
+      [](const auto& a, const auto& b) { return a.rules == b.rules; },
       [](const auto& a, const auto& b) { return IsSameSound(a, b); },
   };
   for (const auto& is_pair : rounds) {
@@ -128,7 +129,7 @@ void CompareRules(const SideConfig& old_config, const SideConfig& new_config,
     }
     const size_t i = *pairing.old_of[j];
     const SideCase& then = old_config.cases[i];
-    if (then.keys != now.keys) {
+    if (then.rules != now.rules) {
       diff.rules.push_back(named(i, j) + ": " + RulesInWords(then) + " is now " +
                            RulesInWords(now));
       continue;
@@ -162,19 +163,19 @@ void CompareRules(const SideConfig& old_config, const SideConfig& new_config,
   }
 }
 
-// The postures by what is taken in them, then and now.
-using Groups =
-    std::map<std::pair<std::optional<size_t>, std::optional<size_t>>, std::vector<Posture>>;
+// What is taken then and now, and whether that is by every other update only.
+using Taken = std::tuple<bool, std::optional<size_t>, std::optional<size_t>>;
 
-Groups GroupPostures(const SideConfig& old_config, const SideConfig& new_config) {
-  Groups groups;
+std::map<Taken, std::vector<Posture>> GroupPostures(const SideConfig& old_config,
+                                                    const SideConfig& new_config) {
+  std::map<Taken, std::vector<Posture>> groups;
   for (size_t i = 0; i < old_config.postures.size(); ++i) {
     const PostureResult& then = old_config.postures[i];
     const PostureResult& now = new_config.postures[i];
-    groups[{then.taken, now.taken}].push_back(then.posture);
-    // Updates alternate between two cases: both are heard.
+    groups[{false, then.taken, now.taken}].push_back(then.posture);
+    // Where updates alternate between two cases both are heard.
     if (then.alternate || now.alternate) {
-      groups[{then.alternate ? then.alternate : then.taken,
+      groups[{true, then.alternate ? then.alternate : then.taken,
               now.alternate ? now.alternate : now.taken}]
           .push_back(then.posture);
     }
@@ -211,8 +212,7 @@ ConfigDiff CompareConfigs(const SideConfig& old_config, const SideConfig& new_co
   CompareRules(old_config, new_config, pairing, diff);
   for (auto& [taken, postures] : GroupPostures(old_config, new_config)) {
     PostureDiff here;
-    here.old_case = taken.first;
-    here.new_case = taken.second;
+    std::tie(here.is_alternate, here.old_case, here.new_case) = taken;
     here.postures = std::move(postures);
     here.is_other_case =
         here.old_case ? pairing.new_of[*here.old_case] != here.new_case : here.new_case.has_value();

@@ -34,6 +34,7 @@ struct PostureDiff {
   std::optional<size_t> old_case;
   std::optional<size_t> new_case;
   bool is_other_case = false;
+  bool is_alternate = false;  // by every other update, where two cases alternate
   bool is_same_sound = true;
   std::vector<Posture> postures;
   std::array<ChannelDiff, 2> channels;  // where both took a case

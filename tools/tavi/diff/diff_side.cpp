@@ -28,6 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using audio::compensation::CompensationData;
+using audio::compensation::ScreenRotationIndex;
 using audio::compensation::TelephonySpeakerCompensation;
 
 bool IsConfig(const std::string& text) {
@@ -95,12 +96,15 @@ SideConfig ReadConfig(std::string text, const std::string& data_root) {
   config.written = texts.size();
   config.postures = ProbePostures(engine);
   for (size_t i = 0; i < engine.cases().size(); ++i) {
-    const auto& [keys, outputs] = engine.cases()[i];
+    const std::vector<CompensationData>& outputs = engine.cases()[i].second;
     SideCase a_case;
     a_case.text = texts[i];
     a_case.conditions = {read.cases[i].conditions.begin(), read.cases[i].conditions.end()};
-    for (const auto& key : keys) a_case.keys.push_back(key.ToString());
-    std::sort(a_case.keys.begin(), a_case.keys.end());
+    for (const auto& [name, value] : a_case.conditions) {
+      std::vector<std::string> values = android::base::Tokenize(value, ",");
+      if (name == ScreenRotationIndex::kName) std::sort(values.begin(), values.end());
+      a_case.rules[name] = std::move(values);
+    }
     for (const CompensationData& output : outputs) {
       const size_t channel = output.type == CompensationData::kLeftType ? 0 : 1;
       a_case.channels[channel] = {read.cases[i].outputs.at(std::string(kChannelNames[channel])),

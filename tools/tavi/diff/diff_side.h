@@ -27,8 +27,9 @@ struct SideChannel {
 struct SideCase {
   std::string text;
   std::map<std::string, std::string> conditions;  // as configured, by name
-  std::vector<std::string> keys;                  // as the engine has them, sorted
-  std::array<SideChannel, 2> channels;            // left, right
+  // The same in one order, whatever else stands in the configuration.
+  std::map<std::string, std::vector<std::string>> rules;
+  std::array<SideChannel, 2> channels;  // left, right
 };
 
 struct SideConfig {

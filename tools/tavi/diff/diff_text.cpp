@@ -1,6 +1,5 @@
 #include "diff/diff_text.h"
 
-#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -99,6 +98,7 @@ Json ConfigToJson(const ConfigDiff& diff) {
                    {"old_case", OptionalNumber(posture.old_case)},
                    {"new_case", OptionalNumber(posture.new_case)},
                    {"other_case", posture.is_other_case},
+                   {"alternate", posture.is_alternate},
                    {"same", posture.is_same_sound}};
     for (size_t channel = 0; channel < 2; ++channel) {
       object[kChannelKeys[channel]] =
@@ -124,6 +124,7 @@ void PutConfigDiff(const ConfigDiff& diff, bool is_json) {
     taken.push_back(DescribePostures(posture.postures) + ": " + TakenText(posture.new_case) +
                     " instead of " + std::string(posture.old_case ? "" : "none") +
                     (posture.old_case ? std::to_string(*posture.old_case) : "") +
+                    (posture.is_alternate ? ", by every other update" : "") +
                     (posture.is_same_sound ? ", which sends the same" : ""));
   }
   PutList("another case is taken", taken, is_colour);
