@@ -2,6 +2,8 @@
 #include <cmath>
 
 #include <algorithm>
+#include <array>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@ namespace brelmo::tavi::test {
 namespace {
 
 using tools::Complex;
+using tools::DataFileText;
 using tools::ConfigDiff;
 using tools::PostureDiff;
 

@@ -19,6 +19,7 @@
 #include "loaded_module.h"
 #include "process/child_process.h"
 #include "scenario/line_reader.h"
+#include "scenario/prompt.h"
 #include "scenario/run_reporter.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_runner.h"
@@ -65,13 +66,15 @@ std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, const Terminal
 // ---- In the child -------------------------------------------------------------------------------
 
 // Plays lines as they come. False when the module did not return.
-bool PlayLines(ScenarioRunner& runner, LineReader& lines, bool is_prompting,
+bool PlayLines(ScenarioRunner& runner, LineReader& lines, Prompt* prompt, bool is_prompting,
                const RunReporter::Put& show) {
   if (is_prompting) show("Type steps, one a line; help lists them, quit ends.\n");
+  int number = 0;
   for (std::string line;;) {
-    if (is_prompting) show("tavi> ");
+    if (is_prompting && prompt == nullptr) show("tavi> ");
     try {
-      if (!lines.Next(line)) break;
+      if (prompt != nullptr ? !prompt->Next(line) : !lines.Next(line)) break;
+      ++number;
     } catch (const ScenarioError& error) {
       throw AtLine("standard input", error);
     }
@@ -82,7 +85,7 @@ bool PlayLines(ScenarioRunner& runner, LineReader& lines, bool is_prompting,
       continue;
     }
     try {
-      const auto step = ParseStep(line, lines.number());
+      const auto step = ParseStep(line, number);
       if (step && !runner.Play(*step)) return false;
     } catch (const ScenarioError& error) {
       if (!is_prompting) throw AtLine("standard input", error);
@@ -108,21 +111,23 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
   std::optional<simulator::DataFolder> data_folder;
   if (!setup.data_root.empty()) data_folder.emplace(setup.data_root);
   LineReader lines(STDIN_FILENO);  // before the module can touch the descriptor
+  // Standard output is for JSON alone, if for JSON at all.
+  const char stream = setup.is_json ? kToError : kToOutput;
+  const auto show = [&child, stream](const std::string& text) { child.Show(stream + text); };
+  const bool reads_lines = setup.scenario == "-";
+  std::unique_ptr<Prompt> prompt;
+  if (reads_lines && terminal.is_prompting) prompt = Prompt::Open(STDIN_FILENO, show);
   child.Set("loading " + setup.module, setup.patience);
   const simulator::LoadedModule module(setup.module);
   child.Set("reading the configuration", setup.patience);
   const auto reporter = MakeReporter(
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
-  const bool reads_lines = setup.scenario == "-";
   const std::string name = reads_lines ? "standard input" : setup.scenario;
   ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin},
                         *reporter, child);
   child.Set("nothing: it was before the first step");
-  // Standard output is for JSON alone, if for JSON at all.
-  const char stream = setup.is_json ? kToError : kToOutput;
   const bool is_alive =
-      (reads_lines ? PlayLines(runner, lines, terminal.is_prompting,
-                               [&](const std::string& text) { child.Show(stream + text); })
+      (reads_lines ? PlayLines(runner, lines, prompt.get(), terminal.is_prompting, show)
                    : PlaySteps(runner, steps, name)) &&
       runner.Finish();
   runner.ReportTotals();
