@@ -1,5 +1,7 @@
 #include "scenario/play.h"
 
+#include <fcntl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -51,10 +53,29 @@ std::vector<Step> ReadScenario(const std::string& path) {
   }
 }
 
+// A terminal that a child sets to its purpose: set back whatever ends the child.
+class TerminalLines {
+ public:
+  TerminalLines() : fd_(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)) { tcgetattr(fd_, &state_); }
+  TerminalLines(const TerminalLines&) = delete;
+  TerminalLines& operator=(const TerminalLines&) = delete;
+  ~TerminalLines() {
+    tcsetattr(fd_, TCSADRAIN, &state_);
+    close(fd_);
+  }
+
+  int fd() const { return fd_; }
+
+ private:
+  const int fd_;
+  termios state_{};
+};
+
 // What the user's terminal is, which the child does not have.
 struct Terminal {
   bool is_coloured = IsColourWanted();
   bool is_prompting = false;
+  std::optional<TerminalLines> lines;  // where lines can be edited: the child reads them there
 };
 
 std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, const Terminal& terminal,
@@ -110,13 +131,14 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
          Clock::time_point begin, ChildReport& child) {
   std::optional<simulator::DataFolder> data_folder;
   if (!setup.data_root.empty()) data_folder.emplace(setup.data_root);
-  LineReader lines(STDIN_FILENO);  // before the module can touch the descriptor
+  LineReader lines(terminal.lines ? terminal.lines->fd()
+                                  : STDIN_FILENO);  // before the module can touch the descriptor
   // Standard output is for JSON alone, if for JSON at all.
   const char stream = setup.is_json ? kToError : kToOutput;
   const auto show = [&child, stream](const std::string& text) { child.Show(stream + text); };
   const bool reads_lines = setup.scenario == "-";
   std::unique_ptr<Prompt> prompt;
-  if (reads_lines && terminal.is_prompting) prompt = Prompt::Open(STDIN_FILENO, show);
+  if (terminal.lines) prompt = Prompt::Open(terminal.lines->fd(), show);
   child.Set("loading " + setup.module, setup.patience);
   const simulator::LoadedModule module(setup.module);
   child.Set("reading the configuration", setup.patience);
@@ -202,7 +224,8 @@ PlayResult PlayScenario(const PlaySetup& setup) {
     PutTo(text[0] == kToError ? stderr : stdout, text, 1);
   };
   handlers.on_output = [&prints](const std::string& text) { prints.Add(text); };
-  if (reads_lines) handlers.input = STDIN_FILENO;
+  if (reads_lines && terminal.is_prompting && Prompt::IsPossible()) terminal.lines.emplace();
+  if (reads_lines && !terminal.lines) handlers.input = STDIN_FILENO;
   ChildLimits limits;
   limits.time.reset();
   limits.end_time = setup.patience;

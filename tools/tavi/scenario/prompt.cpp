@@ -64,7 +64,10 @@ unsigned char Complete(EditLine* editor, int /*key*/) {
 unsigned char ClearOrEnd(EditLine* editor, int /*key*/) {
   const LineInfo* const info = el_line(editor);
   if (info->lastchar == info->buffer) return CC_EOF;
-  el_replacestr(editor, "");
+  const auto before = static_cast<int>(info->cursor - info->buffer);
+  const auto behind = static_cast<int>(info->lastchar - info->cursor);
+  if (before > 0) el_deletestr(editor, before);
+  if (behind > 0) el_deletestr1(editor, 0, behind);
   return CC_REFRESH;
 }
 
@@ -98,10 +101,13 @@ struct Prompt::Editor {
 Prompt::Prompt(std::unique_ptr<Editor> editor) : editor_(std::move(editor)) {}
 Prompt::~Prompt() = default;
 
+bool Prompt::IsPossible() {
+  const char* const kind = std::getenv("TERM");
+  return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+}
+
 std::unique_ptr<Prompt> Prompt::Open(int terminal,
                                      std::function<void(const std::string& text)> show) {
-  const char* const kind = std::getenv("TERM");
-  if (kind == nullptr || *kind == '\0' || std::string_view(kind) == "dumb") return nullptr;
   auto editor = std::make_unique<Editor>();
   editor->show = std::move(show);
   editor->fd = fcntl(terminal, F_DUPFD_CLOEXEC, 3);

@@ -10,6 +10,8 @@ namespace brelmo::tavi::tools {
 
 class Prompt {
  public:
+  // Whether the terminal, by its name, is one to edit lines at.
+  static bool IsPossible();
   // `terminal`: a descriptor that is one, to read and write; it is duplicated. What the terminal is
   // to show goes through `show`, in order with all else that is shown. None where the terminal
   // cannot be used so.
