@@ -105,7 +105,7 @@ TEST_F(BuildTest, HoldsWhatItMadeAndFindsEveryChange) {
                 .exit_code,
             0);
   ASSERT_EQ(Build(source).exit_code, 0);
-  EXPECT_EQ(FilesIn(out_), made) << "the same inputs give the same bytes";
+  EXPECT_TRUE(FilesIn(out_) == made) << "the same inputs give the same bytes";
   for (const auto& [name, content] : made) {
     folder_.Write("out/" + name.substr(out_.size() + 1), content + "1,0\n");
     const Outcome changed = Build(source, {"--check"});
@@ -126,7 +126,7 @@ TEST_F(BuildTest, HoldsWhatItMadeAndFindsEveryChange) {
 }
 
 TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
-  folder_.Write("few.frd", "300 80\n1000 80\n");
+  folder_.Write("none_at_all.frd", "nothing\n");
   folder_.Write("good.frd", Response(80, 0));
   ASSERT_EQ(Build(Channels("left.filters = []\nright.filters = []\n")).exit_code, 0);
   const auto made = FilesIn(out_);
@@ -139,13 +139,14 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
   } faults[] = {
       {"rate = \n", "1:", "[no-toml]"},
       {"# n\xC3\xA4\n" + whole + "nane = 1\n" + flat, "6:1", "the nearest that there is is name"},
-      {"\xC3\xA4 = 1\n", "1:1", "[unknown-key]"},
+      {"\"\xC3\xA4\" = 1\n", "1:1", "[unknown-key]"},
       {"rate = '48000'\n" + whole + flat, "1:8", "rate is to be a number of Hz"},
       {whole + "left.filters = [{type = 'peak', hz = 1, db = 1}]\nright.filters = []\n", "5:17",
        "a filter of type peak needs q"},
       {whole + "left.filters = [{type = 'high-pass', hz = 24000}]\nright.filters = []\n", "5:25",
        "hz is to lie between 0 and half"},
-      {whole + "left.measured = 'few.frd'\nright.filters = []\n", "5:17", "few.frd"},
+      {whole + "left.measured = 'none_at_all.frd'\nright.filters = []\n", "5:17",
+       "none_at_all.frd"},
       {whole + "left.measured = 'none.frd'\nright.filters = []\n", "5:17", "[no-input]"},
       {whole + "left.measured = 'good.frd'\nleft.taps = 4\nright.filters = []\n", "6:13",
        "taps is to be a whole number from 16 to 512"},
@@ -165,7 +166,7 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
     EXPECT_EQ(outcome.exit_code, 1) << fault.source << outcome.err;
     EXPECT_THAT(outcome.out, HasSubstr("p.toml:" + fault.place)) << fault.source;
     EXPECT_THAT(outcome.out, HasSubstr(fault.says)) << fault.source;
-    EXPECT_EQ(FilesIn(out_), made) << fault.source;
+    EXPECT_TRUE(FilesIn(out_) == made) << fault.source;
   }
   // A gap in what is covered stands where it begins.
   const Outcome gap = Build(Source("[[posture]]\nname = 'a'\nhinge = [0, 90]\n"
@@ -174,7 +175,7 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
                             {"--strict"});
   EXPECT_THAT(gap.out, HasSubstr("p.toml:3:9: warning: no case is taken in these postures: hinge "
                                  "angle 91 to 180"));
-  EXPECT_EQ(FilesIn(out_), made);
+  EXPECT_TRUE(FilesIn(out_) == made);
 }
 
 TEST_F(BuildTest, PlaysAPairAtOneLevelAndTime) {

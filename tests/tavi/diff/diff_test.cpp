@@ -17,8 +17,8 @@ namespace brelmo::tavi::test {
 namespace {
 
 using tools::Complex;
-using tools::DataFileText;
 using tools::ConfigDiff;
+using tools::DataFileText;
 using tools::PostureDiff;
 
 constexpr size_t kSlices = 30;

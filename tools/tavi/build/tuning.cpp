@@ -102,7 +102,8 @@ class TuningMaker {
     options.check.config_name = "device.conf";
     options.check.data_root = data_root;
     options.check.max_gain_db = tuning_.project.max_gain_db;
-    options.rate = tuning_.project.rate;
+    options.check.filter.rate = tuning_.project.rate;
+    options.config_sha256 = Sha256(config + "\n");
     for (Finding& finding : FindingsInSource(CheckConfig(config, options.check), config, data_root,
                                              tuning_.project, source_)) {
       tuning_.findings.push_back(std::move(finding));
