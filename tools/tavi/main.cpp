@@ -32,6 +32,8 @@ int Main(int argc, char** argv) {
   AddImportCommand(program, exit_code);
   AddReportCommand(program, exit_code);
   AddValidateCommand(program, exit_code);
+  AddBuildCommand(program, exit_code);
+  AddDiffCommand(program, exit_code);
   AddStressCommand(program, exit_code);
   try {
     program.parse(argc, argv);

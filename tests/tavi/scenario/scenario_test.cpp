@@ -31,6 +31,7 @@ struct Describe {
     return Join(event.is_raw ? "raw" : "asked", sources[static_cast<int>(event.source)],
                 event.number, event.value ? std::to_string(*event.value) : "null");
   }
+  std::string operator()(const tools::CallStep& step) const { return Join("call", step.begins); }
   std::string operator()(const tools::InitStep& /*step*/) const { return "init"; }
   std::string operator()(const tools::DeinitStep& /*step*/) const { return "deinit"; }
   std::string operator()(const tools::DumpStep& /*step*/) const { return "dump"; }
@@ -55,6 +56,8 @@ TEST(ScenarioTest, EveryStep) {
       {"withdraw 6", "asked common 4 6"},
       {"start 23", "asked usecase 21 23"},
       {"stop 24", "asked usecase 22 24"},
+      {"call", "call 1"},
+      {"hang up", "call 0"},
       {"rotation 270", "asked common 8 270"},
       {"hinge 180", "asked hinge 0 180"},
       {"raw common 99", "raw common 99 0"},

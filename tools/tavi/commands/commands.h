@@ -10,7 +10,9 @@ constexpr int kExitAsExpected = 0;
 constexpr int kExitBroken = 1;
 constexpr int kExitUsage = 2;
 
+void AddBuildCommand(CLI::App& program, int& exit_code);
 void AddCheckCommand(CLI::App& program, int& exit_code);
+void AddDiffCommand(CLI::App& program, int& exit_code);
 void AddRunCommand(CLI::App& program, int& exit_code);
 void AddDecodeCommand(CLI::App& program, int& exit_code);
 void AddDesignCommand(CLI::App& program, int& exit_code);

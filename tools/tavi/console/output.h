@@ -79,6 +79,8 @@ class OutputFolder {
   void Add(const std::string& name, std::string content, const std::string& note = "");
   // A line of the manifest, for people.
   void AddRemark(const std::string& line);
+  // What a Commit would write of itself.
+  std::string Manifest() const;
   // Puts the folder in its place. Throws InputError; then the place is as it was, unless it held
   // files that tavi did not make. Only once.
   void Commit();
@@ -95,7 +97,6 @@ class OutputFolder {
   // Whether the folder that exists may be replaced as a whole. Throws InputError where it may not
   // be written to.
   bool CheckReplaceable() const;
-  std::string Manifest() const;
   void PutInPlace() const;
   void Replace() const;
 

@@ -55,6 +55,10 @@ class JsonReporter : public RunReporter {
     Put(write);
   }
 
+  void OnNoCase(const std::vector<size_t>& kept) override {
+    Put({{"kind", "no-case"}, {"kept", kept}});
+  }
+
   void OnInitResult(int result, bool has_handle) override {
     Put({{"kind", "init"}, {"result", result}, {"handle", has_handle}});
   }

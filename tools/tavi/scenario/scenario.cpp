@@ -248,6 +248,11 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
         MakeEvent(HostEvent::Source::kHingeAngle, 0, words.NextInt("an angle in degrees"));
   } else if (verb == "raw") {
     step.action = ParseRaw(words);
+  } else if (verb == "call") {
+    step.action = CallStep{true};
+  } else if (verb == "hang") {
+    if (words.Next("up") != "up") words.Fail("\"hang\" is no step; expected hang up");
+    step.action = CallStep{false};
   } else if (verb == "init") {
     step.action = InitStep{};
   } else if (verb == "deinit") {
@@ -284,6 +289,7 @@ const char* ScenarioHelp() {
   return R"(Events, each delivered on its own host thread:
   announce V / withdraw V     a common value comes or goes (common events 2 and 4)
   start U / stop U            a use case starts or stops (use-case events 21 and 22)
+  call / hang up              announce 5 and start 6; stop 6 and withdraw 5
   rotation DEG                the screen was rotated (common event 8)
   hinge DEG                   a hinge-angle reading
   raw common N [V|null]       any event, whether or not the module asked for it; V is 0 unless given,

@@ -16,6 +16,10 @@ namespace brelmo::tavi::tools {
 struct EventStep {
   simulator::HostEvent event;
 };
+// The two events that begin a call, or end it.
+struct CallStep {
+  bool begins = true;
+};
 struct InitStep {};
 struct DeinitStep {};
 struct DumpStep {};
@@ -47,8 +51,8 @@ struct ExpectStep {
 struct Step {
   int line = 0;
   std::string text;  // as written, without comment and outer blanks
-  std::variant<EventStep, InitStep, DeinitStep, DumpStep, WaitStep, SayStep, DspStep, RefuseStep,
-               ExpectStep>
+  std::variant<EventStep, CallStep, InitStep, DeinitStep, DumpStep, WaitStep, SayStep, DspStep,
+               RefuseStep, ExpectStep>
       action;
 };
 

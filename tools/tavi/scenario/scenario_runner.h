@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "capture/case_lookup.h"
+#include "check/posture_probe.h"
 #include "event_thread.h"
 #include "log_capture.h"
 #include "process/child_process.h"
@@ -59,11 +60,13 @@ class ScenarioRunner : private simulator::HostObserver {
  private:
   struct Since {  // the last event, init or deinit
     size_t writes = 0;
+    size_t deliveries = 0;  // writes with corrections
     std::vector<std::string> log;
   };
   using Told = std::function<void(RunReporter&)>;
 
   bool PlayAction(const Step& step, const EventStep& action);
+  bool PlayAction(const Step& step, const CallStep& action);
   bool PlayAction(const Step& step, const InitStep& action);
   bool PlayAction(const Step& step, const DeinitStep& action);
   bool PlayAction(const Step& step, const DumpStep& action);
@@ -86,6 +89,8 @@ class ScenarioRunner : private simulator::HostObserver {
   // Reports the begin of an event, init or deinit.
   void Begin(Told what);
   void WaitForReports();
+  // Where the scenario is active and no case fits the posture, says so.
+  void ReportNoCase(const simulator::HostEvent& event);
   void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write);
 
   void OnHostCall(const std::string& call) override;
@@ -96,6 +101,8 @@ class ScenarioRunner : private simulator::HostObserver {
   const Options options_;
   ChildReport& child_;
   const CaseTable cases_;
+  const std::vector<PostureResult> choices_;  // of the module's own engine, in each posture
+  Posture posture_;                           // by the events so far
 
   std::mutex mutex_;  // for what the host's threads report
   RunTotals totals_;
