@@ -30,6 +30,7 @@ int Main(int argc, char** argv) {
   AddDesignCommand(program, exit_code);
   AddImportCommand(program, exit_code);
   AddReportCommand(program, exit_code);
+  AddRenderCommand(program, exit_code);
   AddValidateCommand(program, exit_code);
   AddStressCommand(program, exit_code);
   try {
