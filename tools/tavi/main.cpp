@@ -31,6 +31,7 @@ int Main(int argc, char** argv) {
   AddDesignCommand(program, exit_code);
   AddImportCommand(program, exit_code);
   AddReportCommand(program, exit_code);
+  AddRenderCommand(program, exit_code);
   AddValidateCommand(program, exit_code);
   AddBuildCommand(program, exit_code);
   AddDiffCommand(program, exit_code);

@@ -11,10 +11,12 @@ import cmath
 import math
 import os
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
+import wave
 
 import webdriver
 
@@ -574,6 +576,48 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.in_all("main img, main b, main script", "node.tagName"), [])
         self.browser.emulate(360, 740)
         self.assert_fits()
+
+    # ---- Listening ------------------------------------------------------------------------------
+
+    def heard(self):
+        """The peak of each channel of what is chosen, in samples that the browser decodes."""
+        return self.browser.run(
+            "const bytes = Uint8Array.from(atob(document.querySelector('audio').src.split(',')[1]),"
+            " c => c.charCodeAt(0));"
+            "return new OfflineAudioContext(2, 1, 48000).decodeAudioData(bytes.buffer).then(sound =>"
+            " [0, 1].map(n => Math.max(...sound.getChannelData(n).map(Math.abs))))"
+        )
+
+    def test_the_cases_are_heard(self):
+        audio = self.folder / "pulse.wav"
+        with wave.open(str(audio), "wb") as file:
+            file.setparams((1, 2, 48000, 0, "NONE", ""))
+            file.writeframes(struct.pack("<24000h", *[8192] + [0] * 23999))
+        files = {"a.txt": lines([1] * 257), "b.txt": lines([0.5] * 257), "one.txt": lines([1])}
+        text = " ".join(
+            f"HingeAngle:{10 * number},{10 * number + 9}|LeftChannel:{left}|RightChannel:{right}"
+            for number, (left, right) in enumerate(
+                [("a.txt", "b.txt"), ("a.txt", "one.txt"), ("a.txt", "b.txt"), ("b.txt", "b.txt")]
+            )
+        )
+        self.open_config(text, files, "--listen", audio)
+        self.assertEqual(self.in_all("#listen-choices label", "node.textContent"),
+                         ["Bypassed", "Case 0 and 2", "Case 3"])
+        self.assertIn("without case 1,", self.browser.text("#listen-note"))
+        for choice, peaks in enumerate([(0.25, 0.25), (0.25, 0.125), (0.125, 0.125)]):
+            if choice > 0:
+                self.choose("#listen-choices input:checked", webdriver.RIGHT)
+            for peak, expected in zip(self.heard(), peaks):
+                self.assertAlmostEqual(peak, expected, delta=1e-4)
+            self.browser.run("return new Promise(done => { const player ="
+                             " document.querySelector('audio'); player.onseeked = done;"
+                             " player.currentTime = 0.2; })")
+        self.assertEqual(self.property("audio", "error"), None)
+        self.assertAlmostEqual(self.property("audio", "duration"), 0.5, delta=0.01)
+        self.assert_fits()
+        # Without audio there is nothing to be heard.
+        self.open_example()
+        self.assertTrue(self.property("#listen", "hidden"))
 
     def test_many_cases(self):
         cases = [

@@ -93,6 +93,13 @@ std::string ConfigSource::TextOf(std::string content) const {
   return content;
 }
 
+ConfigSource ConfigSource::With(const std::string& file, const std::string& data_root) const {
+  ConfigSource other = *this;
+  if (!file.empty()) other.file_ = file;
+  if (!data_root.empty()) other.data_root_ = data_root;
+  return other;
+}
+
 std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {
   std::vector<InputFile> inputs;
   if (file_) inputs.push_back({*file_, "the configuration"});

@@ -39,6 +39,8 @@ class ConfigSource {
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.
   std::string data_root() const { return data_root_.value_or(""); }
+  // The same with another file in the place of the text, or another data folder; empty: as it is.
+  ConfigSource With(const std::string& file, const std::string& data_root) const;
   // What is read because of these options, the data files that `text` names included: no output may
   // take its place.
   std::vector<InputFile> Inputs(const std::string& text) const;

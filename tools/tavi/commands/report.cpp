@@ -24,6 +24,9 @@ int Report(Command& command) {
   command.report.config_sha256 = Sha256(content);
   const std::string text = command.config.TextOf(content);
   command.output.inputs = command.config.Inputs(text);
+  if (!command.report.listen.empty()) {
+    command.output.inputs.push_back({command.report.listen, "the audio"});
+  }
   const auto data_folder = command.config.UseDataFolder();
   WriteReport(text, command.report, command.output);
   return kExitAsExpected;
@@ -47,6 +50,10 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
       ->check(CLI::IsMember({"html", "json"}))
       ->type_name("FORMAT");
   AddLimitOptions(*subcommand, command->report.check);
+  subcommand
+      ->add_option("--listen", command->report.listen,
+                   "Audio of which the page plays the first seconds in each case, and bypassed")
+      ->type_name("FILE");
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

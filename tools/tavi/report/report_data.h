@@ -48,6 +48,7 @@ constexpr std::string_view kDataMark = "{\"generator\":\"tavi report\",";
 struct ReportOptions {
   CheckOptions check;
   std::string config_sha256;  // of the bytes that the text comes from; empty for those of the text
+  std::string listen;         // audio that the cases are heard with, see listen.h; may be empty
 };
 
 // Reads `text` and the data files it names, through the data folder in force. Logs nothing. The

@@ -36,6 +36,14 @@ std::vector<double> SignalOf(const std::vector<Complex>& bins) {
   return signal;
 }
 
+void BinsOfBlock(const double* samples, size_t size, Complex* bins) {
+  Transform().fwd(bins, samples, static_cast<Eigen::Index>(size));
+}
+
+void BlockOfBins(const Complex* bins, size_t size, double* samples) {
+  Transform().inv(samples, bins, static_cast<Eigen::Index>(size));
+}
+
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data) {
   std::vector<Complex> bins;
   bins.reserve(raw_data.size() / 2);

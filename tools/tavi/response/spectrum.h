@@ -26,6 +26,11 @@ std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size = kFi
 // first and the last bin of a real signal are real: their imaginary parts are left out.
 std::vector<double> SignalOf(const std::vector<Complex>& bins);
 
+// Both for signals that come in blocks, in memory of the caller's: `size` samples, an even number,
+// and `size` / 2 + 1 bins.
+void BinsOfBlock(const double* samples, size_t size, Complex* bins);
+void BlockOfBins(const Complex* bins, size_t size, double* samples);
+
 // Of a data file, as the module read it: real and imaginary part of bin 0, of bin 1, ...
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data);
 // The same of what is a filter to the DSP: 257 finite bins. None for anything else.

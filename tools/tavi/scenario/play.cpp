@@ -145,8 +145,9 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
   const auto reporter = MakeReporter(
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
   const std::string name = reads_lines ? "standard input" : setup.scenario;
-  ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin},
-                        *reporter, child);
+  ScenarioRunner runner(
+      module, {setup.config, name, setup.capture, setup.patience, begin, setup.is_time_virtual},
+      *reporter, child);
   child.Set("nothing: it was before the first step");
   const bool is_alive =
       (reads_lines ? PlayLines(runner, lines, prompt.get(), terminal.is_prompting, show)
@@ -216,12 +217,17 @@ PlayResult PlayScenario(const PlaySetup& setup) {
       isatty(STDIN_FILENO) != 0 && isatty(setup.is_json ? STDERR_FILENO : STDOUT_FILENO) != 0;
   const auto begin = Clock::now();
 
-  const auto reporter =
-      MakeReporter(setup, terminal, [](const std::string& text) { PutTo(stdout, text, 0); });
+  const RunReporter::Put put =
+      setup.put ? setup.put : [](const std::string& text) { PutTo(stdout, text, 0); };
+  const auto reporter = MakeReporter(setup, terminal, put);
   Prints prints(*reporter, begin);
   ChildHandlers handlers;
-  handlers.on_show = [](const std::string& text) {
-    PutTo(text[0] == kToError ? stderr : stdout, text, 1);
+  handlers.on_show = [&put](const std::string& text) {
+    if (text[0] == kToError) {
+      PutTo(stderr, text, 1);
+    } else {
+      put(text.substr(1));
+    }
   };
   handlers.on_output = [&prints](const std::string& text) { prints.Add(text); };
   if (reads_lines && terminal.is_prompting && Prompt::IsPossible()) terminal.lines.emplace();

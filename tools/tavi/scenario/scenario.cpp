@@ -65,6 +65,14 @@ class Words {
     return *time;
   }
 
+  // Of a span that is played: a bare number is of seconds.
+  std::chrono::microseconds NextSpan() {
+    const std::string word = Next("a number of seconds");
+    const bool is_bare = word.find_first_not_of("0123456789.") == std::string::npos;
+    if (const auto time = ParseTime(is_bare ? word + "s" : word)) return *time;
+    Fail("\"" + word + "\" is no number of seconds up to an hour; write 2.5, or 300ms");
+  }
+
   int NextCode() {
     const int code = NextInt("a code other than 0");
     if (code == 0) Fail("a code of 0 would be success");
@@ -261,6 +269,8 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
     step.action = DumpStep{};
   } else if (verb == "wait") {
     step.action = WaitStep{words.NextTime()};
+  } else if (verb == "play") {
+    step.action = WaitStep{words.NextSpan()};
   } else if (verb == "say") {
     step.action = SayStep{words.Rest()};
   } else if (verb == "dsp") {
@@ -317,6 +327,7 @@ Expectations; the run fails, with the line's number, when one is not met:
   expect no handle            init handed out nothing
 Other:
   wait TIME                   does nothing for that time
+  play SECONDS                the same, for scenarios that are heard: so much is played as it is
   say TEXT                    prints TEXT
   # ...                       a comment
   help, quit                  at the prompt and in piped lines

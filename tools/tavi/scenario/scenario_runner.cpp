@@ -92,8 +92,13 @@ void ScenarioRunner::Note(const std::string& activity) {
   child_.Set(activity, 2 * host_.CallLimit() + options_.patience);
 }
 
+std::chrono::duration<double> ScenarioRunner::Time() const {
+  if (options_.is_time_virtual) return time_.load();
+  return std::chrono::steady_clock::now() - options_.begin;
+}
+
 void ScenarioRunner::Report(Told what) {
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - options_.begin;
+  const std::chrono::duration<double> time = Time();
   ++unreported;
   reports_.Post([this, time, what = std::move(what)] {
     reporter_.SetTime(time.count());
@@ -216,7 +221,11 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const DumpStep& /*action*/
 }
 
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const WaitStep& action) {
-  std::this_thread::sleep_for(action.time);
+  if (options_.is_time_virtual) {
+    time_ = time_.load() + action.time;
+  } else {
+    std::this_thread::sleep_for(action.time);
+  }
   return true;
 }
 
@@ -231,7 +240,11 @@ bool ScenarioRunner::PlayAction(const Step& step, const DspStep& action) {
       host_.dsp().RefuseNext(action.count, action.code);
       break;
     case DspStep::What::kSlow:
-      host_.dsp().SetDelay(action.delay);
+      if (options_.is_time_virtual) {
+        dsp_delay_ = action.delay;
+      } else {
+        host_.dsp().SetDelay(action.delay);
+      }
       break;
     case DspStep::What::kAbsent:
       host_.SetTuningEntry(false);
@@ -341,6 +354,7 @@ void ScenarioRunner::OnHostCall(const std::string& call) {
 
 void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  time_ = time_.load() + dsp_delay_.load();
   ++totals_.writes;
   ++since_.writes;
   if (write.has_response()) ++since_.deliveries;

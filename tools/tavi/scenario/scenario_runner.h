@@ -32,6 +32,8 @@ class ScenarioRunner : private simulator::HostObserver {
     std::FILE* capture = nullptr;  // where the bytes of every write go; may be null
     std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
+    // Time is what waits and a slow DSP take, and takes none.
+    bool is_time_virtual = false;
   };
 
   // All are borrowed.
@@ -86,6 +88,7 @@ class ScenarioRunner : private simulator::HostObserver {
   // Notes what is done with the module, and bounds it.
   void Note(const std::string& activity);
   void Report(Told what);
+  std::chrono::duration<double> Time() const;  // since the run began
   // Reports the begin of an event, init or deinit.
   void Begin(Told what);
   void WaitForReports();
@@ -103,6 +106,10 @@ class ScenarioRunner : private simulator::HostObserver {
   const CaseTable cases_;
   const std::vector<PostureResult> choices_;  // of the module's own engine, in each posture
   Posture posture_;                           // by the events so far
+
+  // Of virtual time.
+  std::atomic<std::chrono::microseconds> time_{};
+  std::atomic<std::chrono::microseconds> dsp_delay_{};
 
   std::mutex mutex_;  // for what the host's threads report
   RunTotals totals_;

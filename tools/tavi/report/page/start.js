@@ -8,6 +8,7 @@ buildControls();
 buildPickers();
 buildViews();
 buildPanels();
+buildListen();
 buildFindings();
 buildCases();
 if (firstRun) state.shown = firstRun.taken;
