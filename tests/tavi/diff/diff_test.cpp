@@ -154,18 +154,23 @@ TEST_F(DiffTest, FindsAnyFileThatChangesInItsPostureAlone) {
 TEST_F(DiffTest, NamesThePosturesWhereAnotherCaseIsTaken) {
   for (size_t number = 3; number < kCases; number += 29) {
     if (number % kSlices + 1 == kSlices) continue;
+    // In each rotation: ranges that overlap are looked up in a way of the module's own.
     Tuning tuning = MakeTuning();
-    ++tuning.cases[number].to;
-    ++tuning.cases[number + 1].from;
+    for (size_t i = number % kSlices; i < kCases; i += kSlices) {
+      ++tuning.cases[i].to;
+      ++tuning.cases[i + 1].from;
+    }
     const ConfigDiff diff = Compare(tuning);
-    EXPECT_EQ(diff.rules.size(), 2U);
-    ASSERT_EQ(diff.postures.size(), 1U);
-    EXPECT_TRUE(diff.postures[0].is_other_case);
-    EXPECT_EQ(diff.postures[0].old_case, number + 1);
-    EXPECT_EQ(diff.postures[0].new_case, number);
-    ASSERT_EQ(diff.postures[0].postures.size(), 1U);
-    EXPECT_EQ(diff.postures[0].postures[0].hinge_angle, tuning.cases[number].to);
-    EXPECT_EQ(diff.postures[0].postures[0].rotation, tuning.cases[number].rotation);
+    EXPECT_EQ(diff.rules.size(), 8U);
+    ASSERT_EQ(diff.postures.size(), 4U);
+    for (const PostureDiff& found : diff.postures) {
+      EXPECT_TRUE(found.is_other_case);
+      ASSERT_TRUE(found.new_case);
+      EXPECT_EQ(found.old_case, *found.new_case + 1);
+      ASSERT_EQ(found.postures.size(), 1U);
+      EXPECT_EQ(found.postures[0].hinge_angle, tuning.cases[*found.new_case].to);
+      EXPECT_EQ(found.postures[0].rotation, tuning.cases[*found.new_case].rotation);
+    }
 
     tuning = MakeTuning();
     tuning.cases.erase(tuning.cases.begin() + static_cast<ptrdiff_t>(number));
