@@ -10,6 +10,7 @@
 
 #include "build/tuning.h"
 #include "command.h"
+#include "process/scratch_folder.h"
 #include "response/data_file.h"
 #include "response/level.h"
 
@@ -72,7 +73,7 @@ class BuildTest : public testing::Test {
     return RunTavi(arguments);
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
   const std::string out_ = folder_.path("out");
 };
 

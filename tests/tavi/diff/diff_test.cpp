@@ -11,6 +11,7 @@
 
 #include "command.h"
 #include "diff/config_difference.h"
+#include "process/scratch_folder.h"
 #include "response/data_file.h"
 
 namespace brelmo::tavi::test {
@@ -87,7 +88,7 @@ class DiffTest : public testing::Test {
     return tools::CompareConfigs(old_, Read(changed, "new"), {});
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
   const tools::SideConfig old_ = Read(MakeTuning(), "old");
 };
 
