@@ -74,7 +74,7 @@ SourcePlace TomlSource::PlaceOf(const toml::source_region& region) const {
   return place;
 }
 
-Finding TomlSource::At(SourcePlace place, const std::string& name, Severity severity,
+Finding TomlSource::At(const SourcePlace& place, const std::string& name, Severity severity,
                        const std::string& message, const std::string& consequence) const {
   Finding finding = MakeFinding(name, severity, std::nullopt, message, consequence);
   finding.file = name_;
@@ -85,8 +85,8 @@ Finding TomlSource::At(SourcePlace place, const std::string& name, Severity seve
   return finding;
 }
 
-void TomlSource::Refuse(SourcePlace place, const std::string& name, const std::string& message,
-                        const std::string& consequence) {
+void TomlSource::Refuse(const SourcePlace& place, const std::string& name,
+                        const std::string& message, const std::string& consequence) {
   findings_.push_back(At(place, name, Severity::kError, message, consequence));
 }
 

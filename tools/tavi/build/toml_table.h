@@ -35,9 +35,9 @@ class TomlSource {
   const toml::table* root() const { return root_ ? &*root_ : nullptr; }
   SourcePlace PlaceOf(const toml::source_region& region) const;
   // A finding with its place, in nobody's list yet.
-  Finding At(SourcePlace place, const std::string& name, Severity severity,
+  Finding At(const SourcePlace& place, const std::string& name, Severity severity,
              const std::string& message, const std::string& consequence) const;
-  void Refuse(SourcePlace place, const std::string& name, const std::string& message,
+  void Refuse(const SourcePlace& place, const std::string& name, const std::string& message,
               const std::string& consequence);
   std::vector<Finding> Take() { return std::move(findings_); }
 

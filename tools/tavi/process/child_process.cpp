@@ -311,6 +311,7 @@ void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
     if (TakeStopRequest()) {
       for (const auto& [index, child] : children) child->Signal(SIGSTOP);
       std::raise(SIGSTOP);
+      // cppcheck-suppress unreachableCode ; the signal stops this process, and does not end it
       for (const auto& [index, child] : children) child->Signal(SIGCONT);
     }
     while (next < count && children.size() < jobs && start(next)) ++next;

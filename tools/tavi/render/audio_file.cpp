@@ -190,8 +190,9 @@ size_t AudioSource::Read(StereoHop& hop) {
   if (state.resampler) {
     // It may give less than it is asked for before the end.
     while (count < kHop) {
-      const long more = src_callback_read(state.resampler.get(), state.ratio,
-                                          static_cast<long>(kHop - count), &frames[2 * count]);
+      const long more =
+          src_callback_read(state.resampler.get(), state.ratio, static_cast<long>(kHop - count),
+                            frames.data() + 2 * count);
       if (more <= 0) break;
       count += static_cast<size_t>(more);
     }

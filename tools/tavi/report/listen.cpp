@@ -82,8 +82,12 @@ Voices VoicesOf(const Json& data) {
     const auto at =
         std::find_if(found.voices.begin() + 1, found.voices.end(),
                      [&voice](const Voice& other) { return other.responses == voice.responses; });
-    (at == found.voices.end() ? found.voices.emplace_back(std::move(voice)) : *at)
-        .cases.push_back(number);
+    if (at != found.voices.end()) {
+      at->cases.push_back(number);
+      continue;
+    }
+    voice.cases.push_back(number);
+    found.voices.push_back(std::move(voice));
   }
   return found;
 }
