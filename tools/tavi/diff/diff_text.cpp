@@ -1,5 +1,6 @@
 #include "diff/diff_text.h"
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -42,7 +43,8 @@ std::string ChannelText(const ChannelDiff& diff, const std::string& indent) {
   text += indent + "all bins: " + GainText(difference.all) + "\n";
   text += indent + Format("level %+.2f dB; without it ", difference.level_db) +
           GainText(difference.remaining) + "\n";
-  std::string time = Format("delay %+.2f samples, ", difference.delay_samples + 0.0);
+  std::string time =
+      Format("delay %+.2f samples, ", std::round(100.0 * difference.delay_samples) / 100.0 + 0.0);
   time += difference.is_inverted ? "the other way round" : "same polarity";
   if (difference.similarity < kDoubtful) time += ", both doubtful: they are hardly alike";
   return text + indent + time + "\n";
