@@ -13,7 +13,6 @@ namespace {
 using testing::AllOf;
 using testing::Each;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 Outcome RunHostile(const std::string& way, const Strings& more, const std::string& input = "") {

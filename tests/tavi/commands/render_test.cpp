@@ -46,7 +46,7 @@ class RenderCommandTest : public testing::Test {
     folder_.Write("a.scenario", scenario);
     Strings arguments = {"render",
                          "--config",
-                         TAVI_EXAMPLE_DATA_FOLDER "/../device.conf",
+                         std::string(TAVI_EXAMPLE_DATA_FOLDER) + "/../device.conf",
                          "--data-root",
                          TAVI_EXAMPLE_DATA_FOLDER,
                          "--scenario",
