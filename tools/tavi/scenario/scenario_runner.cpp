@@ -182,12 +182,18 @@ bool ScenarioRunner::PlayAction(const Step& step, const CallStep& action) {
 void ScenarioRunner::ReportNoCase(const simulator::HostEvent& event) {
   using Source = simulator::HostEvent::Source;
   const auto is_angle = [](int value) { return value >= 0 && value <= 180; };
+  const Posture before = posture_;
   if (event.source == Source::kHingeAngle && event.value && is_angle(*event.value)) {
     posture_.hinge_angle = event.value;
   } else if (event.source == Source::kCommon && event.number == simulator::kScreenRotated) {
     posture_.rotation = event.value.value_or(0);
   }
-  if (!host_.dsp().state().module_active.value_or(false)) return;
+  const bool is_active = host_.dsp().state().module_active.value_or(false);
+  const bool was_active = std::exchange(was_active_, is_active);
+  // Nothing else makes the module look for a case.
+  const bool has_moved =
+      posture_.hinge_angle != before.hinge_angle || posture_.rotation != before.rotation;
+  if (!is_active || (was_active && !has_moved)) return;
   const auto here = std::find_if(choices_.begin(), choices_.end(), [this](const auto& choice) {
     return choice.posture.hinge_angle == posture_.hinge_angle &&
            choice.posture.rotation == posture_.rotation;
