@@ -1,14 +1,11 @@
 #include "capture/capture_file.h"
 
-#include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include <algorithm>
 #include <utility>
 
 #include "capture/posture_keys.h"
-#include "console/input.h"
 
 namespace brelmo::tavi::tools {
 
@@ -94,6 +91,7 @@ Interface ReadInterface(const BlockBytes& block) {
 std::optional<int> ReadResult(std::string_view comment) {
   if (!TakeWord(comment, kResultComment)) return std::nullopt;
   const auto result = TakeInt(comment);
+  while (TakeWord(comment, " ")) continue;
   return comment.empty() ? result : std::nullopt;
 }
 
@@ -273,21 +271,23 @@ std::optional<Damage> ReadMessages(InputStream& stream, const DeliveryHandler& h
   }
 }
 
-CaptureWriter::CaptureWriter(const std::string& path)
-    : file_(std::fopen(path.c_str(), "wb")),
-      is_pcapng_(path.size() >= 7 && path.compare(path.size() - 7, 7, ".pcapng") == 0) {
-  if (!file_) throw InputError(path + ": cannot be written: " + std::strerror(errno));
-  if (is_pcapng_) Put(PcapngHead());
+CaptureFormat CaptureFormatOf(const std::string& path) {
+  constexpr std::string_view kEnding = ".pcapng";
+  const bool is_pcapng = path.size() >= kEnding.size() &&
+                         path.compare(path.size() - kEnding.size(), kEnding.size(), kEnding) == 0;
+  return is_pcapng ? CaptureFormat::kPcapng : CaptureFormat::kBytes;
 }
 
-void CaptureWriter::Write(const simulator::DspWrite& write) {
-  std::string bytes(write.bytes.begin(), write.bytes.end());
-  if (!is_pcapng_) {
-    Put(bytes);
-    return;
-  }
+std::string CaptureHead(CaptureFormat format) {
+  return format == CaptureFormat::kPcapng ? PcapngHead() : "";
+}
+
+std::string CaptureBytes(const simulator::DspWrite& write, CaptureFormat format,
+                         std::chrono::system_clock::time_point delivered) {
+  const std::string bytes(write.bytes.begin(), write.bytes.end());
+  if (format == CaptureFormat::kBytes) return bytes;
   const auto time = std::chrono::duration_cast<std::chrono::microseconds>(
-                        std::chrono::system_clock::now().time_since_epoch())
+                        delivered.time_since_epoch())
                         .count();
   std::string packet;
   Append(packet, uint32_t{0});
@@ -299,14 +299,7 @@ void CaptureWriter::Write(const simulator::DspWrite& write) {
   packet.resize(Padded(packet.size()));
   AppendOption(packet, kCommentOption, std::string(kResultComment) + std::to_string(write.result));
   AppendOption(packet, 0, "");
-  Put(MakeBlock(kPacketBlock, packet));
-}
-
-void CaptureWriter::Put(const std::string& bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size() ||
-      std::fflush(file_.get()) != 0) {
-    is_complete_ = false;
-  }
+  return MakeBlock(kPacketBlock, packet);
 }
 
 }  // namespace brelmo::tavi::tools

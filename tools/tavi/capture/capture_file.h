@@ -2,11 +2,10 @@
 // has a packet for each delivery.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,26 +43,15 @@ std::optional<simulator::DspMessages::Damage> ReadPcapng(InputStream& stream,
 std::optional<simulator::DspMessages::Damage> ReadMessages(InputStream& stream,
                                                            const DeliveryHandler& handler);
 
-// Stores deliveries as they come. Not thread-safe.
-class CaptureWriter {
- public:
-  // pcapng for a name that ends in ".pcapng", else the bytes alone. Throws InputError.
-  explicit CaptureWriter(const std::string& path);
+// How a capture is stored.
+enum class CaptureFormat { kBytes, kPcapng };
 
-  void Write(const simulator::DspWrite& write);
-  // Everything so far is in the file.
-  bool is_complete() const { return is_complete_; }
-
- private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
-  void Put(const std::string& bytes);
-
-  std::unique_ptr<std::FILE, CloseFile> file_;
-  const bool is_pcapng_;
-  bool is_complete_ = true;
-};
+// kPcapng for a name that ends in ".pcapng".
+CaptureFormat CaptureFormatOf(const std::string& path);
+// What such a file begins with.
+std::string CaptureHead(CaptureFormat format);
+// A delivery in it.
+std::string CaptureBytes(const simulator::DspWrite& write, CaptureFormat format,
+                         std::chrono::system_clock::time_point delivered);
 
 }  // namespace brelmo::tavi::tools

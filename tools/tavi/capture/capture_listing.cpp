@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "capture/capture_file.h"
 #include "capture/message_text.h"
 #include "console/input.h"
 #include "console/terminal.h"
@@ -100,7 +101,9 @@ bool IsText(std::string_view bytes) {
 
 }  // namespace
 
-bool IsCapture(std::string_view beginning) { return !Parse(beginning).messages.empty(); }
+bool IsCapture(std::string_view beginning) {
+  return LooksLikePcapng(beginning) || !Parse(beginning).messages.empty();
+}
 
 OutputRules CaptureRules(std::vector<InputFile> inputs, bool is_forced) {
   return {std::move(inputs), "a capture", IsCapture, is_forced};

@@ -66,7 +66,7 @@ Candidate::Candidate(const CandidateSource& source) : source_(source) {
   options.data_root = source.data_root;
   check_ = CheckConfig(source.text, options);
 
-  std::optional<PostureProbe> engine;
+  std::optional<TelephonySpeakerCompensation> engine;
   audio::compensation::CompensationConfig config;
   {
     const android::base::ScopedLogSeverity severity(android::base::INFO);
@@ -78,7 +78,7 @@ Candidate::Candidate(const CandidateSource& source) : source_(source) {
     // As init does: once to see whether there is a case, once for the engine.
     config = TelephonySpeakerCompensation::GetConfig(source.text);
     if (!config.cases.empty()) {
-      engine.emplace(TelephonySpeakerCompensation::GetConfig(source.text));
+      engine.emplace(nullptr, TelephonySpeakerCompensation::GetConfig(source.text));
     }
   }
   std::vector<size_t> same_as;

@@ -174,14 +174,14 @@ std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryE
       return "scenario off: status 0, " + result();
     case StoryEvent::Kind::kCase: {
       std::string text = NameCase(field, life, event.to) + " taken";
-      if (event.from >= 0) text += ", from " + NameCase(field, life, event.from);
+      if (event.from >= 0) text += ", from " + NameCaseInShort(field, life, event.from);
       text += "; write" +
               (event.bytes > 0 ? " of " + std::to_string(event.bytes) + " bytes" : std::string()) +
               " " + result();
       if (event.write != WriteResult::kAccepted) {
         text += "; in force stays " + (event.in_force == kUnknownCase
                                            ? std::string("what there was")
-                                           : NameCase(field, life, event.in_force));
+                                           : NameCaseInShort(field, life, event.in_force));
       }
       return text;
     }

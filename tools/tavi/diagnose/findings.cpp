@@ -100,6 +100,11 @@ std::string NameCase(const FieldCase& field, const Life& life, CaseId id) {
   return life.is_captured ? NameResponses(field, index) : NameKeys(field.material.keys[index]);
 }
 
+std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id) {
+  const std::string name = NameCase(field, life, id);
+  return name.rfind("case ", 0) == 0 ? name.substr(0, name.find(" (")) : name;
+}
+
 std::string DescribeDuration(int64_t us) {
   char text[64];
   const double seconds = static_cast<double>(us) / 1e6;

@@ -46,6 +46,8 @@ Place PlaceOfEntry(const Material& material, uint32_t entry);
 std::string DescribePlace(const Material& material, const Place& place);
 // "case 2 (hinge angle 45 to 134)", or by its keys.
 std::string NameCase(const FieldCase& field, const Life& life, CaseId id);
+// Without the postures.
+std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id);
 // "1.25 s", "2 min 5 s".
 std::string DescribeDuration(int64_t us);
 

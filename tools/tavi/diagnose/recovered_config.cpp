@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <map>
 
-#include "check/posture_probe.h"
 #include "console/wording.h"
 #include "data_folder.h"
 #include "log_capture.h"
+#include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::tools {
 
@@ -48,7 +48,7 @@ std::optional<std::pair<int, int>> RangeOf(const Ranges& ranges, const std::vect
 bool HasSameKeys(const std::string& text, const Dump& dump) {
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   const simulator::DataFolder no_files("/nonexistent");
-  const PostureProbe engine(TelephonySpeakerCompensation::GetConfig(text));
+  const TelephonySpeakerCompensation engine(nullptr, TelephonySpeakerCompensation::GetConfig(text));
   return engine.cases().size() == dump.cases.size() &&
          std::equal(dump.cases.begin(), dump.cases.end(), engine.cases().begin(),
                     [](const DumpCase& one, const auto& other) {

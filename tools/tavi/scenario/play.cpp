@@ -115,7 +115,7 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
   const bool reads_lines = setup.scenario == "-";
   const std::string name = reads_lines ? "standard input" : setup.scenario;
-  ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin},
+  ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin, setup.capture_format},
                         *reporter, child);
   child.Set("nothing: it was before the first step");
   // Standard output is for JSON alone, if for JSON at all.

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "capture/capture_file.h"
 #include "capture/case_lookup.h"
 #include "event_thread.h"
 #include "log_capture.h"
@@ -31,6 +32,7 @@ class ScenarioRunner : private simulator::HostObserver {
     std::FILE* capture = nullptr;  // where the bytes of every write go; may be null
     std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
+    CaptureFormat capture_format = CaptureFormat::kBytes;
   };
 
   // All are borrowed.
@@ -85,7 +87,8 @@ class ScenarioRunner : private simulator::HostObserver {
   // Reports the begin of an event, init or deinit.
   void Begin(Told what);
   void WaitForReports();
-  void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write);
+  void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
+                   std::chrono::system_clock::time_point time);
 
   void OnHostCall(const std::string& call) override;
   void OnWrite(const simulator::DspWrite& write) override;
