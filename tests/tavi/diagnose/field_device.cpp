@@ -28,7 +28,7 @@ class FieldDevice : private simulator::HostObserver {
   }
 
   Recording Play(const std::string& steps) {
-    std::istringstream input("init\n" + steps);
+    std::istringstream input((steps.find("init\n") == std::string::npos ? "init\n" : "") + steps);
     for (const tools::Step& step : tools::ParseScenario(input)) {
       us_ = (us_ / 1000 + 2000) * 1000;
       if (std::holds_alternative<tools::InitStep>(step.action)) host_.Init(config_.c_str());
@@ -49,7 +49,6 @@ class FieldDevice : private simulator::HostObserver {
         }
       }
       if (const auto* const refuse = std::get_if<tools::RefuseStep>(&step.action)) {
-        host_.Deinit();
         if (refuse->what == tools::RefuseStep::What::kSensor) host_.RefuseHingeAngle(refuse->code);
         if (refuse->what == tools::RefuseStep::What::kMemory) host_.RefuseMemory();
       }

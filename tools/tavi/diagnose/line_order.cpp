@@ -1,6 +1,7 @@
 #include "diagnose/line_order.h"
 
 #include <algorithm>
+#include <set>
 
 namespace brelmo::tavi::tools {
 
@@ -18,7 +19,7 @@ class Expectation {
   bool Fits(const LogEntry& entry) const {
     if (IsCaseOutcome(entry.event)) return is_outcome_due_;
     if (is_outcome_due_) return !IsStatus(entry.event) && !IsCase(entry.event) && !IsInit(entry);
-    if (IsStatus(entry.event)) return told_ > 0;
+    if (IsStatus(entry.event)) return told_.count(entry.thread) != 0;
     if (entry.event == LogEvent::kCaseTaken) return is_case_due_;
     if (entry.event == LogEvent::kCaseChanged) return current_ < 0 || current_ == entry.numbers[0];
     if (entry.event == LogEvent::kRawDataSet) return is_file_refused_;
@@ -27,11 +28,11 @@ class Expectation {
 
   void Take(const LogEntry& entry) {
     if (IsCaseOutcome(entry.event)) is_outcome_due_ = false;
-    if (IsToldByHost(entry.event) && entry.numbers[0] != 8) ++told_;
+    if (IsToldByHost(entry.event) && entry.numbers[0] != 8) told_.insert(entry.thread);
     if (IsFileFault(entry.event)) is_file_refused_ = true;
     if (entry.event == LogEvent::kRawDataSet) is_file_refused_ = false;
     if (IsStatus(entry.event)) {
-      told_ = 0;
+      told_.erase(entry.thread);
       is_outcome_due_ = false;
       is_case_due_ = !is_case_due_ && current_ < 0;
       current_ = -1;
@@ -49,7 +50,7 @@ class Expectation {
     return IsOfInit(entry.event) || entry.event == LogEvent::kInitialized;
   }
 
-  size_t told_ = 0;  // of the scenario, since the last status
+  std::set<int> told_;  // threads on which something of the scenario was told since the last status
   bool is_outcome_due_ = false;
   bool is_case_due_ = false;
   bool is_file_refused_ = false;
@@ -75,7 +76,7 @@ size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t
     has_status = has_status || IsStatus(later.event);
     if (!IsToldByHost(later.event)) {
       if (expectation.Fits(later)) return k;
-    } else if (told == i && later.numbers[0] != 8) {
+    } else if (told == i && later.numbers[0] != 8 && later.thread == entries[numbers[i]].thread) {
       told = k;
     }
   }

@@ -56,7 +56,7 @@ class LogTeller {
     awaited_.reset();
     last_told_.clear();
     last_told_anywhere_.reset();
-    unanswered_told_ = 0;
+    answered_ = UINT32_MAX;
   }
 
   void AddToInit(uint32_t number, const LogEntry& entry) {
@@ -102,7 +102,6 @@ class LogTeller {
     const auto index = static_cast<uint32_t>(life().events.size() - 1);
     last_told_[entry.thread] = index;
     last_told_anywhere_ = index;
-    if (IsOfScenario(event)) ++unanswered_told_;
   }
 
   static bool IsOfScenario(const StoryEvent& event) {
@@ -121,25 +120,25 @@ class LogTeller {
 
   void AddStatus(uint32_t number, const LogEntry& entry) {
     CloseAwaited();
-    const auto cause = CauseOf(entry);
-    std::optional<bool> is_on;
-    if (cause && IsOfScenario(life().events[*cause])) is_on = IsAdding(life().events[*cause]);
-    const bool is_contradiction = is_on && is_on_ && *is_on == *is_on_;
-    // Of another thread, or of one whose line is missing: what was, is turned.
-    if (!is_on || (is_contradiction && unanswered_told_ == 0)) {
-      is_on = is_on_ ? std::optional<bool>(!*is_on_) : is_on;
+    auto cause = CauseOf(entry);
+    // Each is answered once; else the line of the one that counts is missing.
+    if (cause && (!IsOfScenario(life().events[*cause]) || *cause == answered_)) cause.reset();
+    bool is_contradiction = false;
+    bool is_on = true;
+    if (cause) {
+      is_on = IsAdding(life().events[*cause]);
+      is_contradiction = is_on_ && *is_on_ == is_on;
+      answered_ = *cause;
+    } else if (is_on_) {
+      is_on = !*is_on_;
     }
-    StoryEvent& event =
-        Append(is_on.value_or(true) ? Kind::kScenarioOn : Kind::kScenarioOff, number);
+    StoryEvent& event = Append(is_on ? Kind::kScenarioOn : Kind::kScenarioOff, number);
     event.write =
         entry.event == LogEvent::kStatusAccepted ? WriteResult::kAccepted : WriteResult::kRefused;
     event.bytes = entry.numbers[0];
     event.cause = cause.value_or(UINT32_MAX);
-    if (is_contradiction || !cause || unanswered_told_ == 0) {
-      if (is_on_ || !life().events.empty()) MarkGap(event);
-    }
-    unanswered_told_ = 0;
-    is_on_ = is_on.value_or(true);
+    if (is_contradiction || (!cause && (is_on_ || life().events.size() > 1))) MarkGap(event);
+    is_on_ = is_on;
     current_ = kNoCase;
   }
 
@@ -155,7 +154,7 @@ class LogTeller {
     const auto cause = CauseOf(entry);
     if (cause) {
       const StoryEvent& told = life().events[*cause];
-      const bool is_of_scenario = is_first && IsOfScenario(told);
+      const bool is_of_scenario = is_first && *cause == answered_;
       const bool is_rotation = !told.is_usecase && told.number == 8;
       // A line on the sensor's thread comes of no told event; without threads, one right behind it
       // does.
@@ -216,7 +215,7 @@ class LogTeller {
   std::map<int, uint32_t> last_told_;  // by thread
   std::optional<uint32_t> last_told_anywhere_;
   uint32_t used_cause_ = UINT32_MAX;
-  size_t unanswered_told_ = 0;  // of the scenario, since the last status
+  uint32_t answered_ = UINT32_MAX;  // what the last status came of
 };
 
 // The lines of each process in their order, those of a log that was stored in several files behind
