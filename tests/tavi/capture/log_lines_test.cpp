@@ -1,4 +1,8 @@
 // Whether every line that the module can log is understood, by running it and by its sources.
+
+// Of what the module has in a header.
+#define LOG_TAG "audio_hw_telephony_speaker_compensation"
+
 #include "capture/log_lines.h"
 
 #include <fstream>
@@ -116,12 +120,12 @@ TEST(LogLinesTest, AreUnderstoodAsTheRunningModuleLogsThem) {
   run("", nothing);
 
   // What the rest of the module keeps from happening.
-  EngineBench bench;
+  TestEngine engine(nullptr);
   CaseKeys keys;
   std::vector<CompensationData> data;
-  bench.engine.ParseRule(keys, {}, "HingeAngle");
-  bench.engine.ParseOutput(data, {{"LeftChannel", "good.txt"}});
-  bench.engine.ParseOutput(data, {{"LeftChannel", "good.txt"}, {"Other", "good.txt"}});
+  engine.ParseRule(keys, {}, "HingeAngle");
+  engine.ParseOutput(data, {{"LeftChannel", "good.txt"}});
+  engine.ParseOutput(data, {{"LeftChannel", "good.txt"}, {"Other", "good.txt"}});
   CompensationData().SetRawData({1});
   audio::compensation::ScreenRotationIndex().UpdateDecisionRules({});
   unsigned char room[8] = {};

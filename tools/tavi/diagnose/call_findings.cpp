@@ -97,7 +97,8 @@ class CallFinder {
     const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
       return later.kind == Kind::kScenarioOn || later.kind == Kind::kScenarioOff;
     });
-    Add(is_on ? "call-without-status" : "status-without-call", Severity::kError, true, {PlaceAt(i)},
+    Add(is_on ? "call-without-status" : "status-without-call", Severity::kError,
+        !events_[i].is_behind_gap, {PlaceAt(i)},
         is_on ? "the status of a call was refused and not repeated; the DSP took the scenario for "
                 "inactive" +
                     For(i, end, has_ended)
@@ -193,7 +194,9 @@ class CallFinder {
         if (running++ == 0 && !is_on) begin = i;
       } else if (event.number == 22) {
         if (running > 0) --running;
-        if (running == 0 && begin != kNoIndex) {
+        // Its own status may have been lost, and not the one at its end.
+        const bool is_answered = i + 1 < events_.size() && events_[i + 1].kind != Kind::kTold;
+        if (running == 0 && begin != kNoIndex && !is_answered) {
           AddCallWithoutStatus(begin, i, announced);
           begin = kNoIndex;
         }

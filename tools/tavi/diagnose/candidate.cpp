@@ -51,9 +51,12 @@ size_t CandidateCase::delivery_size() const {
 }
 
 std::string InitLineText(const LogMessage& message) {
+  // Line ends of a log are no part of its texts, whatever a data file's lines end in.
+  std::string_view said = message.text;
+  while (!said.empty() && (said.back() == '\r' || said.back() == ' ')) said.remove_suffix(1);
   std::string text = std::to_string(static_cast<int>(message.event)) + " " +
                      std::to_string(message.numbers[0]) + " " + std::to_string(message.numbers[1]) +
-                     " " + std::string(message.text.substr(0, kComparedText));
+                     " " + std::string(said.substr(0, kComparedText));
   // What hash maps hold is printed in their order.
   if (message.event == LogEvent::kInvalidCase) std::sort(text.begin(), text.end());
   return text;

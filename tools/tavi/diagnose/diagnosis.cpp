@@ -80,16 +80,17 @@ Diagnosis Diagnose(Material material, const std::vector<CandidateSource>& source
     diagnosis.explanations.push_back(
         Explain(*diagnosis.candidates.back(), diagnosis.material, diagnosis.story));
   }
-  // By what it leaves unexplained: all have the same lines before them.
-  const auto unexplained = [&diagnosis](size_t i) {
-    return diagnosis.explanations[i].total - diagnosis.explanations[i].explained;
+  // One that has what cannot be of it is not it; of the others, by what is left unexplained.
+  const auto rank = [&diagnosis](size_t i) {
+    const Explanation& one = diagnosis.explanations[i];
+    return std::make_pair(one.is_refuted, one.total - one.explained);
   };
   for (size_t i = 0; i < diagnosis.candidates.size(); ++i) {
-    if (!diagnosis.best || unexplained(i) < unexplained(*diagnosis.best)) diagnosis.best = i;
+    if (!diagnosis.best || rank(i) < rank(*diagnosis.best)) diagnosis.best = i;
   }
   for (size_t i = 0; i < diagnosis.candidates.size(); ++i) {
-    diagnosis.is_tie = diagnosis.is_tie ||
-                       (i != *diagnosis.best && unexplained(i) == unexplained(*diagnosis.best));
+    diagnosis.is_tie =
+        diagnosis.is_tie || (i != *diagnosis.best && rank(i) == rank(*diagnosis.best));
   }
   for (const auto& [file, dump] : diagnosis.material.dumps) {
     if (!diagnosis.recovered) diagnosis.recovered = RecoverConfig(dump);

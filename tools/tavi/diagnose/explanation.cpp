@@ -83,7 +83,7 @@ class Explainer {
         if (is_expected) expected.erase(found);
         const bool is_of_files = IsFileFault(entry.event) || entry.event == LogEvent::kRawDataSet;
         Count(is_expected || (is_recovered && is_of_files), place,
-              "init does not log that with this configuration", true);
+              "init does not log that with this configuration", !is_of_files);
       }
     }
   }
@@ -133,7 +133,7 @@ class Explainer {
         is_explained = sizes.count(0) != 0;
       }
     }
-    Count(is_explained, place, "the case's delivery has another size", true);
+    Count(is_explained, place, "the case's delivery has another size", false);
   }
 
   void ExplainDump(uint32_t file, const Dump& dump) {
@@ -153,7 +153,9 @@ class Explainer {
         const CandidateOutput& own = output.type == 0 ? cases[i].left : cases[i].right;
         const bool is_same = output.file_name == (own.is_flat ? "" : own.file_name) &&
                              (output.floats == own.response.size());
-        Count(is_same || candidate_.source().is_recovered, place, name + "data files", true);
+        // A file that was unusable on the device may be good here.
+        Count(is_same || candidate_.source().is_recovered, place, name + "data files",
+              !output.file_name.empty() && output.file_name != own.file_name);
       }
     }
     if (dump.has_hinge_index && !candidate_.ranges().empty()) {
@@ -172,7 +174,8 @@ class Explainer {
     const bool is_known =
         !delivery.has_response() || candidate_.source().is_recovered ||
         !candidate_.CasesOfResponses(response(delivery.left), response(delivery.right)).empty();
-    Count(is_known, delivery.place, "no case of the configuration sends these responses", true);
+    // The findings tell which file it is.
+    Count(is_known, delivery.place, "no case of the configuration sends these responses", false);
   }
 
   const Candidate& candidate_;

@@ -212,14 +212,19 @@ class LifeWriter {
     }
   }
 
-  // Whether the next scenario begins by something else than a value: one has been announced then.
-  bool IsValueNeeded(size_t i) const {
+  // Whether a supported value is there when the next use case starts, by whether that begins the
+  // scenario; none when nothing tells.
+  std::optional<bool> HasValueNext(size_t i) const {
     for (size_t k = i + 1; k < life_.events.size(); ++k) {
       const StoryEvent& later = life_.events[k];
-      if (later.kind != Kind::kScenarioOn) continue;
-      return later.cause == UINT32_MAX || life_.events[later.cause].is_usecase;
+      if (later.kind == Kind::kScenarioOn) {
+        return later.cause == UINT32_MAX || life_.events[later.cause].is_usecase;
+      }
+      if (later.kind != Kind::kTold || !later.is_usecase || later.number != 21) continue;
+      const std::vector<size_t> caused = CausedBy(k);
+      if (caused.empty() && usecases_.empty()) return false;
     }
-    return false;
+    return std::nullopt;
   }
 
   void PutTold(size_t i, const std::vector<size_t>& caused) {
@@ -243,13 +248,15 @@ class LifeWriter {
     } else if (event.is_usecase) {
       Step("raw usecase " + std::to_string(event.number));
     } else if (event.number == 2) {
-      const bool is_supported = causes(Kind::kScenarioOn) || (!has_value_ && IsValueNeeded(i));
+      const bool is_supported =
+          causes(Kind::kScenarioOn) || (!has_value_ && HasValueNext(i).value_or(true));
       if (causes(Kind::kScenarioOn) && usecases_.empty()) StartUsecase();
       Step("announce " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       has_value_ = has_value_ || is_supported;
     } else if (event.number == 4) {
-      const bool is_supported = causes(Kind::kScenarioOff);
+      const bool is_supported =
+          causes(Kind::kScenarioOff) || (has_value_ && !HasValueNext(i).value_or(true));
       Step("withdraw " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       if (is_supported) has_value_ = false;

@@ -154,7 +154,7 @@ class LogTeller {
     const auto cause = CauseOf(entry);
     if (cause) {
       const StoryEvent& told = life().events[*cause];
-      const bool is_of_scenario = is_first && *cause == answered_;
+      const bool is_of_scenario = is_first && IsOfScenario(told) && IsAdding(told);
       const bool is_rotation = !told.is_usecase && told.number == 8;
       // A line on the sensor's thread comes of no told event; without threads, one right behind it
       // does.
@@ -164,6 +164,8 @@ class LogTeller {
         if (is_rotation) used_cause_ = *cause;
       }
     }
+    // A case is of a scenario that is on: whatever told of it has been answered.
+    if (is_first && cause && IsOfScenario(life().events[*cause])) answered_ = *cause;
     is_on_ = true;
     current_ = event.to;
     awaited_ = life().events.size() - 1;
