@@ -61,9 +61,9 @@ PostureSet PostureWalk::AdvanceCase(const PostureSet& now, const StoryEvent& eve
   const bool is_rotation =
       has_cause && !life_.events[event.cause].is_usecase && life_.events[event.cause].number == 8;
   if (!has_threads_ && !has_cause) {
-    // What it came of is a guess.
-    return choices.Stay(now, previous, to) | choices.Move(now, true, previous, to) |
-           choices.Move(now, false, previous, to);
+    // A first one may have come of the scenario.
+    const PostureSet moved = choices.Move(now, false, previous, to);
+    return previous ? moved : moved | choices.Stay(now, previous, to);
   }
   if (has_cause && !is_rotation) return choices.Stay(now, previous, to);
   return choices.Move(now, is_rotation, previous, to);

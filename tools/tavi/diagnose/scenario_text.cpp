@@ -110,8 +110,11 @@ class LifeWriter {
         return reached.test(path_[i + 1]);
       };
       // Where it need not move it stays.
-      path_[i] = set[path_[i + 1]] && leads(path_[i + 1]) ? path_[i + 1] : First(set);
-      if (path_[i] == path_[i + 1] && set[path_[i]]) continue;
+      if (set[path_[i + 1]] && leads(path_[i + 1])) {
+        path_[i] = path_[i + 1];
+        continue;
+      }
+      path_[i] = First(set);
       for (size_t posture = 0; posture < field_.candidate->choices().size(); ++posture) {
         if (!set[posture] || !leads(posture)) continue;
         path_[i] = posture;
