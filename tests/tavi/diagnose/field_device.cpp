@@ -64,8 +64,9 @@ class FieldDevice : private simulator::HostObserver {
         {us_, thread_, simulator::SeverityName(line.severity)[0], line.tag, line.text});
   }
   void OnWrite(const simulator::DspWrite& write) override {
-    recording_.bytes += tools::CaptureBytes(write, tools::CaptureFormat::kBytes);
-    recording_.pcapng += tools::CaptureBytes(write, tools::CaptureFormat::kPcapng);
+    const auto now = std::chrono::system_clock::now();
+    recording_.bytes += tools::CaptureBytes(write, tools::CaptureFormat::kBytes, now);
+    recording_.pcapng += tools::CaptureBytes(write, tools::CaptureFormat::kPcapng, now);
   }
 
   const std::string config_;

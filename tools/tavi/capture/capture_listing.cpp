@@ -11,7 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include "capture/capture_file.h"
+#include "capture/log_record.h"
 #include "capture/message_text.h"
+#include "capture/nearest_response.h"
 #include "console/input.h"
 #include "console/terminal.h"
 #include "console/wording.h"
@@ -31,6 +33,12 @@ DspMessages Parse(std::string_view bytes) {
   return simulator::ParseDspMessages(reinterpret_cast<const unsigned char*>(bytes.data()),
                                      bytes.size());
 }
+
+// Where a message comes from.
+struct Origin {
+  std::string text;  // in front of it
+  Json members = Json::object();
+};
 
 // The least and the greatest magnitude of a response.
 struct Level {
@@ -54,8 +62,10 @@ Level LevelOf(const DspMessage& message) {
   return level;
 }
 
-void PutText(const DspMessage& message, const CaseTable* cases) {
-  std::string text = "offset " + std::to_string(message.offset) + "  " + DescribeMessage(message);
+// Of a format that has deliveries: what is known of the message's own.
+void PutText(const DspMessage& message, const CaseTable* cases, const Origin& origin) {
+  std::string text =
+      origin.text + "offset " + std::to_string(message.offset) + "  " + DescribeMessage(message);
   if (message.is_response()) {
     const Level level = LevelOf(message);
     char words[80];
@@ -71,7 +81,7 @@ void PutText(const DspMessage& message, const CaseTable* cases) {
   Print(false, colour::kPlain, text + "\n");
 }
 
-void PutJson(const DspMessage& message, const CaseTable* cases) {
+void PutJson(const DspMessage& message, const CaseTable* cases, const Origin& origin) {
   Json object = {{"kind", "message"},
                  {"offset", message.offset},
                  {"type", message.type},
@@ -83,13 +93,59 @@ void PutJson(const DspMessage& message, const CaseTable* cases) {
       return level.not_a_number || !std::isfinite(value) ? Json() : Json(value);
     };
     object["bins"] = message.bin_count();
+    object["flat"] = IsFlatResponse(message.Response());
     object["least_db"] = decibels(level.least_db);
     object["greatest_db"] = decibels(level.greatest_db);
     if (cases != nullptr) object["files"] = cases->FilesOf(message);
   } else {
     object["active"] = message.is_active();
   }
+  object.update(origin.members);
   std::printf("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
+void Put(const DspMessage& message, const CaseTable* cases, bool is_json, const Origin& origin) {
+  if (is_json) {
+    PutJson(message, cases, origin);
+  } else {
+    PutText(message, cases, origin);
+  }
+}
+
+[[noreturn]] void ThrowDamage(const std::string& path, const DspMessages::Damage& damage) {
+  throw InputError(path + ": makes no sense from offset " + std::to_string(damage.offset) +
+                   " on: " + damage.reason + "; what follows is not decoded");
+}
+
+// What the file says of a delivery, in front of each of its messages.
+Origin OriginOf(const CapturedDelivery& delivery, size_t number) {
+  Origin origin;
+  origin.text = "delivery " + std::to_string(number);
+  origin.members = {{"delivery", number}, {"time", nullptr}, {"result", nullptr}};
+  if (delivery.time_us) {
+    origin.text += "  " + DescribeTime({ClockKind::kEpoch, *delivery.time_us, 0});
+    origin.members["time"] = static_cast<double>(*delivery.time_us) / 1e6;
+  }
+  if (delivery.result) {
+    origin.text +=
+        *delivery.result == 0 ? "  accepted" : "  refused with " + std::to_string(*delivery.result);
+    origin.members["result"] = *delivery.result;
+  }
+  origin.text += "  ";
+  return origin;
+}
+
+void PutPcapng(const std::string& path, const CaseTable* cases, bool is_json) {
+  InputStream stream(path);
+  size_t number = 0;
+  std::optional<DspMessages::Damage> damage;
+  const auto broken = ReadPcapng(stream, [&](CapturedDelivery& delivery) {
+    const Origin origin = OriginOf(delivery, number++);
+    for (const DspMessage& message : delivery.messages) Put(message, cases, is_json, origin);
+    if (!damage) damage = delivery.damage;
+  });
+  if (!damage) damage = broken;
+  if (damage) ThrowDamage(path, *damage);
 }
 
 // A log or a dump, given for a capture.
@@ -116,20 +172,17 @@ void PutCapture(const std::string& path, const CaseTable* cases, bool is_json) {
                  Printable(path).c_str());
     return;
   }
-  const DspMessages parsed = Parse(bytes);
-  for (const DspMessage& message : parsed.messages) {
-    if (is_json) {
-      PutJson(message, cases);
-    } else {
-      PutText(message, cases);
-    }
+  if (LooksLikePcapng(bytes)) {
+    PutPcapng(path, cases, is_json);
+    return;
   }
+  const DspMessages parsed = Parse(bytes);
+  for (const DspMessage& message : parsed.messages) Put(message, cases, is_json, {});
   if (!parsed.damage) return;
   if (parsed.messages.empty() && IsText(bytes)) {
     throw InputError(path + ": is text and no capture; `tavi run --capture` writes one");
   }
-  throw InputError(path + ": makes no sense from offset " + std::to_string(parsed.damage->offset) +
-                   " on: " + parsed.damage->reason + "; what follows is not decoded");
+  ThrowDamage(path, *parsed.damage);
 }
 
 }  // namespace brelmo::tavi::tools

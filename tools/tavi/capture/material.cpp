@@ -227,6 +227,12 @@ class MaterialReader {
     record.tag = tag;
     record.severity = severity.empty() ? '\0' : severity[0];
     record.message = text;
+    if (const auto time = object.find("time"); time != object.end() && time->is_number()) {
+      const double seconds = time->get<double>();
+      if (seconds >= 0 && seconds < 1e9) {
+        record.time = {ClockKind::kMonotonic, static_cast<int64_t>(seconds * 1e6), 0};
+      }
+    }
     AddRecord(record, offset);
     return true;
   }

@@ -115,8 +115,9 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
   const bool reads_lines = setup.scenario == "-";
   const std::string name = reads_lines ? "standard input" : setup.scenario;
-  ScenarioRunner runner(module, {setup.config, name, setup.capture, setup.patience, begin, setup.capture_format},
-                        *reporter, child);
+  ScenarioRunner runner(
+      module, {setup.config, name, setup.capture, setup.patience, begin, setup.capture_format},
+      *reporter, child);
   child.Set("nothing: it was before the first step");
   // Standard output is for JSON alone, if for JSON at all.
   const char stream = setup.is_json ? kToError : kToOutput;
