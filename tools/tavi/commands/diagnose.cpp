@@ -27,6 +27,10 @@ void AddDiagnoseCommand(CLI::App& program, int& exit_code) {
                    "File with a configuration that the device may have had; may be repeated")
       ->type_name("FILE");
   command
+      ->add_option("--config-text", options->config_texts,
+                   "The text of one; may be repeated, and comes behind the files")
+      ->type_name("TEXT");
+  command
       ->add_option("--data-root", options->data_roots,
                    "Folder with the data files: one for all configurations, or one for each in "
                    "their order")
@@ -42,7 +46,7 @@ void AddDiagnoseCommand(CLI::App& program, int& exit_code) {
   command->add_option("--format", options->format, "text, or json: one object")
       ->check(CLI::IsMember({"text", "json"}))
       ->type_name("FORMAT");
-  for (const char* const name : {"--config", "--data-root"}) {
+  for (const char* const name : {"--config", "--config-text", "--data-root"}) {
     command->get_option(name)->allow_extra_args(false)->take_all();
   }
   command->footer(

@@ -24,19 +24,25 @@ std::string ReadConfig(const std::string& path) {
 
 std::vector<CandidateSource> ReadSources(const DiagnoseOptions& options) {
   const auto& roots = options.data_roots;
-  if (roots.size() > 1 && roots.size() != options.configs.size()) {
+  const size_t count = options.configs.size() + options.config_texts.size();
+  if (roots.size() > 1 && roots.size() != count) {
     throw InputError("--data-root is given " + std::to_string(roots.size()) +
-                     " times and --config " + std::to_string(options.configs.size()) +
+                     " times and --config " + std::to_string(count) +
                      " times; give one folder for all configurations, or one for each");
   }
-  if (!roots.empty() && options.configs.empty()) {
+  if (!roots.empty() && count == 0) {
     throw InputError("--data-root has no --config whose data files it could hold");
   }
   std::vector<CandidateSource> sources;
-  for (size_t i = 0; i < options.configs.size(); ++i) {
+  for (size_t i = 0; i < count; ++i) {
     CandidateSource source;
-    source.name = options.configs[i];
-    source.text = ReadConfig(options.configs[i]);
+    if (i < options.configs.size()) {
+      source.name = options.configs[i];
+      source.text = ReadConfig(options.configs[i]);
+    } else {
+      source.text = options.config_texts[i - options.configs.size()];
+      source.name = "configuration " + std::to_string(i + 1);
+    }
     if (!roots.empty()) source.data_root = roots.size() == 1 ? roots[0] : roots[i];
     // One configuration with the files of two folders is two candidates.
     const auto same = std::find_if(sources.begin(), sources.end(), [&source](const auto& other) {
