@@ -208,8 +208,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
                              (nearest.empty() ? "; no file has " + Count(response.size() / 2, "bin")
                                               : "; the nearest is " + nearest),
                          "the device has another file than this desk: compare the two copies" +
-                             (names.empty() ? "" : ", likely of " + Enumerate(names)) +
-                             "; `tavi decode --extract` stores the response as a data file"));
+                             (names.empty() ? "" : ", likely of " + Enumerate(names))));
   }
   if (!lone.empty()) {
     const size_t count = lone.size();
