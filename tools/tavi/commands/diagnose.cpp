@@ -1,13 +1,10 @@
 // tavi diagnose: what logs, dumps and captures of a device tell.
-#include <cstdio>
-
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "commands/candidate_options.h"
 #include "commands/commands.h"
-#include "console/input.h"
-#include "console/terminal.h"
+#include "commands/config_options.h"
 #include "diagnose/diagnose_files.h"
 
 namespace brelmo::tavi::tools {
@@ -17,24 +14,13 @@ void AddDiagnoseCommand(CLI::App& program, int& exit_code) {
       "diagnose",
       "Say from a log, a dump or a capture of a device what happened and what was wrong");
   const auto options = std::make_shared<DiagnoseOptions>();
+  const auto candidates = std::make_shared<CandidateOptions>();
   command
       ->add_option("files", options->files,
                    "Logs, dumps and captures, told by their content; a file may hold several")
       ->required()
       ->type_name("FILE");
-  command
-      ->add_option("--config", options->configs,
-                   "File with a configuration that the device may have had; may be repeated")
-      ->type_name("FILE");
-  command
-      ->add_option("--config-text", options->config_texts,
-                   "The text of one; may be repeated, and comes behind the files")
-      ->type_name("TEXT");
-  command
-      ->add_option("--data-root", options->data_roots,
-                   "Folder with the data files: one for all configurations, or one for each in "
-                   "their order")
-      ->type_name("DIR");
+  candidates->AddTo(*command);
   command
       ->add_option("--scenario", options->scenario,
                    "Write what happened as a scenario for `tavi run`")
@@ -43,15 +29,15 @@ void AddDiagnoseCommand(CLI::App& program, int& exit_code) {
       ->add_option("--write-config", options->write_config,
                    "Write the configuration that a dump gives, for `tavi check`")
       ->type_name("FILE");
-  command->add_option("--format", options->format, "text, or json: one object")
-      ->check(CLI::IsMember({"text", "json"}))
-      ->type_name("FORMAT");
-  for (const char* const name : {"--config", "--config-text", "--data-root"}) {
-    command->get_option(name)->allow_extra_args(false)->take_all();
-  }
+  AddFormatOption(*command, options->format, "one object");
+  AddForceOption(*command, options->is_forced);
   command->footer(
       "Exit code: 0 nothing wrong was found, 1 something, 2 the material could not be used.");
-  command->callback([options, &exit_code] { exit_code = DiagnoseFiles(*options); });
+  command->callback([options, candidates, &exit_code] {
+    options->candidates = candidates->Read();
+    options->inputs = candidates->Inputs(options->candidates);
+    exit_code = DiagnoseFiles(*options);
+  });
 }
 
 }  // namespace brelmo::tavi::tools

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "capture/material.h"
@@ -43,6 +44,8 @@ void PrintDiagnosisAsJson(const Diagnosis& diagnosis);
 // What happened in words; empty for an event that says nothing by itself.
 std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryEvent& event);
 
+// What a scenario of ours begins with.
+constexpr std::string_view kScenarioHead = "# Reconstructed by `tavi diagnose`.";
 // The story as a scenario for `tavi run`. Throws InputError where nothing of it can be played.
 std::string WriteScenario(const Diagnosis& diagnosis);
 

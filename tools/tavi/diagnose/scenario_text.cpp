@@ -351,7 +351,7 @@ class LifeWriter {
 }  // namespace
 
 std::string WriteScenario(const Diagnosis& diagnosis) {
-  std::string text = "# Reconstructed by `tavi diagnose`.";
+  std::string text(kScenarioHead);
   for (const MaterialFile& file : diagnosis.material.files) text += " " + Printable(file.name);
   text += "\n# Hinge readings and the values of events are not logged: such that fit are put in.\n";
   if (const Candidate* const candidate = diagnosis.naming()) {
