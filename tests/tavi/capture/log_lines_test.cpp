@@ -120,12 +120,13 @@ TEST(LogLinesTest, AreUnderstoodAsTheRunningModuleLogsThem) {
   run("", nothing);
 
   // What the rest of the module keeps from happening.
-  TestEngine engine(nullptr);
+  TelephonySpeakerCompensation engine(nullptr, {});
+  EnginePeer inside(engine);
   CaseKeys keys;
   std::vector<CompensationData> data;
-  engine.ParseRule(keys, {}, "HingeAngle");
-  engine.ParseOutput(data, {{"LeftChannel", "good.txt"}});
-  engine.ParseOutput(data, {{"LeftChannel", "good.txt"}, {"Other", "good.txt"}});
+  inside.ParseRule(keys, {}, "HingeAngle");
+  inside.ParseOutput(data, {{"LeftChannel", "good.txt"}});
+  inside.ParseOutput(data, {{"LeftChannel", "good.txt"}, {"Other", "good.txt"}});
   CompensationData().SetRawData({1});
   audio::compensation::ScreenRotationIndex().UpdateDecisionRules({});
   unsigned char room[8] = {};
@@ -134,7 +135,7 @@ TEST(LogLinesTest, AreUnderstoodAsTheRunningModuleLogsThem) {
   CompensationConfig named;
   named.name = "other";
   named.cases.emplace_back();
-  TestEngine(nullptr, named);
+  TelephonySpeakerCompensation(nullptr, named);
   std::set<LogEvent> unseen;
   for (const tools::LogLineForm& form : tools::LogLineForms()) {
     if (seen.count(form.event) == 0) unseen.insert(form.event);

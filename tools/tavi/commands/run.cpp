@@ -10,7 +10,7 @@
 #include <android-base/logging.h>
 
 #include "capture/capture_file.h"
-#include "capture/capture_listing.h"
+#include "capture/capture_rules.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
 #include "commands/installed_module.h"

@@ -7,6 +7,7 @@
 #include "check/posture_text.h"
 #include "console/wording.h"
 #include "diagnose/findings.h"
+#include "diagnose/response_match.h"
 
 namespace brelmo::tavi::tools {
 
@@ -100,19 +101,6 @@ std::pair<std::vector<Place>, size_t> PlacesOf(const Material& material,
     if (result.first.size() < kMostPlaces) result.first.push_back(PlaceOfEntry(material, i));
   }
   return result;
-}
-
-std::vector<NamedResponse> KnownResponses(const Candidate& candidate) {
-  std::vector<NamedResponse> known;
-  std::set<std::string> names;
-  for (size_t i = 0; i < candidate.cases().size(); ++i) {
-    const CandidateCase& one = candidate.cases()[i];
-    for (const CandidateOutput* const output : {&one.left, &one.right}) {
-      if (output->is_flat || !names.insert(output->file_name).second) continue;
-      known.push_back({output->file_name + " of case " + std::to_string(i), &output->response});
-    }
-  }
-  return known;
 }
 
 bool HasResponse(const Candidate& candidate, bool is_left, const std::vector<float>& response) {
