@@ -106,7 +106,8 @@ TEST_F(DecodeCommandTest, SaysWhatTheDeviceHadInPlaceOfTheDesksFiles) {
   ASSERT_EQ(Decode(capture + capture, {"--extract", extracted}).exit_code, 0);
   EXPECT_EQ(ReadFile(extracted + "/delivery_1_right.txt"), "0.25,0\n1.93,0\n");
   EXPECT_EQ(ReadFile(extracted + "/delivery_3_right.txt"), "") << "each response once";
-  EXPECT_THAT(Decode(capture, {"--extract", folder_.path("etc")}).err, HasSubstr("exist"));
+  EXPECT_THAT(Decode(capture, {"--extract", folder_.path("etc")}).err,
+              HasSubstr("which tavi did not make"));
 }
 
 TEST_F(DecodeCommandTest, PrintsALineADelivery) {

@@ -220,6 +220,65 @@ TEST_F(DiagnosedFaultsTest, AreNamedAndNoOthers) {
   EXPECT_LE(wrong_of_thinned_, static_cast<int>(20 * Faults().size() / 50));
 }
 
+// One of two engines is at fault; the clock is set back; what came through a desk's editor.
+TEST_F(DiagnosedFaultsTest, AreNamedInDirt) {
+  const std::string desk = folder_.path("desk");
+  const auto right = Source("right.conf", kConfig);
+  const auto find = [](const tools::Diagnosis& diagnosis, const std::string& name) {
+    std::vector<const tools::FieldFinding*> found;
+    for (const auto& one : diagnosis.findings) {
+      if (one.finding.name == name) found.push_back(&one);
+    }
+    return found;
+  };
+  const auto wrong = [](const tools::Diagnosis& diagnosis) {
+    std::set<std::string> names;
+    for (const auto& found : diagnosis.findings) {
+      if (found.finding.severity != Severity::kNote) names.insert(found.finding.name);
+    }
+    return names;
+  };
+  const Recording healthy = Play(kConfig, desk, kHealthy);
+  for (const Fault& fault : Faults()) {
+    if (fault.config != kConfig || !fault.is_in_log || !fault.broken_file.empty()) continue;
+    const std::set<std::string> expected =
+        fault.name.empty() ? std::set<std::string>() : std::set<std::string>{fault.name};
+    const Recording recording = Play(fault.config, desk, fault.steps);
+    const std::string log = Render(recording.log, "threadtime");
+
+    for (const bool is_big_endian : {false, true}) {
+      std::string wide = is_big_endian ? "\xfe\xff" : "\xff\xfe";
+      for (const char c : log) {
+        wide += is_big_endian ? std::string{'\0', c} : std::string{c, '\0'};
+      }
+      EXPECT_EQ(wrong(Diagnose({wide}, {right})), expected) << "UTF-16";
+    }
+
+    // Line by line beside each other, by their times.
+    std::vector<DeviceLine> both = recording.log;
+    for (DeviceLine line : healthy.log) {
+      line.process = 2042;
+      line.us += 500;
+      both.push_back(line);
+    }
+    std::stable_sort(both.begin(), both.end(),
+                     [](const auto& a, const auto& b) { return a.us < b.us; });
+    EXPECT_EQ(wrong(Diagnose({Render(both, "threadtime")}, {right})), expected) << "two engines";
+
+    // Half an hour back in the middle: what was wrong stays so, and no time spans the jump.
+    std::vector<DeviceLine> jumping = recording.log;
+    for (size_t i = 0; i < jumping.size() / 2; ++i) jumping[i].us += 1800000000;
+    const auto diagnosis = Diagnose({Render(jumping, "threadtime")}, {right});
+    EXPECT_EQ(wrong(diagnosis), expected) << "clock";
+    if (fault.name != "init-failed") {
+      EXPECT_EQ(find(diagnosis, "clock-jump").size(), 1U);
+    }
+    for (const auto& found : diagnosis.findings) {
+      EXPECT_EQ(found.finding.message.find(" -"), std::string::npos) << found.finding.message;
+    }
+  }
+}
+
 // What is written plays at the desk, and is the same configuration.
 TEST_F(DiagnosedFaultsTest, PlayAgainAsWritten) {
   for (const Fault& fault : Faults()) {

@@ -15,8 +15,6 @@ namespace {
 
 using simulator::HostEvent;
 
-constexpr int kProcess = 1041;
-
 class FieldDevice : private simulator::HostObserver {
  public:
   explicit FieldDevice(const std::string& config)
@@ -111,7 +109,7 @@ std::string Render(const std::vector<DeviceLine>& lines, const std::string& form
   if (format != "raw") log = "--------- beginning of main\n";
   for (const DeviceLine& line : lines) {
     const int process =
-        line.tag.rfind("audio_hw", 0) == 0 || line.tag.rfind("AHal", 0) == 0 ? kProcess : 777;
+        line.tag.rfind("audio_hw", 0) == 0 || line.tag.rfind("AHal", 0) == 0 ? line.process : 777;
     const std::string head = Formatted("%c/%-8s(%5d): ", line.severity, line.tag.c_str(), process);
     const std::string ids =
         Formatted("%5d %5d %c %-8s: ", process, line.thread, line.severity, line.tag.c_str());

@@ -21,6 +21,7 @@ struct DeviceLine {
   char severity = 'I';
   std::string tag;
   std::string text;
+  int process = 1041;  // of a line of the module
 };
 
 struct Recording {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "capture/posture_keys.h"
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -191,6 +192,25 @@ size_t MessageSize(std::string_view bytes) {
   return kHeaderSize + size;
 }
 
+// Why no message begins here, of which MessageSize knows that none does. `parsed` is of as much as
+// a message of the least size has.
+std::string ReasonOf(std::string_view head, const DspMessages& parsed) {
+  if (head.size() < kHeaderSize + 4) {
+    return parsed.damage ? parsed.damage->reason : "no message begins here";
+  }
+  const auto type = static_cast<int32_t>(NativeU32(head, 0));
+  if (type != simulator::kModuleStatusMessage && type != simulator::kLeftMessage &&
+      type != simulator::kRightMessage) {
+    return "unknown message type " + std::to_string(type);
+  }
+  const uint32_t size = NativeU32(head, 4);
+  if (type == simulator::kModuleStatusMessage && size == 4) {
+    return "a status of " + std::to_string(NativeU32(head, 8)) + ", which is neither 0 nor 1";
+  }
+  return "a payload of " + Count(size, "byte") + ", which no message of the type " +
+         std::to_string(type) + " has";
+}
+
 }  // namespace
 
 bool LooksLikePcapng(std::string_view bytes) {
@@ -254,7 +274,7 @@ std::optional<Damage> ReadMessages(InputStream& stream, const DeliveryHandler& h
         reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
     if (size == 0 || bytes.size() < size || parsed.damage) {
       end_delivery();
-      return Damage{offset, parsed.damage ? parsed.damage->reason : "no message begins here"};
+      return Damage{offset, size == 0 ? ReasonOf(bytes, parsed) : parsed.damage->reason};
     }
     DspMessage& message = parsed.messages.front();
     const auto is_of_another = [&message](const DspMessage& other) {

@@ -1,6 +1,7 @@
 #include "diagnose/line_order.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 
 namespace brelmo::tavi::tools {
@@ -58,7 +59,8 @@ class Expectation {
 };
 
 bool IsNear(const LogEntry& first, const LogEntry& later) {
-  return later.clock == first.clock && later.us - first.us <= kWindowUs;
+  // Behind a jump of the clock nothing is near.
+  return later.clock == first.clock && std::abs(later.us - first.us) <= kWindowUs;
 }
 
 // Which of the lines up to `end` belongs where line `i` stands: `i` when none fits better.

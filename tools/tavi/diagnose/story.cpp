@@ -293,7 +293,7 @@ void TellCapture(const Material& material, uint32_t file, Story& story) {
 }
 
 // Whether the lines can tell of this delivery.
-bool Fits(const Material& material, const StoryEvent& event, const Delivery& delivery) {
+bool Fits(const StoryEvent& event, const Delivery& delivery) {
   const bool is_status = event.kind != Kind::kCase;
   if (is_status != delivery.status.has_value()) return false;
   if (event.bytes > 0 && static_cast<size_t>(event.bytes) != delivery.size) return false;
@@ -301,16 +301,13 @@ bool Fits(const Material& material, const StoryEvent& event, const Delivery& del
       (*delivery.result == 0) != (event.write == WriteResult::kAccepted)) {
     return false;
   }
-  static_cast<void>(material);
   return !is_status || *delivery.status == (event.kind == Kind::kScenarioOn);
 }
 
 // Gives the writes of the one life that a log tells their deliveries, where there is one way only.
 void Align(const Material& material, Story& story) {
   std::vector<StoryEvent*> writes;
-  size_t lives = 0;
   for (Life& life : story.lives) {
-    lives += life.events.empty() ? 0 : 1;
     for (StoryEvent& event : life.events) {
       const bool is_write = event.kind == Kind::kScenarioOn || event.kind == Kind::kScenarioOff ||
                             (event.kind == Kind::kCase && event.write != WriteResult::kNotMade);
@@ -331,7 +328,7 @@ void Align(const Material& material, Story& story) {
     const size_t in_deliveries = writes.size() > deliveries.size() ? 0 : by;
     bool is_fit = true;
     for (size_t i = 0; i < shorter && is_fit; ++i) {
-      is_fit = Fits(material, *writes[in_writes + i], deliveries[in_deliveries + i]);
+      is_fit = Fits(*writes[in_writes + i], deliveries[in_deliveries + i]);
     }
     if (!is_fit) continue;
     if (shift) return;
