@@ -66,7 +66,11 @@ PostureSet PostureWalk::AdvanceCase(const PostureSet& now, const StoryEvent& eve
     return previous ? moved : moved | choices.Stay(now, previous, to);
   }
   if (has_cause && !is_rotation) return choices.Stay(now, previous, to);
-  return choices.Move(now, is_rotation, previous, to);
+  const PostureSet moved = choices.Move(now, is_rotation, previous, to);
+  if (has_threads_ || !is_rotation) return moved;
+  // It may as well have come of the hinge, behind a rotation that took nothing.
+  const PostureSet rotated = now | choices.Move(now, true, previous, std::nullopt);
+  return moved | choices.Move(rotated, false, previous, to);
 }
 
 PostureSet PostureWalk::Advance(const PostureSet& now, size_t i, State& state) const {

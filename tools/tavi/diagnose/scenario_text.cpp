@@ -139,6 +139,12 @@ class LifeWriter {
          "  # not logged: one with which all that follows fits");
     hinge_ = angle;
   }
+  // Whether the case of event `i` cannot have come of a rotation alone.
+  bool IsByHinge(size_t i) const {
+    if (i >= path_.size() || life_.events[i].kind != Kind::kCase) return false;
+    const auto angle = field_.candidate->choices().at(path_[i]).hinge_angle;
+    return angle && angle != hinge_;
+  }
   int RotationAt(size_t i) const {
     return i < path_.size() ? field_.candidate->choices().at(path_[i]).rotation : 0;
   }
@@ -162,6 +168,10 @@ class LifeWriter {
       if (caused.empty() || life_.events[caused.front()].kind != Kind::kCase) PutPosture(i);
       PutFaults(caused);
       PutTold(i, caused);
+      if (!caused.empty() && event.number == 8 && IsByHinge(caused.front())) {
+        Step("expect writes 0");
+        PutPosture(caused.front());
+      }
       PutExpectations(caused);
       return;
     }
