@@ -82,8 +82,8 @@ struct LogLineForm {
   std::string_view function;  // empty for a line without one
   std::string_view fragment;  // behind the function's name
   LogArguments arguments;
-  std::string_view between = "";  // of two arguments
-  std::string_view end = "";      // behind the last one
+  std::string_view between = {};  // of two arguments
+  std::string_view end = {};      // behind the last one
 };
 
 // One or more for each event up to kCut.
