@@ -4,13 +4,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <thread>
 
 #include "data_folder.h"
 #include "host_event.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::benchmarks {
 
@@ -19,44 +18,28 @@ namespace {
 // A folder that lasts as long as the process, in the place of the module's data folder.
 class Files {
  public:
-  Files() : folder_(MakeFolder()), redirection_(folder_) {}
-  Files(const Files&) = delete;
-  Files& operator=(const Files&) = delete;
-  ~Files() {
-    std::error_code error;
-    std::filesystem::remove_all(folder_, error);
-  }
-
   std::string Name(int number) {
     std::string name = "r" + std::to_string(number) + ".txt";
-    if (made_.insert(number).second) Write(folder_ / name, number);
+    if (made_.insert(number).second) folder_.Write(name, Response(number));
     return name;
   }
 
-  std::string Path(int number) { return folder_ / Name(number); }
+  std::string Path(int number) { return folder_.path(Name(number)); }
 
  private:
-  static std::filesystem::path MakeFolder() {
-    std::string pattern = std::filesystem::temp_directory_path() / "tavi-bench-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-      std::perror(pattern.c_str());
-      std::exit(1);
-    }
-    return pattern;
-  }
-
-  static void Write(const std::filesystem::path& path, int number) {
-    std::ofstream file(path);
+  static std::string Response(int number) {
+    std::string text;
     for (size_t bin = 0; bin < kBins; ++bin) {
       const double phase = 0.01 * static_cast<double>(bin) + number;
       char line[64];
       std::snprintf(line, sizeof(line), "%.7g,%.7g\n", std::cos(phase), std::sin(phase));
-      file << line;
+      text += line;
     }
+    return text;
   }
 
-  const std::filesystem::path folder_;
-  const simulator::DataFolder redirection_;
+  const tools::ScratchFolder folder_;
+  const simulator::DataFolder redirection_{folder_.path()};
   std::set<int> made_;
 };
 

@@ -293,7 +293,7 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
-  // A second thread: locks are cheaper in a process that has but one, which no host is.
+  // A second thread: a host has several, and locks are cheaper in a process with only one.
   std::promise<void> done;
   std::thread other([finished = done.get_future()] { finished.wait(); });
   RatioTable table({{"switch_case", 1.5},

@@ -27,7 +27,7 @@ install(FILES ${papers} DESTINATION share/doc/tavi)
 install(FILES ${TAVI_CHART_JS_LICENCE} DESTINATION share/doc/tavi RENAME copyright.chart.js)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tools/tavi/masks DESTINATION share/tavi)
 install(
-  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/foldable
+  DIRECTORY ${PROJECT_SOURCE_DIR}/examples/foldable ${PROJECT_SOURCE_DIR}/examples/measured
   DESTINATION share/tavi/examples
   PATTERN __pycache__ EXCLUDE
   PATTERN *.py
@@ -49,7 +49,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${AndroidBase_LIBRARY_DIR})
-# For the script that computes the example's responses.
+# For the script that makes the example's measurements.
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS python3)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 if(CMAKE_CROSSCOMPILING AND CMAKE_SYSTEM_PROCESSOR STREQUAL aarch64)

@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <utility>
@@ -13,6 +12,7 @@
 
 #include "data_folder.h"
 #include "log_capture.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::fuzz {
 
@@ -47,38 +47,19 @@ class Log {
       [this](const simulator::LogLine& line) { lines_.push_back(line.text); }};
 };
 
-// The data folder of the process, in memory where there is such a file system. It goes when the
-// process ends properly; a crash leaves it.
-class Folder {
+// The data folder of the process, in memory where there is such a file system. A proper end of the
+// process removes it; a crash leaves it.
+class Folder : public tools::ScratchFolder {
  public:
-  Folder() : path_(MakePath()), data_folder_(path_) {}
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-
-  std::string path(const std::string& name) const { return path_ + "/" + name; }
-  void Write(const std::string& name, const std::string& content) const {
-    std::ofstream stream(path(name), std::ios::binary);
-    stream << content;
-    if (!stream.flush()) Fail(__FILE__, __LINE__, "cannot write " + path(name));
-  }
+  Folder() : ScratchFolder(Parent()) {}
 
  private:
-  static std::string MakePath() {
-    const std::filesystem::path memory("/dev/shm");
-    std::string path =
-        ((access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path()) /
-         "tavi_fuzz_XXXXXX")
-            .string();
-    if (mkdtemp(path.data()) == nullptr) Fail(__FILE__, __LINE__, "no folder " + path);
-    return path;
+  static std::filesystem::path Parent() {
+    const char* const memory = "/dev/shm";
+    return access(memory, W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
   }
 
-  std::string path_;
-  simulator::DataFolder data_folder_;
+  simulator::DataFolder data_folder_{path()};
 };
 
 }  // namespace brelmo::tavi::fuzz

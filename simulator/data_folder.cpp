@@ -19,8 +19,8 @@ namespace brelmo::tavi::simulator {
 
 namespace {
 
-// The folder in force, with a final slash; null for none. What it ever pointed at is kept: another
-// thread may be in the middle of an open.
+// The folder in force, with a final slash; null before there is one. What it ever pointed at is
+// kept: another thread may be in the middle of an open.
 std::atomic<const std::string*> current_folder = nullptr;
 
 std::forward_list<std::string>& FoldersEverUsed() {

@@ -23,7 +23,8 @@ class DataFolder {
   DataFolder& operator=(const DataFolder&) = delete;
   ~DataFolder();
 
-  // The NAME of a path. None when it is not in the data folder, as one that climbs out of it with
+  // The NAME of a path. Empty when it is outside of the data folder, as one that climbs out of it
+  // with
   // ".." is not on a device either.
   static std::optional<std::string> NameInFolder(std::string_view path);
 };

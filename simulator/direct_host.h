@@ -66,7 +66,7 @@ class DirectHost final : public HostFunctions {
   bool has_sensor() const { return IsSet(has_sensor_); }
 
   // The context of the last init as it was when it went back to the host or, if it did not, is now.
-  // Null pointers when there was none.
+  // Null pointers without one.
   Context last_context() const;
   // Contexts that did not go back to the host: how many, and takes them back.
   size_t contexts_held() const { return memory_.size(); }

@@ -18,7 +18,7 @@ struct HostEvent {
 
   Source source = Source::kCommon;
   int number = 0;  // the host's event number; 0 for a hinge angle
-  // The payload: a common event's value, the use case, the angle in degrees. None is a null
+  // The payload: a common event's value, the use case, the angle in degrees. Empty is a null
   // payload.
   std::optional<int32_t> value;
   // Delivered whether or not the module asked for it, after deinit too.

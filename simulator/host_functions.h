@@ -34,7 +34,7 @@ class HostFunctions {
   virtual ~HostFunctions();
 
   hal_audio_device* device() { return device_.get(); }
-  // Publishes the tuning entry, as it is at first, or not. Only while no event is being delivered.
+  // Publishes the tuning entry, as it is at first, or takes it away. Only between events.
   void SetTuningEntry(bool is_present);
 
   virtual void* Allocate(size_t size) = 0;

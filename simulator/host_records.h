@@ -24,7 +24,7 @@ class DeviceRecord {
   }
   // Only while the module is not called.
   void SetTuningEntry(hal_tuning_entry_t entry);
-  // Whether nothing but the tuning entry was written to since the last call.
+  // Whether only the tuning entry was written to since the last call.
   bool IsUntouched();
 
  private:

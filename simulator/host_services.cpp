@@ -71,7 +71,7 @@ bool HostServices::EndInit(int result) {
   const std::lock_guard<std::mutex> lock(mutex_);
   is_initializing_ = false;
   const bool is_handle_left_alone = handle_ == preset_handle_;
-  // What an init that hands out nothing leaves of it is not kept.
+  // The block of PresetHandle is no context.
   if (is_handle_left_alone) handle_ = nullptr;
   CheckHandOut(result);
   faults_ = {};

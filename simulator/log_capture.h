@@ -21,7 +21,7 @@ const char* SeverityName(android::base::LogSeverity severity);
 
 // While one lives, `handler` gets every line, on the thread that logged it, one call at a time; the
 // handler must not log. The one made last is in force; they end in reverse order of their making.
-// With none, lines go to standard error.
+// Without a capture, lines go to standard error.
 class LogCapture {
  public:
   using Handler = std::function<void(const LogLine&)>;

@@ -49,12 +49,12 @@ class SimulatedHost {
   void RefuseCommonClient(int code) { services_.faults().common_client_code = code; }
   void RefuseUsecaseClient(int code) { services_.faults().usecase_client_code = code; }
   void RefuseHingeAngle(int code) { services_.faults().hinge_angle_code = code; }
-  // The handle of the next init holds a block of the host's memory; what an init that hands out
-  // nothing leaves of it is not kept.
+  // The handle of the next init holds a block of the host's memory. After an init that leaves it
+  // there, the handle is null again.
   void PresetHandle() { services_.faults().presets_handle = true; }
   // The next init gets no device.
   void HideDevice() { services_.faults().hides_device = true; }
-  // Publishes the tuning entry, or not. Only while no event is being delivered.
+  // Publishes the tuning entry or takes it away. Only between events.
   void SetTuningEntry(bool present) { services_.SetTuningEntry(present); }
   // How long the module may take with a call, beyond the time that the DSP is told to take.
   void SetPatience(std::chrono::milliseconds patience) { patience_ = patience; }
@@ -65,7 +65,7 @@ class SimulatedHost {
   InitResult Init(const char* config);
   // False on timeout. Only after an init that handed out a handle.
   bool Deinit();
-  // None on timeout. At any time.
+  // Empty on timeout. At any time.
   std::optional<std::string> Dump();
 
   // Delivers on the event's thread and waits until the module returned.

@@ -24,7 +24,7 @@ struct DspWrite {
 // Thread-safe.
 class VirtualDsp {
  public:
-  // What the DSP works with now. A response is none until the first one arrives.
+  // What the DSP works with now. A response is empty until the first one arrives.
   struct State {
     std::optional<bool> module_active;
     std::optional<std::vector<float>> left;

@@ -15,7 +15,7 @@
 #include "log_capture.h"
 #include "model/engine_model.h"
 #include "module_path.h"
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 
@@ -74,7 +74,7 @@ class EnduranceTest : public testing::Test {
 
  private:
   std::map<std::string, std::string> files_;
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
   simulator::DataFolder data_folder_{folder_.path()};
   simulator::LogCapture log_{[](const simulator::LogLine& /*line*/) {}};
 };

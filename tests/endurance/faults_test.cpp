@@ -65,7 +65,7 @@ class FaultsTest : public EnduranceTest {
   void DeliverAll(const Faults& faults) {
     for (size_t i = 0; i < std::size(kEvents); ++i) {
       const HostEvent& event = kEvents[i];
-      // As on a device, what nobody was let ask for does not come.
+      // As on a device, events come only of what could be registered.
       if (event.source == HostEvent::Source::kUsecase && HasFailed(Call::kUsecaseClient)) continue;
       SCOPED_TRACE(testing::Message() << "event " << i);
       const bool is_absent = faults.absent_begin <= i && i < faults.absent_end;

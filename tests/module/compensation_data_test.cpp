@@ -2,8 +2,8 @@
 
 #include "data_folder.h"
 #include "log_recorder.h"
+#include "process/scratch_folder.h"
 #include "telephony_speaker_compensation.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 class CompensationDataTest : public testing::Test {
  protected:
-  TemporaryFolder files_;
+  tools::ScratchFolder files_{testing::TempDir()};
   simulator::DataFolder folder_{files_.path()};
   LogRecorder log_;
 };

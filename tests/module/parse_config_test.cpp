@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "data_folder.h"
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 #include "test_engine.h"
 
 namespace brelmo::tavi::test {
@@ -37,7 +37,7 @@ class ParseConfigTest : public testing::Test {
     files_.Write("half.txt", "7,8\nbroken\n");
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_{testing::TempDir()};
   simulator::DataFolder folder_{files_.path()};
 };
 

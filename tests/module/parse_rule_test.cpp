@@ -66,7 +66,7 @@ TEST(ParseRule, JudgesThePieces) {
   const struct {
     std::string name;
     Pieces pieces;
-    std::string error;        // none for a good rule
+    std::string error;        // empty for a good rule
     std::string index_error;  // the line before it
   } rows[] = {
       {hinge, {" 90", "180"}, "", ""},

@@ -11,7 +11,7 @@ using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The index values of 0, 90, 180 and 270 degrees; -1 for none.
+// The index values of 0, 90, 180 and 270 degrees; -1: no rotation.
 std::vector<int> IndexValues(const ScreenRotationIndex& index) {
   std::vector<int> values;
   for (const int rotation : {0, 90, 180, 270}) {

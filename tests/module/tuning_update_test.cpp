@@ -15,7 +15,7 @@ std::string Update(const std::string& text) { return EngineInfo("UpdateTuningDat
 TEST(UpdateTuningData, FramesTheOutputsOfACase) {
   const struct {
     std::vector<CompensationData> outputs;
-    std::vector<Bytes> messages;  // of the one write; none for no write
+    std::vector<Bytes> messages;  // of the one write; empty without a write
     std::vector<std::string> log;
   } rows[] = {
       {{MakeOutput(1, {1, 2}), MakeOutput(0, {3, 4, 5, 6})},

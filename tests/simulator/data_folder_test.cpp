@@ -8,7 +8,7 @@
 #include <android-base/file.h>
 #include <gmock/gmock.h>
 
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -29,7 +29,7 @@ class DataFolderTest : public testing::Test {
     std::filesystem::create_symlink("tavi_unit.txt", files_.path("data/link.txt"));
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_;
   std::optional<simulator::DataFolder> folder_{std::in_place, files_.path("data")};
 };
 

@@ -33,7 +33,7 @@ std::string Command(const Strings& arguments, const std::string& program = TAVI_
 
 Outcome RunInShell(const std::string& command, const std::string& input,
                    const std::string& redirection) {
-  const TemporaryFolder folder;
+  const tools::ScratchFolder folder;
   folder.Write("in", input);
   const std::string line =
       "cd " + Quoted(folder.path()) + " && cat in | " + command + " >out 2>err " + redirection;

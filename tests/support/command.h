@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 
@@ -17,7 +18,7 @@ struct Outcome {
   std::string out;
   std::string err;
 
-  // Standard output as JSON. A line that is none fails the test.
+  // Standard output as JSON. A line of another kind fails the test.
   std::vector<nlohmann::json> Json() const;
   // The texts of the JSON objects of one kind.
   Strings Texts(const std::string& kind) const;
@@ -48,7 +49,7 @@ class CommandTest : public testing::Test {
     return RunTavi(Arguments(more), steps);
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
 };
 
 }  // namespace brelmo::tavi::test

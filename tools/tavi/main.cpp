@@ -1,4 +1,5 @@
 // tavi: the workstation side of the compensation module.
+#include <csignal>
 #include <cstdio>
 
 #include <exception>
@@ -31,7 +32,10 @@ int Main(int argc, char** argv) {
   AddImportCommand(program, exit_code);
   AddDiagnoseCommand(program, exit_code);
   AddReportCommand(program, exit_code);
+  AddRenderCommand(program, exit_code);
   AddValidateCommand(program, exit_code);
+  AddBuildCommand(program, exit_code);
+  AddDiffCommand(program, exit_code);
   AddStressCommand(program, exit_code);
   try {
     program.parse(argc, argv);
@@ -54,6 +58,7 @@ int main(int argc, char** argv) {
   using brelmo::tavi::tools::PrintableLines;
   try {
     brelmo::tavi::tools::OpenStandardDescriptors();
+    std::signal(SIGXFSZ, SIG_IGN);  // writing fails instead, and says why
     return brelmo::tavi::tools::Main(argc, argv);
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "tavi: there is not enough memory for this input\n");

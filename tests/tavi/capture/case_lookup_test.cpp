@@ -5,7 +5,7 @@
 #include "data_folder.h"
 #include "dsp_bytes.h"
 #include "log_recorder.h"
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 
@@ -29,7 +29,7 @@ std::vector<float> Flat() {
   return response;
 }
 
-struct DataFiles : TemporaryFolder {
+struct DataFiles : tools::ScratchFolder {
   DataFiles() {
     Write("a.txt", "1,2\n");
     Write("same.txt", "1,2\n");

@@ -13,9 +13,9 @@
 
 #include "data_folder.h"
 #include "log_capture.h"
+#include "process/scratch_folder.h"
 #include "simulated_host.h"
 #include "tavi_compensation.h"
-#include "temporary_folder.h"
 #include "test_engine.h"
 
 namespace brelmo::tavi::test {
@@ -57,7 +57,7 @@ TEST(LogLinesTest, AreAllThatTheModuleLogs) {
 }
 
 TEST(LogLinesTest, AreUnderstoodAsTheRunningModuleLogsThem) {
-  TemporaryFolder files;
+  tools::ScratchFolder files;
   files.Write("good.txt", "1,2\n");
   files.Write("fields.txt", "1\n");
   files.Write("letters.txt", "1,x\n");

@@ -11,8 +11,8 @@
 #include "data_folder.h"
 #include "log_capture.h"
 #include "module_path.h"
+#include "process/scratch_folder.h"
 #include "simulated_host.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -155,7 +155,7 @@ class CheckPropertyTest : public testing::Test, private simulator::HostObserver 
     return std::exchange(sent_, std::nullopt);
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_;
   simulator::DataFolder folder_{files_.path()};
   simulator::LogCapture silence_{[](const simulator::LogLine&) {}};
 

@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 namespace {
@@ -54,12 +54,18 @@ std::string FileContent(const std::string& path) {
   return content.str();
 }
 
+const std::string kCleanConfig =
+    "--config-text 'ScreenRotation:0,90,180,270|LeftChannel:left.txt|RightChannel:right.txt' "
+    "--data-root clean";
+
 class CheckCommandTest : public testing::Test {
  protected:
   CheckCommandTest() {
     std::string flat;
     for (int i = 0; i < 257; ++i) flat += "1,0\n";
-    files_.Write("etc/good.txt", flat);
+    for (const char* name : {"etc/good.txt", "clean/left.txt", "clean/right.txt"}) {
+      files_.Write(name, flat);
+    }
     files_.Write("etc/short.txt", "1,0\n");
   }
   // A case for every posture that plays `file`.
@@ -69,7 +75,7 @@ class CheckCommandTest : public testing::Test {
                  files_.path());
   }
 
-  TemporaryFolder files_;
+  tools::ScratchFolder files_;
 };
 
 TEST_F(CheckCommandTest, ManyFaultsAtOnce) {
@@ -100,8 +106,8 @@ TEST_F(CheckCommandTest, ExitCodes) {
 }
 
 TEST_F(CheckCommandTest, ACleanRunHasTwoLines) {
-  EXPECT_EQ(CheckFile("good.txt", "").output,
-            "configuration: looked at 1 case, 728 postures and 1 data file\n"
+  EXPECT_EQ(Check(kCleanConfig, files_.path()).output,
+            "configuration: looked at 1 case, 728 postures and 2 data files\n"
             "0 errors, 0 warnings, 0 notes\n");
 }
 
@@ -161,12 +167,9 @@ TEST_F(CheckCommandTest, Json) {
           R"({"name":"bin-count","severity":"warning","case":0,"column":null,"file":"etc/short.txt","line":null})",
           R"({"name":"malformed-item","severity":"error","case":1,"column":62,"file":"device.conf","line":1})",
           R"({"name":"uncovered-posture","severity":"warning","case":null,"column":null,"file":"device.conf","line":null})",
-          R"({"name":"before-first-hinge-reading","severity":"note","case":null,"column":null,"file":"device.conf","line":null})"));
-  EXPECT_EQ(Check("--config-text 'ScreenRotation:0,90,180,270|LeftChannel:good.txt|RightChannel:"
-                  "good.txt' --data-root etc --format json",
-                  files_.path())
-                .output,
-            "[]\n");
+          R"({"name":"before-first-hinge-reading","severity":"note","case":null,"column":null,"file":"device.conf","line":null})",
+          R"({"name":"unused-file","severity":"note","case":null,"column":null,"file":"etc","line":null})"));
+  EXPECT_EQ(Check(kCleanConfig + " --format json", files_.path()).output, "[]\n");
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ class DesignCommandTest : public testing::Test {
     return folder_.path(name);
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
   std::string measured_;
   std::string made_;
 };

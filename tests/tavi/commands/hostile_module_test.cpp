@@ -138,7 +138,7 @@ TEST(PoorMachineTest, TimeInWhichTaviIsStoppedDoesNotCount) {
 }
 
 TEST(PoorMachineTest, AnInterruptLeavesNothingBehind) {
-  const TemporaryFolder temporary;
+  const tools::ScratchFolder temporary;
   for (const char* const command : {"validate", "stress"}) {
     const Outcome outcome = RunTavi(
         {"-c",

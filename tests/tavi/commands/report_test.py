@@ -4,6 +4,7 @@
     command_test.py TAVI EXAMPLE_DEVICE_FOLDER
 """
 
+import hashlib
 import json
 import pathlib
 import re
@@ -40,7 +41,7 @@ class CommandTest(unittest.TestCase):
         done = self.report("-o", self.page)
         self.assertEqual(
             done.stdout.decode(),
-            f"{self.page}: 6 of 6 cases in force; 0 errors, 0 warnings, 1 note\n",
+            f"{self.page}: 6 of 6 cases in force; 0 errors, 0 warnings, 3 notes\n",
         )
         self.assertEqual(done.stderr, b"")
         self.assertTrue(self.page.read_bytes().startswith(b"<!DOCTYPE html>"))
@@ -80,6 +81,18 @@ class CommandTest(unittest.TestCase):
 
         self.assertNotIn("high-gain", findings())
         self.assertIn("high-gain", findings("--max-gain", "-60"))
+        self.assertIn("steep-bin", findings("--max-step", "0.5"))
+
+    def test_hashes_are_those_of_the_files(self):
+        data = json.loads(self.report("--format", "json").stdout)
+
+        def sha256(path):
+            return hashlib.sha256(path.read_bytes()).hexdigest()
+
+        self.assertEqual(data["configuration"]["sha256"], sha256(EXAMPLE / "device.conf"))
+        self.assertEqual(len(data["data_files"]), 12)
+        for each in data["data_files"]:
+            self.assertEqual(each["sha256"], sha256(EXAMPLE / "etc" / each["file"]))
 
     def test_bad_usage(self):
         for rate in ("0", "-48000", "nan", "inf", "1e999", "fast", ""):

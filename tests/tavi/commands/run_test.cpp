@@ -249,6 +249,7 @@ TEST_F(RunCommandTest, NothingThatMayHaveNoEndIsWaitedFor) {
     EXPECT_EQ(outcome.exit_code, 2);
     EXPECT_THAT(outcome.err, HasSubstr(reason));
   }
+  EXPECT_EQ(RunTavi({"report", "-o", "-", "--config-text", text, root[0], root[1]}).exit_code, 0);
   // What the shell hands over is read.
   EXPECT_EQ(RunTavi({"check", "--config", "/dev/stdin", "--data-root", folder_.path("etc")},
                     ReadFile(folder_.path("device.conf")))

@@ -26,7 +26,7 @@ Outcome Validate(const Strings& more, const std::string& module = TAVI_MODULE_FI
 }
 
 TEST(ValidateCommandTest, RefusesWhatItCannotUse) {
-  const TemporaryFolder folder;
+  const tools::ScratchFolder folder;
   const std::string library = ReadFile(TAVI_MODULE_FILE);
   folder.Write("text.so", "no library\n");
   folder.Write("cut.so", library.substr(0, 200));

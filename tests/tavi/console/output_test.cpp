@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "command.h"
-#include "temporary_folder.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::tools {
 namespace {
@@ -60,7 +60,7 @@ class OutputTest : public testing::Test {
     return names;
   }
 
-  test::TemporaryFolder files_;
+  tools::ScratchFolder files_;
   OutputRules rules_;
 };
 

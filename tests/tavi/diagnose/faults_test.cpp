@@ -8,6 +8,7 @@
 
 #include "diagnose/diagnosis.h"
 #include "field_device.h"
+#include "process/scratch_folder.h"
 
 namespace brelmo::tavi::test {
 
@@ -161,7 +162,7 @@ class DiagnosedFaultsTest : public testing::Test {
     }
   }
 
-  TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
   std::map<std::string, Row> table_;
   int wrong_of_thinned_ = 0;
 };

@@ -11,7 +11,6 @@
 #include "loaded_module.h"
 #include "log_capture.h"
 #include "simulated_host.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::test {
 

@@ -11,10 +11,12 @@ import cmath
 import math
 import os
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
+import wave
 
 import webdriver
 
@@ -74,7 +76,8 @@ class PageTest(unittest.TestCase):
     def tearDown(self):
         if self.url is not None:
             self.assertEqual(self.browser.complaints(), [])
-            self.assertEqual(set(self.browser.requests()), {self.url})
+            requests = {request.split("#")[0] for request in self.browser.requests()}
+            self.assertEqual(requests, {self.url})
         self.browser.open("about:blank")
         self.browser.requests()
 
@@ -376,7 +379,13 @@ class PageTest(unittest.TestCase):
         self.assertRegex(
             notice, "^Case 0 is sent flat: 257 bins of 1 \\+ 0i, for missing cannot be used"
         )
-        self.assertFalse(has_plots)
+        self.assertTrue(has_plots)
+        (flat,) = self.curves("left-magnitude")
+        self.assertEqual((flat["label"], set(flat["y"])), ("Case 0, flat", {0}))
+        self.assertRegex(
+            self.browser.text("#verdict"),
+            r"accepts all 4 cases; 1 channel flat, 1 channel not sent, 2 channels with NaN, \d other",
+        )
         self.assertIn("flat for want of a usable missing 2064", self.browser.text("#delivery"))
         self.assertEqual(see("right"), ("", True))
         self.assert_curves("right", [(0, [1, 2, 4j])], 48000)
@@ -407,6 +416,79 @@ class PageTest(unittest.TestCase):
         self.choose("#overlay", webdriver.DOWN, 3)
         self.assert_curves("left", [(3, [1, 2, 4j])], 48000)
         self.assertTrue(see("left")[1])
+
+    def test_views_zoom_and_address(self):
+        self.open_example()
+        seen = "node.offsetHeight > 0 && node.id"
+
+        def visible_charts():
+            return [name for name in self.in_all("canvas", seen) if name]
+
+        self.assertEqual(visible_charts(), list(CHARTS))
+        scale = "const {x, y} = Chart.getChart(arguments[0]).scales; return [x.min, x.max, y.min, y.max]"
+        whole = self.browser.run(scale, "left-magnitude")
+        self.choose("#cases tr[data-case='2'] button", webdriver.ENTER)
+        self.assertEqual(self.browser.run(scale, "right-magnitude"), whole, "one scale for all cases")
+        # By keys about bin 11, in every chart; and back by the button.
+        self.choose("#left-phase", "+", 3)
+        zoomed = self.browser.run(scale, "right-magnitude")
+        self.assertTrue(whole[0] <= zoomed[0] < 11 * 93.75 < zoomed[1] < whole[1], zoomed)
+        self.assertEqual(zoomed[2:], whole[2:])
+        self.choose("#reset-zoom", webdriver.SPACE)
+        self.assertEqual(self.browser.run(scale, "right-magnitude"), whole)
+        # By the wheel where the chart was chosen.
+        self.focus("#left-magnitude")
+        self.browser.run(
+            "const canvas = document.activeElement, box = canvas.getBoundingClientRect();"
+            "canvas.dispatchEvent(new WheelEvent('wheel', {deltaY: -1, cancelable: true,"
+            " clientX: box.x + box.width / 2, clientY: box.y + 50}))"
+        )
+        self.assertGreater(self.browser.run(scale, "left-phase")[0], whole[0])
+        self.choose("#left-magnitude", "0")
+
+        self.choose("#views input:checked", webdriver.RIGHT, 2)
+        self.assertEqual(visible_charts(), ["left-impulse", "right-impulse"])
+        (impulse,) = self.curves("right-impulse")
+        self.assertEqual(impulse["x"], list(range(512)))
+        self.assertEqual(impulse["y"].index(max(impulse["y"])), 9, "held back 9 samples")
+        self.assertIn("Energy outside of the first 257 taps", self.browser.text("#right .time"))
+        self.browser.press(webdriver.RIGHT)
+        self.assertEqual(visible_charts(), ["pair-magnitude", "pair-difference"])
+        left, right = (read_bins(EXAMPLE / f"etc/spk_tent_{name}.txt") for name in ("left", "right"))
+        (difference,) = self.curves("pair-difference")
+        for bin in range(1, 257):
+            self.assertAlmostEqual(
+                difference["y"][bin - 1], decibels(right[bin]) - decibels(left[bin]), delta=4e-4
+            )
+        self.assertIn("Right comes 0.19", self.browser.text("#pair .time"))
+        self.choose("#pair-magnitude", "+")
+        window = self.browser.run(scale, "pair-difference")
+        self.browser.wait("location.hash.includes('hz=')")
+        address = self.browser.run("return location.hash")
+        # The same at another time, and by a link followed later.
+        self.browser.open("about:blank")
+        self.browser.open(self.url + address)
+        self.assert_posture("Hinge 45°, rotation 180°", 2)
+        self.assertEqual(visible_charts(), ["pair-magnitude", "pair-difference"])
+        for value, wanted in zip(self.browser.run(scale, "pair-difference"), window):
+            self.assertAlmostEqual(value / wanted, 1, delta=1e-4)
+        self.browser.run("location.hash = '#case=5&view=delay&with=99&hz=9..1&bin=x'")
+        self.browser.wait("document.querySelector('#shown').value === '5'")
+        self.assertEqual(visible_charts(), ["left-delay", "right-delay"])
+        self.assertEqual(self.property("#overlay", "value"), "")
+        self.assert_fits()
+
+    def test_on_paper_every_case_has_its_curves(self):
+        self.open_example()
+        self.browser.run("window.dispatchEvent(new Event('beforeprint'))")
+        self.assertEqual(len(self.in_all("#printed h3", "node.textContent")), 6)
+        labels = self.browser.run(
+            "return [...document.querySelectorAll('#printed canvas')]"
+            ".map(canvas => Chart.getChart(canvas).data.datasets.map(set => set.label))"
+        )
+        self.assertEqual(labels, [[f"Case {case}"] for case in range(6) for _ in CHARTS])
+        self.browser.run("window.dispatchEvent(new Event('afterprint'))")
+        self.assertEqual(self.in_all("#printed canvas", "node.id"), [])
 
     # ---- Findings and cases ---------------------------------------------------------------------
 
@@ -494,6 +576,48 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.in_all("main img, main b, main script", "node.tagName"), [])
         self.browser.emulate(360, 740)
         self.assert_fits()
+
+    # ---- Listening ------------------------------------------------------------------------------
+
+    def heard(self):
+        """The peak of each channel of what is chosen, in samples that the browser decodes."""
+        return self.browser.run(
+            "const bytes = Uint8Array.from(atob(document.querySelector('audio').src.split(',')[1]),"
+            " c => c.charCodeAt(0));"
+            "return new OfflineAudioContext(2, 1, 48000).decodeAudioData(bytes.buffer).then(sound =>"
+            " [0, 1].map(n => Math.max(...sound.getChannelData(n).map(Math.abs))))"
+        )
+
+    def test_the_cases_are_heard(self):
+        audio = self.folder / "pulse.wav"
+        with wave.open(str(audio), "wb") as file:
+            file.setparams((1, 2, 48000, 0, "NONE", ""))
+            file.writeframes(struct.pack("<24000h", *[8192] + [0] * 23999))
+        files = {"a.txt": lines([1] * 257), "b.txt": lines([0.5] * 257), "one.txt": lines([1])}
+        text = " ".join(
+            f"HingeAngle:{10 * number},{10 * number + 9}|LeftChannel:{left}|RightChannel:{right}"
+            for number, (left, right) in enumerate(
+                [("a.txt", "b.txt"), ("a.txt", "one.txt"), ("a.txt", "b.txt"), ("b.txt", "b.txt")]
+            )
+        )
+        self.open_config(text, files, "--listen", audio)
+        self.assertEqual(self.in_all("#listen-choices label", "node.textContent"),
+                         ["Bypassed", "Case 0 and 2", "Case 3"])
+        self.assertIn("without case 1,", self.browser.text("#listen-note"))
+        for choice, peaks in enumerate([(0.25, 0.25), (0.25, 0.125), (0.125, 0.125)]):
+            if choice > 0:
+                self.choose("#listen-choices input:checked", webdriver.RIGHT)
+            for peak, expected in zip(self.heard(), peaks):
+                self.assertAlmostEqual(peak, expected, delta=1e-4)
+            self.browser.run("return new Promise(done => { const player ="
+                             " document.querySelector('audio'); player.onseeked = done;"
+                             " player.currentTime = 0.2; })")
+        self.assertEqual(self.property("audio", "error"), None)
+        self.assertAlmostEqual(self.property("audio", "duration"), 0.5, delta=0.01)
+        self.assert_fits()
+        # Without audio there is nothing to be heard.
+        self.open_example()
+        self.assertTrue(self.property("#listen", "hidden"))
 
     def test_many_cases(self):
         cases = [

@@ -6,8 +6,8 @@
 
 #include "data_folder.h"
 #include "log_recorder.h"
+#include "process/scratch_folder.h"
 #include "report/report_page.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::tools {
 namespace {
@@ -37,7 +37,7 @@ class ReportDataTest : public testing::Test {
     return conditions + "|LeftChannel:" + left + "|RightChannel:" + right;
   }
 
-  test::TemporaryFolder folder_;
+  tools::ScratchFolder folder_;
 };
 
 TEST_F(ReportDataTest, OutputsAsTheDspWouldReceiveThem) {
@@ -68,7 +68,7 @@ TEST_F(ReportDataTest, OutputsAsTheDspWouldReceiveThem) {
 
   ASSERT_THAT(report["responses"], SizeIs(3));
   EXPECT_EQ(report["responses"][0], List(R"({"real": [1.0, 0.0, 0.0], "imaginary": [0.0, -2.0, 0.0],
-    "magnitude_db": [0.0, 6.0206, null], "phase_degrees": [0.0, -90.0, null]})"));
+    "magnitude_db": [0.0, 6.0206, null], "phase_degrees": [0.0, -90.0, null], "time": null})"));
   EXPECT_EQ(report["responses"][2]["real"], List("[1.0, null]"));
   EXPECT_EQ(report["responses"][2]["magnitude_db"], List("[0.0, null]"));
 }
@@ -91,7 +91,7 @@ TEST_F(ReportDataTest, FrequenciesOfAllBinsThereAreAtTheRate) {
   folder_.Write("a.txt", "1,0\n1,0\n1,0\n");
   folder_.Write("b.txt", "1,0\n");
   ReportOptions options;
-  options.rate = 16000;
+  options.check.filter.rate = 16000;
   const Json report = Report(Case("ScreenRotation:0"), options);
   EXPECT_EQ(report["rate_hz"], 16000.0);
   EXPECT_EQ(report["frequency_hz"], List("[0.0, 31.25, 62.5]"));

@@ -10,6 +10,7 @@ from selenium.webdriver import ActionChains, Chrome, ChromeOptions
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import WebDriverWait
 
 ENTER, SPACE, TAB = Keys.ENTER, " ", Keys.TAB
 END, HOME, LEFT, UP, RIGHT, DOWN = Keys.END, Keys.HOME, Keys.LEFT, Keys.UP, Keys.RIGHT, Keys.DOWN
@@ -91,6 +92,10 @@ class Browser:
         """Until what is due has been drawn."""
         self._driver.execute_async_script(
             "requestAnimationFrame(() => requestAnimationFrame(arguments[0]))")
+
+    def wait(self, condition):
+        """Until a script's condition holds."""
+        WebDriverWait(self._driver, 20).until(lambda driver: driver.execute_script(f"return {condition}"))
 
     def devtools(self, command, **parameters):
         return self._driver.execute_cdp_cmd(command, parameters)

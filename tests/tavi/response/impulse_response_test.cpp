@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 
 #include "console/input.h"
+#include "process/scratch_folder.h"
 #include "response/measurement_reader.h"
-#include "temporary_folder.h"
 
 namespace brelmo::tavi::tools {
 namespace {
@@ -106,7 +106,7 @@ class ImpulseResponseTest : public testing::Test {
     return names;
   }
 
-  test::TemporaryFolder files_;
+  tools::ScratchFolder files_;
 };
 
 constexpr int kWav24 = SF_FORMAT_WAV | SF_FORMAT_PCM_24;

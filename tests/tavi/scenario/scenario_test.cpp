@@ -31,6 +31,7 @@ struct Describe {
     return Join(event.is_raw ? "raw" : "asked", sources[static_cast<int>(event.source)],
                 event.number, event.value ? std::to_string(*event.value) : "null");
   }
+  std::string operator()(const tools::CallStep& step) const { return Join("call", step.begins); }
   std::string operator()(const tools::InitStep& /*step*/) const { return "init"; }
   std::string operator()(const tools::DeinitStep& /*step*/) const { return "deinit"; }
   std::string operator()(const tools::DumpStep& /*step*/) const { return "dump"; }
@@ -55,6 +56,8 @@ TEST(ScenarioTest, EveryStep) {
       {"withdraw 6", "asked common 4 6"},
       {"start 23", "asked usecase 21 23"},
       {"stop 24", "asked usecase 22 24"},
+      {"call", "call 1"},
+      {"hang up", "call 0"},
       {"rotation 270", "asked common 8 270"},
       {"hinge 180", "asked hinge 0 180"},
       {"raw common 99", "raw common 99 0"},
@@ -66,6 +69,8 @@ TEST(ScenarioTest, EveryStep) {
       {"deinit", "deinit"},
       {"dump", "dump"},
       {"wait 25ms", "wait 25000"},
+      {"play 2.5", "wait 2500000"},
+      {"play 300ms", "wait 300000"},
       {"say two  blanks", "[two  blanks]"},
       {"say", "[]"},
       {"dsp refuse 2 -5", "dsp 0 2 -5 0"},
@@ -131,6 +136,7 @@ TEST(ScenarioTest, EveryBadLineSaysWhy) {
       {"wait", "expected a time such as 20ms"},
       {"wait 20", "\"20\" is no time"},
       {"wait -1s", "\"-1s\" is no time"},
+      {"play 1m", "\"1m\" is no number of seconds"},
       {"dsp", "expected refuse, slow, absent or present"},
       {"dsp gone", "\"gone\" is nothing that a DSP does"},
       {"dsp refuse", "expected the number of writes to refuse"},

@@ -57,7 +57,7 @@ TEST(StressTest, SaysWhyAModuleOfAnotherVersionIsNotPlayed) {
 
 // The whole way to a scenario, with a module that dies of a value that is announced.
 TEST(StressTest, ADeathBecomesAShortScenario) {
-  const TemporaryFolder folder;
+  const tools::ScratchFolder folder;
   const Outcome outcome = RunTavi({"stress", TAVI_DYING_MODULE_FILE, "--seed", "1", "--patience",
                                    "1", "-o", folder.path("found")});
   EXPECT_EQ(outcome.exit_code, 1);

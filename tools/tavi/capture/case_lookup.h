@@ -26,7 +26,8 @@ class CaseTable {
   // when that rules out all.
   std::vector<size_t> Narrow(const std::vector<size_t>& cases, const std::string& dump) const;
 
-  size_t size() const { return engine_->cases().size(); }
+  size_t size() const { return engine().cases().size(); }
+  const audio::compensation::TelephonySpeakerCompensation& engine() const { return *engine_; }
 
  private:
   std::unique_ptr<audio::compensation::TelephonySpeakerCompensation> engine_;

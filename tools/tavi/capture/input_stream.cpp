@@ -42,8 +42,20 @@ InputStream::InputStream(const std::string& path) : path_(path), buffer_(kBuffer
   if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
   file_.reset(std::fopen(path.c_str(), "rb"));
   if (!file_) throw InputError(path + ": cannot be read: " + std::strerror(errno));
-  std::setvbuf(file_.get(), nullptr, _IONBF, 0);
   if (const auto size = std::filesystem::file_size(path, error); !error) size_ = size;
+  Begin();
+}
+
+InputStream::InputStream(const std::string& path, std::string_view content)
+    : path_(path), buffer_(kBufferSize), size_(content.size()) {
+  // It is only read.
+  file_.reset(fmemopen(const_cast<char*>(content.data()), content.size(), "rb"));
+  if (!file_) throw InputError(path + ": cannot be read: " + std::strerror(errno));
+  Begin();
+}
+
+void InputStream::Begin() {
+  std::setvbuf(file_.get(), nullptr, _IONBF, 0);
   Fill(2);
   if (available() >= 2) {
     const auto first = static_cast<unsigned char>(buffer_[0]);
@@ -54,7 +66,7 @@ InputStream::InputStream(const std::string& path) : path_(path), buffer_(kBuffer
   if (!is_utf16_) return;
   // From the beginning, which a pipe does not have.
   if (std::fseek(file_.get(), 2, SEEK_SET) != 0) {
-    throw InputError(path + ": is UTF-16, which can be read from a file only");
+    throw InputError(path_ + ": is UTF-16, which can be read from a file only");
   }
   begin_ = end_ = 0;
   bytes_read_ = 2;

@@ -19,6 +19,8 @@ class InputStream {
 
   // Throws InputError, here and where it reads.
   explicit InputStream(const std::string& path);
+  // What was read already, and outlives the stream. `path` is for messages.
+  InputStream(const std::string& path, std::string_view content);
   InputStream(const InputStream&) = delete;
   InputStream& operator=(const InputStream&) = delete;
   ~InputStream() = default;
@@ -41,6 +43,8 @@ class InputStream {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
+  // Begins to read the file.
+  void Begin();
   // Reads until `count` bytes stand in the buffer or the file ends.
   void Fill(size_t count);
   size_t available() const { return end_ - begin_; }

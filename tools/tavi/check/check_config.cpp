@@ -12,12 +12,14 @@
 #include "check/config_text.h"
 #include "check/data_file_check.h"
 #include "check/data_file_path.h"
+#include "check/filter_check.h"
 #include "check/known_names.h"
 #include "check/placed_findings.h"
 #include "check/posture_check.h"
 #include "check/reading_check.h"
 #include "check/refusal.h"
 #include "check/refused_case.h"
+#include "data_folder.h"
 #include "log_capture.h"
 
 namespace brelmo::tavi::tools {
@@ -63,6 +65,7 @@ class ConfigCheck {
     CheckReading(text_, config_, is_reading_cut_short_, findings_);
     if (refusal_) CheckRefusedCase(text_, config_, in_force(), *refusal_, findings_);
     result.file_count = CheckDataFiles();
+    CompareFiles(result.postures);
     CheckRanges(result.postures);
     result.findings = findings_.Take();
     for (Finding& finding : FindOddPostures(engine_->cases(), result.postures)) {
@@ -72,6 +75,7 @@ class ConfigCheck {
       }
       result.findings.push_back(std::move(finding));
     }
+    for (Finding& finding : CheckFolder()) result.findings.push_back(std::move(finding));
     return result;
   }
 
@@ -86,12 +90,8 @@ class ConfigCheck {
     std::vector<Span> places;  // of their first mention
     for (size_t number = 0; number < in_force(); ++number) {
       for (const Item& item : text_.cases()[number].items) {
-        const std::string_view channel = text_.at(item.name());
-        if (item.is_repeated ||
-            std::find(kChannelNames.begin(), kChannelNames.end(), channel) == kChannelNames.end()) {
-          continue;
-        }
-        const bool is_left = channel == kLeftChannel;
+        if (item.is_repeated || !IsOutput(item)) continue;
+        const bool is_left = text_.at(item.name()) == kLeftChannel;
         const std::string_view name = text_.at(item.value());
         const auto [entry, is_new] = by_name.emplace(name, files.size());
         if (is_new) {
@@ -107,12 +107,47 @@ class ConfigCheck {
       }
     }
     for (size_t i = 0; i < files.size(); ++i) {
-      for (Finding& finding : CheckDataFile(files[i], options_.max_gain_db)) {
+      std::vector<Finding> found = CheckDataFile(files[i], options_.max_gain_db);
+      for (Finding& finding : CheckFilter(files[i], options_.filter)) {
+        found.push_back(std::move(finding));
+      }
+      for (Finding& finding : found) {
         if (finding.file.empty()) findings_.Place(finding, places[i]);
         findings_.Put(places[i].offset, std::move(finding));
       }
     }
     return files.size();
+  }
+
+  void CompareFiles(const std::vector<PostureResult>& postures) {
+    for (Finding& finding : CompareFilters(engine_->cases(), postures, options_.filter)) {
+      const Span place = text_.cases()[*finding.case_number].span;
+      findings_.Place(finding, place);
+      findings_.Put(place.offset, std::move(finding));
+    }
+  }
+
+  // Against every case that is written, in force or not.
+  std::vector<Finding> CheckFolder() const {
+    std::vector<std::string> names;
+    for (const Case& each : text_.cases()) {
+      for (const Item& item : each.items) {
+        if (!IsOutput(item)) continue;
+        const std::string path =
+            simulator::DataFolder::kDevicePath + std::string(text_.at(item.value()));
+        if (auto name = simulator::DataFolder::NameInFolder(path)) {
+          names.push_back(*std::move(name));
+        }
+      }
+    }
+    return FindUnusedFiles(
+        options_.data_root.empty() ? simulator::DataFolder::kDevicePath : options_.data_root,
+        names);
+  }
+
+  bool IsOutput(const Item& item) const {
+    return item.is_pair() && std::find(kChannelNames.begin(), kChannelNames.end(),
+                                       text_.at(item.name())) != kChannelNames.end();
   }
 
   const CompensationData& DataOf(size_t number, bool is_left) const {

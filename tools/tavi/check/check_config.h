@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "check/filter_check.h"
 #include "check/posture_probe.h"
 #include "console/finding.h"
 
@@ -14,6 +15,7 @@ struct CheckOptions {
   std::string config_name = "configuration";  // what to call the text in findings
   std::string data_root;      // for messages; empty for the device's own data folder
   double max_gain_db = 12.0;  // limit of the finding "high-gain"
+  FilterLimits filter;        // those of what the files are as filters
 };
 
 struct CheckResult {

@@ -6,6 +6,7 @@
 
 #include "console/finding_json.h"
 #include "console/finding_text.h"
+#include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 
@@ -19,7 +20,7 @@ void PutJson(const CheckResult& result) {
   Json findings = Json::array();
   for (const Finding& finding : result.findings) findings.push_back(FindingToJson(finding));
   // A file name may hold any bytes.
-  std::printf("%s\n", findings.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  std::printf("%s\n", JsonText(findings, 2).c_str());
 }
 
 }  // namespace

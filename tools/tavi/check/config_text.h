@@ -41,7 +41,7 @@ class ConfigText {
   std::string_view at(Span span) const {
     return std::string_view(text_).substr(span.offset, span.length);
   }
-  // The item with this name that counts; null when there is none.
+  // The item with this name that counts; null without one.
   const Item* Find(const Case& in, std::string_view name) const;
 
  private:

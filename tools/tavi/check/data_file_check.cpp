@@ -12,7 +12,6 @@
 #include <string_view>
 #include <utility>
 
-#include <android-base/file.h>
 #include <android-base/parsedouble.h>
 
 #include "check/config_text.h"
@@ -32,41 +31,6 @@ constexpr size_t kUsualBins = 257;
 
 // A limit written in decimal and a bin that is just at it differ by less: the bin is a float.
 constexpr double kRoundingDb = 1e-5;
-
-struct Line {
-  size_t number = 0;  // from 1
-  std::string_view text;
-};
-
-// The file as text. A line that is not empty is a bin.
-class BinLines {
- public:
-  explicit BinLines(const std::string& name) {
-    const std::string path = simulator::DataFolder::kDevicePath + name;
-    errno = 0;
-    if (!android::base::ReadFileToString(path, &content_, /*follow_symlinks=*/false)) {
-      error_ = errno;
-      return;
-    }
-    size_t number = 1;
-    for (size_t at = 0; at < content_.size(); ++number) {
-      const size_t end = std::min(content_.size(), content_.find('\n', at));
-      if (end > at) bins_.push_back({number, std::string_view(content_).substr(at, end - at)});
-      at = end + 1;
-    }
-  }
-  BinLines(const BinLines&) = delete;
-  BinLines& operator=(const BinLines&) = delete;
-  ~BinLines() = default;
-
-  int error() const { return error_; }
-  const std::vector<Line>& bins() const { return bins_; }
-
- private:
-  std::string content_;
-  std::vector<Line> bins_;
-  int error_ = 0;
-};
 
 std::string NameOf(char blank) {
   switch (blank) {
@@ -130,10 +94,6 @@ std::string CureOfFields(std::string_view line, size_t fields) {
              : "write both parts; the imaginary one may be 0";
 }
 
-size_t FirstOf(const std::vector<size_t>& cases) {
-  return cases.empty() ? std::numeric_limits<size_t>::max() : cases.front();
-}
-
 std::string Decibels(const char* format, double value) {
   char text[64];
   std::snprintf(text, sizeof(text), format, value);
@@ -173,21 +133,11 @@ class DataFileCheck {
 
   bool IsPlayedOnce() const { return file_.left_cases.size() + file_.right_cases.size() == 1; }
   std::string Channels() const { return IsPlayedOnce() ? "that channel" : "those channels"; }
-  std::string Uses() const {
-    std::vector<std::string> uses;
-    if (!file_.left_cases.empty())
-      uses.push_back("left channel of " + CaseNumbers(file_.left_cases));
-    if (!file_.right_cases.empty()) {
-      uses.push_back("right channel of " + CaseNumbers(file_.right_cases));
-    }
-    return Enumerate(uses);
-  }
 
   Finding& Add(const std::string& name, Severity severity, const std::string& message,
                const std::string& consequence) {
-    findings_.push_back(MakeFinding(name, severity,
-                                    std::min(FirstOf(file_.left_cases), FirstOf(file_.right_cases)),
-                                    message + " (" + Uses() + ")", consequence));
+    findings_.push_back(MakeFinding(name, severity, FirstCaseOf(file_),
+                                    message + " (" + UsesOf(file_) + ")", consequence));
     return findings_.back();
   }
 
@@ -196,20 +146,9 @@ class DataFileCheck {
     return *lines_;
   }
 
-  // Places the finding at one part of a bin, or at the bin as a whole.
   void PlaceAtBin(Finding& finding, size_t bin, std::optional<size_t> part = std::nullopt) {
     finding.file = file_.path;
-    if (bin >= lines().bins().size()) return;  // the file was changed meanwhile
-    const Line& line = lines().bins()[bin];
-    Span place = {0, line.text.size()};
-    if (part) {
-      const std::vector<Span> fields = Pieces(line.text, place, ',');
-      if (*part < fields.size()) place = fields[*part];
-    }
-    finding.line = line.number;
-    finding.column = place.offset + 1;
-    finding.length = place.length;
-    finding.line_text = std::string(line.text);
+    lines().Place(finding, bin, part);
   }
 
   void AddFlat(const std::string& message, const std::string& cure,
@@ -287,7 +226,7 @@ class DataFileCheck {
 
   // The module takes a number to end at one, and what follows in the field for nothing.
   void CheckNullCharacters() {
-    const std::vector<Line>& bins = lines().bins();
+    const std::vector<BinLines::Line>& bins = lines().bins();
     std::optional<size_t> first;
     size_t count = 0;
     for (size_t bin = 0; bin < bins.size(); ++bin) {

@@ -23,8 +23,7 @@ struct EndlessFile {
   explicit operator bool() const { return !what.empty(); }
 };
 
-// Looks at the file without opening it, and at a symbolic link as the module does, which follows
-// none.
+// Looks at the file without opening it. A symbolic link is looked at itself: the module refuses it.
 EndlessFile LookForEnd(const std::string& path);
 
 // The configuration with no file in the place of each endless one: an engine then reads what can be

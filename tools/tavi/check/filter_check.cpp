@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "check/posture_text.h"
@@ -36,12 +37,10 @@ std::string Number(const char* format, double value) {
   return text;
 }
 
-// As a filter; none where the module sends something else, or nothing that is one.
+// As a filter; empty unless what the module sends is one.
 std::optional<std::vector<Complex>> FilterOf(const CompensationData& data) {
-  if (data.file_name.empty() || data.raw_data.size() != 2 * kBinCount) return std::nullopt;
-  const auto is_finite = [](float value) { return std::isfinite(value); };
-  if (!std::all_of(data.raw_data.begin(), data.raw_data.end(), is_finite)) return std::nullopt;
-  return BinsOfData(data.raw_data);
+  if (data.file_name.empty()) return std::nullopt;
+  return FilterOfData(data.raw_data);
 }
 
 const CompensationData& OutputOf(const TelephonySpeakerCompensation::Case& of, int type) {
@@ -49,13 +48,33 @@ const CompensationData& OutputOf(const TelephonySpeakerCompensation::Case& of, i
                        [type](const CompensationData& output) { return output.type == type; });
 }
 
+// How far the two channels of a case are apart, in words; empty when they are together.
+std::string DifferenceInTime(const CompensationData& left_data, const CompensationData& right_data,
+                             const FilterLimits& limits) {
+  const auto left = FilterOf(left_data);
+  const auto right = FilterOf(right_data);
+  if (!left || !right) return "";
+  const PairDifference pair = ComparePair(*left, *right, limits.rate);
+  if (pair.similarity < kLeastSimilarity) return "";
+  const double delay_ms = 1000.0 * pair.delay_samples / limits.rate;
+  std::vector<std::string> words;
+  if (std::abs(delay_ms) > limits.delay_ms) {
+    words.push_back(std::string(delay_ms > 0 ? "right" : "left") + " comes " +
+                    Number("%.2f ms", std::abs(delay_ms)) + " later than " +
+                    (delay_ms > 0 ? "left" : "right"));
+  }
+  if (pair.is_inverted) words.emplace_back("the channels have opposite polarity");
+  return Enumerate(words);
+}
+
 class FilterCheck {
  public:
   FilterCheck(const DataFile& file, const FilterLimits& limits) : file_(file), limits_(limits) {}
 
   std::vector<Finding> Run() {
+    if (!file_.data->file_name.empty() && !file_.data->raw_data.empty()) CheckUses();
     const auto bins = FilterOf(*file_.data);
-    if (!bins) return {};
+    if (!bins) return std::move(findings_);
     const FilterTime time = MakeFilterTime(*bins, limits_.rate);
     if (time.beyond_taps_db > limits_.late_energy_db) {
       Add("time-aliasing",
@@ -63,37 +82,35 @@ class FilterCheck {
               " of the filter's energy lies outside of its first " + std::to_string(kPlayedTaps) +
               " taps: all but -30 dB of it takes " + Count(time.arc_30db.length, "sample"),
           "a DSP that works in blocks of 512 samples folds that part over the block, as an echo or "
-          "a "
-          "flutter; shorten the filter (tavi import --taps 257), or begin its steepest or lowest "
-          "part "
-          "higher");
+          "a flutter; shorten the filter (tavi import --taps 257), or make its steepest and lowest "
+          "parts gentler");
     }
     if (time.pre_ringing_db > limits_.early_energy_db) {
       Add("pre-ringing",
           Number("%.0f dB", time.pre_ringing_db) +
               " of the filter's energy comes earlier than 1 ms before its peak",
           "it is heard as a smear before each consonant; make the filter minimum phase (tavi "
-          "import "
-          "--phase minimum)");
+          "import --phase minimum)");
     }
     CheckSteps(*bins);
     return std::move(findings_);
   }
 
  private:
-  void Add(const std::string& name, const std::string& message, const std::string& consequence) {
-    std::vector<std::string> uses;
-    std::vector<size_t> cases = file_.left_cases;
-    cases.insert(cases.end(), file_.right_cases.begin(), file_.right_cases.end());
-    if (!file_.left_cases.empty())
-      uses.push_back("left channel of " + CaseNumbers(file_.left_cases));
-    if (!file_.right_cases.empty()) {
-      uses.push_back("right channel of " + CaseNumbers(file_.right_cases));
-    }
-    findings_.push_back(MakeFinding(name, Severity::kWarning,
-                                    *std::min_element(cases.begin(), cases.end()),
-                                    message + " (" + Enumerate(uses) + ")", consequence));
+  Finding& Add(const std::string& name, const std::string& message,
+               const std::string& consequence) {
+    findings_.push_back(MakeFinding(name, Severity::kWarning, FirstCaseOf(file_),
+                                    message + " (" + UsesOf(file_) + ")", consequence));
     findings_.back().file = file_.path;
+    return findings_.back();
+  }
+
+  void CheckUses() {
+    if (file_.left_cases.size() + file_.right_cases.size() < 2) return;
+    findings_.push_back(
+        MakeFinding("same-file", Severity::kNote, FirstCaseOf(file_),
+                    "one file is the response of several outputs: " + UsesOf(file_),
+                    "they are corrected alike; name another file, unless it is meant to be so"));
   }
 
   void CheckSteps(const std::vector<Complex>& bins) {
@@ -112,13 +129,16 @@ class FilterCheck {
     }
     if (count == 0) return;
     std::string message = "bins " + std::to_string(worst - 1) + " and " + std::to_string(worst) +
-                          Number(" (%.0f Hz)", BinFrequency(worst, limits_.rate)) + " differ by " +
-                          Number("%.1f dB", worst_step);
+                          Number(" (%.0f Hz)", BinFrequency(worst, limits_.rate)) +
+                          (std::isinf(worst_step) ? " differ beyond measure, for one of them is 0"
+                                                  : " differ by " + Number("%.1f dB", worst_step));
     if (count > 1) message += ", the most of " + Count(count, "such step");
-    Add("steep-bin", message,
-        "no filter of " + std::to_string(kPlayedTaps) +
-            " taps is so steep: what lies between the bins is not what the file says; smooth the "
-            "response before it is inverted (tavi design --smoothing)");
+    Finding& finding =
+        Add("steep-bin", message,
+            "no filter of " + std::to_string(kPlayedTaps) +
+                " taps is so steep: what the DSP plays between the bins is not what the file says; "
+                "smooth the response before it is inverted (tavi design --smoothing)");
+    BinLines(file_.name).Place(finding, worst);
   }
 
   const DataFile& file_;
@@ -129,24 +149,16 @@ class FilterCheck {
 // About the two channels of each case.
 void CompareChannels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                      const FilterLimits& limits, std::vector<Finding>& findings) {
+  std::map<std::pair<std::string_view, std::string_view>, std::string> words_of;  // by file
   for (size_t number = 0; number < cases.size(); ++number) {
-    const auto left = FilterOf(OutputOf(cases[number], CompensationData::kLeftType));
-    const auto right = FilterOf(OutputOf(cases[number], CompensationData::kRightType));
-    if (!left || !right) continue;
-    const PairDifference pair = ComparePair(*left, *right, limits.rate);
-    if (pair.similarity < kLeastSimilarity) continue;
-    const double delay_ms = 1000.0 * pair.delay_samples / limits.rate;
-    std::vector<std::string> words;
-    if (std::abs(delay_ms) > limits.delay_ms) {
-      words.push_back(std::string(delay_ms > 0 ? "right" : "left") + " comes " +
-                      Number("%.2f ms", std::abs(delay_ms)) + " later than " +
-                      (delay_ms > 0 ? "left" : "right"));
-    }
-    if (pair.is_inverted) words.emplace_back("the channels have opposite polarity");
-    if (words.empty()) continue;
+    const CompensationData& left = OutputOf(cases[number], CompensationData::kLeftType);
+    const CompensationData& right = OutputOf(cases[number], CompensationData::kRightType);
+    const auto [words, is_new] = words_of.try_emplace({left.file_name, right.file_name});
+    if (is_new) words->second = DifferenceInTime(left, right, limits);
+    if (words->second.empty()) continue;
     findings.push_back(MakeFinding(
         "channel-delay", Severity::kNote, number,
-        "of case " + std::to_string(number) + " " + Enumerate(words),
+        "of case " + std::to_string(number) + " " + words->second,
         "both loudspeakers play the same voice: it is thinner where they cancel, and seems to come "
         "from one side; delay the earlier channel, or turn one round, unless it is meant to be "
         "so"));
@@ -178,29 +190,23 @@ std::map<std::pair<size_t, size_t>, Posture> AdjoiningCases(
 void CompareLevels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                    const std::vector<PostureResult>& postures, const FilterLimits& limits,
                    std::vector<Finding>& findings) {
-  struct Levels {
-    std::optional<double> left;
-    std::optional<double> right;
-  };
-  std::map<size_t, Levels> levels;
-  const auto level_of = [&](size_t number) {
-    const auto [entry, is_new] = levels.emplace(number, Levels());
-    if (is_new) {
-      for (auto& [level, type] : {std::pair(&entry->second.left, CompensationData::kLeftType),
-                                  std::pair(&entry->second.right, CompensationData::kRightType)}) {
-        if (const auto bins = FilterOf(OutputOf(cases[number], type))) {
-          *level = SpeechLevelDb(*bins, limits.rate);
-        }
-      }
+  std::map<std::string_view, std::optional<double>> levels;  // by file
+  const auto level_of = [&](size_t number, int type) {
+    const CompensationData& data = OutputOf(cases[number], type);
+    const auto [level, is_new] = levels.try_emplace(data.file_name);
+    if (!is_new) return level->second;
+    if (const auto bins = FilterOf(data)) {
+      const double db = SpeechLevelDb(*bins, limits.rate);
+      if (std::isfinite(db)) level->second = db;
     }
-    return entry->second;
+    return level->second;
   };
   for (const auto& [pair, posture] : AdjoiningCases(postures)) {
-    const Levels first = level_of(pair.first);
-    const Levels second = level_of(pair.second);
     std::vector<std::string> words;
-    for (const auto& [channel, from, to] : {std::tuple("left", first.left, second.left),
-                                            std::tuple("right", first.right, second.right)}) {
+    for (const auto& [channel, type] : {std::pair("left", CompensationData::kLeftType),
+                                        std::pair("right", CompensationData::kRightType)}) {
+      const std::optional<double> from = level_of(pair.first, type);
+      const std::optional<double> to = level_of(pair.second, type);
       if (!from || !to || !(std::abs(*to - *from) > limits.level_db)) continue;
       words.push_back(Number("%+.1f dB", *to - *from) + " on the " + channel + " channel");
     }
@@ -208,29 +214,10 @@ void CompareLevels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
     findings.push_back(MakeFinding(
         "level-jump", Severity::kNote, pair.second,
         "from case " + std::to_string(pair.first) + " to case " + std::to_string(pair.second) +
-            ", which adjoin at " + DescribePostures({posture}) +
-            ", the level of speech changes by " + Enumerate(words),
+            " (beside each other at " + DescribePostures({posture}) +
+            ") the level of speech changes by " + Enumerate(words),
         "a voice is suddenly louder or softer there, if the loudspeakers do not make up for it; "
         "level the two cases together, unless it is meant to be so"));
-  }
-}
-
-void FindSharedFiles(const std::vector<DataFile>& files, std::vector<Finding>& findings) {
-  for (const DataFile& file : files) {
-    if (file.left_cases.size() + file.right_cases.size() < 2) continue;
-    std::vector<std::string> uses;
-    if (!file.left_cases.empty()) uses.push_back("left channel of " + CaseNumbers(file.left_cases));
-    if (!file.right_cases.empty()) {
-      uses.push_back("right channel of " + CaseNumbers(file.right_cases));
-    }
-    const size_t number =
-        std::min(file.left_cases.empty() ? file.right_cases.front() : file.left_cases.front(),
-                 file.right_cases.empty() ? file.left_cases.front() : file.right_cases.front());
-    findings.push_back(
-        MakeFinding("same-file", Severity::kNote, number, "one file is the " + Enumerate(uses),
-                    "they are corrected alike; name another file, unless it is meant "
-                    "to be so"));
-    findings.back().file = file.path;
   }
 }
 
@@ -242,22 +229,20 @@ std::vector<Finding> CheckFilter(const DataFile& file, const FilterLimits& limit
 
 std::vector<Finding> CompareFilters(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                                     const std::vector<PostureResult>& postures,
-                                    const std::vector<DataFile>& files,
                                     const FilterLimits& limits) {
   std::vector<Finding> findings;
   CompareChannels(cases, limits, findings);
   CompareLevels(cases, postures, limits, findings);
-  FindSharedFiles(files, findings);
   return findings;
 }
 
 std::vector<Finding> FindUnusedFiles(const std::string& folder,
-                                     const std::vector<DataFile>& files) {
+                                     const std::vector<std::string>& names) {
   namespace fs = std::filesystem;
   std::set<std::string> used;
   std::set<std::string> endings;
-  for (const DataFile& file : files) {
-    const fs::path path = fs::path(file.name).lexically_normal();
+  for (const std::string& name : names) {
+    const fs::path path = fs::path(name).lexically_normal();
     used.insert(path.string());
     endings.insert(path.extension().string());
   }
@@ -275,7 +260,7 @@ std::vector<Finding> FindUnusedFiles(const std::string& folder,
   for (size_t i = 0; i < std::min(kMost, unused.size()); ++i) words.push_back(Printable(unused[i]));
   if (unused.size() > kMost) words.push_back(Count(unused.size() - kMost, "other"));
   Finding finding = MakeFinding(
-      "unused-file", Severity::kNote, std::nullopt, "no case in force uses " + Enumerate(words),
+      "unused-file", Severity::kNote, std::nullopt, "no case uses " + Enumerate(words),
       "the module never reads " + std::string(unused.size() == 1 ? "it" : "them") +
           "; look for a misspelt name in the configuration, or take the file out of the build");
   finding.file = folder;

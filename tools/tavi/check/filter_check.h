@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "check/data_file_check.h"
+#include "check/played_file.h"
 #include "check/posture_probe.h"
 #include "console/finding.h"
 
@@ -21,19 +21,21 @@ struct FilterLimits {
   double level_db = 6;           // of speech, between two cases whose postures adjoin
 };
 
-// About one file: time-aliasing, pre-ringing, steep-bin. Of none that the module plays flat or does
-// not send, or that has not 257 finite bins: other findings say so.
+// About one file: time-aliasing, pre-ringing, steep-bin and same-file; the last has no place.
+// Only of a file that the module sends, and, same-file aside, that has 257 finite bins: of the rest
+// other findings speak. Reads the file again, through the data folder in force, where a finding
+// needs its lines.
 std::vector<Finding> CheckFilter(const DataFile& file, const FilterLimits& limits);
 
-// About files beside each other: channel-delay, level-jump, same-file. `cases` are those in force;
-// `postures` are of them.
+// About files beside each other, each finding about a case, without a place: channel-delay and
+// level-jump. `cases` are those in force; `postures` are of them.
 std::vector<Finding> CompareFilters(
     const std::vector<audio::compensation::TelephonySpeakerCompensation::Case>& cases,
-    const std::vector<PostureResult>& postures, const std::vector<DataFile>& files,
-    const FilterLimits& limits);
+    const std::vector<PostureResult>& postures, const FilterLimits& limits);
 
-// The data files of `folder` (by the endings of those in use, without its subfolders) that are none
-// of `files`; one finding. A folder that cannot be read gives none.
-std::vector<Finding> FindUnusedFiles(const std::string& folder, const std::vector<DataFile>& files);
+// One finding about the data files of `folder` that are missing in `names`. Data files are told by
+// the endings of those in use; subfolders are left out. Empty for a folder that cannot be read.
+std::vector<Finding> FindUnusedFiles(const std::string& folder,
+                                     const std::vector<std::string>& names);
 
 }  // namespace brelmo::tavi::tools

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -180,7 +181,7 @@ void CompareRange(const Declarations& declared, const std::vector<bool>& actual,
   }
 }
 
-// Before the first reading no hinge rule holds, and most configurations have nothing but them: that
+// Before the first reading no hinge rule holds, and most configurations have only such rules: that
 // is worth a note, and is no gap in what they cover.
 void AddUncovered(const std::vector<TelephonySpeakerCompensation::Case>& cases,
                   const std::vector<bool>& is_taken, std::vector<Posture> uncovered,
@@ -196,11 +197,9 @@ void AddUncovered(const std::vector<TelephonySpeakerCompensation::Case>& cases,
   }
   std::vector<Posture> early;
   if (is_hinge_rule_taken) {
-    const auto first_early = std::stable_partition(
-        uncovered.begin(), uncovered.end(),
-        [](const Posture& posture) { return posture.hinge_angle.has_value(); });
-    early.assign(first_early, uncovered.end());
-    uncovered.erase(first_early, uncovered.end());
+    const auto is_early = [](const Posture& posture) { return !posture.hinge_angle; };
+    std::copy_if(uncovered.begin(), uncovered.end(), std::back_inserter(early), is_early);
+    uncovered.erase(std::remove_if(uncovered.begin(), uncovered.end(), is_early), uncovered.end());
   }
   if (!uncovered.empty()) {
     findings.push_back(

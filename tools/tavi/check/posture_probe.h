@@ -10,7 +10,7 @@
 namespace brelmo::tavi::tools {
 
 struct Posture {
-  std::optional<int> hinge_angle;  // degrees; none before the first reading
+  std::optional<int> hinge_angle;  // degrees; empty before the first reading
   int rotation = 0;                // degrees
 };
 

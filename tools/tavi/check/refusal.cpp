@@ -36,7 +36,7 @@ void RefusalLog::Look(const simulator::LogLine& line) {
 
 std::optional<Refusal> JudgeCondition(std::string_view name, std::string_view value) {
   CaseConfig case_config;
-  // Names of no file: data files have no part in it.
+  // An empty name leads to no file: the verdict is about the condition alone.
   for (const std::string_view channel : {kLeftChannel, kRightChannel}) {
     case_config.outputs.emplace(channel, "");
   }

@@ -17,8 +17,9 @@ enum class Refusal {
   kUnsupportedValues,
 };
 
-// While one lives, keeps the first of an engine's ERROR lines that tells why it refuses a case. The
-// lines before it hold no line feed, so none can be taken for it, whatever the configuration holds.
+// While an object lives, it keeps the first of an engine's ERROR lines that tells why a case is
+// refused. Each line before that one is a single line of text, so that nothing in a configuration
+// can pass for it.
 class RefusalLog {
  public:
   std::optional<Refusal> refusal() const { return refusal_; }

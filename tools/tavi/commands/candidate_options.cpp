@@ -44,7 +44,7 @@ std::vector<CandidateSource> CandidateOptions::Read() const {
     CandidateSource source;
     if (i < files_.size()) {
       source.name = files_[i];
-      source.text = ReadConfigFile(files_[i]);
+      source.text = ConfigText(files_[i], ReadFile(files_[i]));
     } else {
       source.text = texts_[i - files_.size()];
       source.name = "configuration " + std::to_string(i + 1);

@@ -37,7 +37,7 @@ void AddCheckCommand(CLI::App& program, int& exit_code) {
   command->config.AddTo(*subcommand, /*is_required=*/true);
   subcommand->add_flag("--strict", command->is_strict, "Warnings count as errors do");
   AddFormatOption(*subcommand, command->format, "one array of findings");
-  AddMaxGainOption(*subcommand, command->check.max_gain_db);
+  AddLimitOptions(*subcommand, command->check);
   subcommand->footer(
       "Exit code: 0 no error was found, 1 errors (with --strict, also warnings), 2 bad usage or "
       "input.");

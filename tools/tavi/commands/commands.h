@@ -10,12 +10,15 @@ constexpr int kExitAsExpected = 0;
 constexpr int kExitBroken = 1;
 constexpr int kExitUsage = 2;
 
+void AddBuildCommand(CLI::App& program, int& exit_code);
 void AddCheckCommand(CLI::App& program, int& exit_code);
+void AddDiffCommand(CLI::App& program, int& exit_code);
 void AddRunCommand(CLI::App& program, int& exit_code);
 void AddDecodeCommand(CLI::App& program, int& exit_code);
 void AddDesignCommand(CLI::App& program, int& exit_code);
 void AddImportCommand(CLI::App& program, int& exit_code);
 void AddDiagnoseCommand(CLI::App& program, int& exit_code);
+void AddRenderCommand(CLI::App& program, int& exit_code);
 void AddReportCommand(CLI::App& program, int& exit_code);
 void AddStressCommand(CLI::App& program, int& exit_code);
 void AddValidateCommand(CLI::App& program, int& exit_code);

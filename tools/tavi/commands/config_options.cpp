@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "check/data_file_path.h"
 #include "console/wording.h"
@@ -24,11 +25,35 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
       "");
 }
 
-void AddMaxGainOption(CLI::App& command, double& max_gain_db) {
-  command
-      .add_option("--max-gain", max_gain_db, "Bins above this many dB are warned of; default: 12")
-      ->check(NumberWithin(-1000.0, 1000.0, "dB"))
-      ->type_name("DB");
+void AddLimitOptions(CLI::App& command, CheckOptions& check) {
+  const auto add = [&command](const std::string& name, double& value, const std::string& what,
+                              const CLI::Validator& is_allowed, const std::string& unit) {
+    command.add_option(name, value, what)->check(is_allowed)->type_name(unit);
+  };
+  FilterLimits& filter = check.filter;
+  add("--rate", filter.rate, "Sampling rate at which the DSP works; default: 48000",
+      NumberWithin(1.0, 1e7, "Hz"), "HZ");
+  const CLI::Validator any_level = NumberWithin(-1000.0, 1000.0, "dB");
+  const CLI::Validator share = NumberWithin(-1000.0, 0.0, "dB");
+  const CLI::Validator distance = NumberWithin(0.0, 1000.0, "dB");
+  add("--max-gain", check.max_gain_db, "Bins above this many dB are warned of; default: 12",
+      any_level, "DB");
+  add("--max-late", filter.late_energy_db,
+      "Filters with more of their energy outside of the first 257 taps are warned of; default: -30",
+      share, "DB");
+  add("--max-early", filter.early_energy_db,
+      "Filters with more of their energy earlier than 1 ms before the peak are warned of; "
+      "default: -30",
+      share, "DB");
+  add("--max-step", filter.step_db,
+      "Neighbouring bins that differ by more, 300 to 8000 Hz, are warned of; default: 12", distance,
+      "DB");
+  add("--max-delay", filter.delay_ms,
+      "Left and right of a case that are further apart are noted; default: 1",
+      NumberWithin(0.0, 1000.0, "ms"), "MS");
+  add("--max-jump", filter.level_db,
+      "Adjoining cases whose levels of speech differ by more are noted; default: 6", distance,
+      "DB");
 }
 
 void AddForceOption(CLI::App& command, bool& is_forced) {
@@ -42,14 +67,13 @@ void AddFormatOption(CLI::App& command, std::string& format, const std::string& 
       ->type_name("FORMAT");
 }
 
-std::string ReadConfigFile(const std::string& path) {
-  std::string text = ReadFile(path);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  if (const size_t at = text.find('\0'); at != std::string::npos) {
+std::string ConfigText(const std::string& path, std::string content) {
+  if (!content.empty() && content.back() == '\n') content.pop_back();
+  if (const size_t at = content.find('\0'); at != std::string::npos) {
     throw InputError(path + ": byte " + std::to_string(at + 1) +
                      " is a null character, where a host would end the text");
   }
-  return text;
+  return content;
 }
 
 std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root) {
@@ -93,8 +117,17 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
       ->type_name("DIR");
 }
 
-std::string ConfigSource::Text() const {
-  return file_ ? ReadConfigFile(*file_) : text_.value_or("");
+std::string ConfigSource::Content() const { return file_ ? ReadFile(*file_) : text_.value_or(""); }
+
+std::string ConfigSource::TextOf(std::string content) const {
+  return file_ ? ConfigText(*file_, std::move(content)) : content;
+}
+
+ConfigSource ConfigSource::With(const std::string& file, const std::string& data_root) const {
+  ConfigSource other = *this;
+  if (!file.empty()) other.file_ = file;
+  if (!data_root.empty()) other.data_root_ = data_root;
+  return other;
 }
 
 std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "check/check_config.h"
 #include "console/output.h"
 #include "data_folder.h"
 
@@ -14,16 +15,16 @@ namespace brelmo::tavi::tools {
 
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
-// The option --max-gain.
-void AddMaxGainOption(CLI::App& command, double& max_gain_db);
+// The options --rate and of the limits beyond which a check says something.
+void AddLimitOptions(CLI::App& command, CheckOptions& check);
 // The option --force.
 void AddForceOption(CLI::App& command, bool& is_forced);
 // The option --format of commands that write text for people or "json: `what`" for programs.
 void AddFormatOption(CLI::App& command, std::string& format, const std::string& what);
 
-// The text in the file as the host would hand it over: without one final line feed. Throws
-// InputError.
-std::string ReadConfigFile(const std::string& path);
+// The text of a file with this content as the host would hand it over: without one final line feed.
+// Throws InputError.
+std::string ConfigText(const std::string& path, std::string content);
 // The data files that `text` names: no output may take the place of one.
 std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root);
 // Throws InputError when a data file that `text` names is one that the module would read, or wait
@@ -40,12 +41,17 @@ class ConfigSource {
   void AddTo(CLI::App& command, bool is_required);
 
   bool is_given() const { return file_ || text_; }
-  // See ReadConfigFile.
-  std::string Text() const;
+  // See ConfigText.
+  std::string Text() const { return TextOf(Content()); }
+  // The same in two steps: the bytes as they stand, and the text of them.
+  std::string Content() const;
+  std::string TextOf(std::string content) const;
   // What to call the text in messages: the file's name or "configuration".
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.
   std::string data_root() const { return data_root_.value_or(""); }
+  // The same with another file in the place of the text, or another data folder; empty: as it is.
+  ConfigSource With(const std::string& file, const std::string& data_root) const;
   // What is read because of these options, the data files that `text` names included: no output may
   // take its place.
   std::vector<InputFile> Inputs(const std::string& text) const;

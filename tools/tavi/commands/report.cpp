@@ -4,6 +4,7 @@
 
 #include "commands/commands.h"
 #include "commands/config_options.h"
+#include "console/sha256.h"
 #include "report/write_report.h"
 
 namespace brelmo::tavi::tools {
@@ -19,8 +20,13 @@ struct Command {
 int Report(Command& command) {
   command.report.check.config_name = command.config.Name();
   command.report.check.data_root = command.config.data_root();
-  const std::string text = command.config.Text();
+  const std::string content = command.config.Content();
+  command.report.config_sha256 = Sha256(content);
+  const std::string text = command.config.TextOf(content);
   command.output.inputs = command.config.Inputs(text);
+  if (!command.report.listen.empty()) {
+    command.output.inputs.push_back({command.report.listen, "the audio"});
+  }
   const auto data_folder = command.config.UseDataFolder();
   WriteReport(text, command.report, command.output);
   return kExitAsExpected;
@@ -43,12 +49,11 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
                    "html (default): a page for a browser; json: its data, for other tools")
       ->check(CLI::IsMember({"html", "json"}))
       ->type_name("FORMAT");
+  AddLimitOptions(*subcommand, command->report.check);
   subcommand
-      ->add_option("--rate", command->report.rate,
-                   "Sampling rate at which the DSP works, for the frequencies; default: 48000")
-      ->check(NumberWithin(1.0, 1e7, "Hz"))
-      ->type_name("HZ");
-  AddMaxGainOption(*subcommand, command->report.check.max_gain_db);
+      ->add_option("--listen", command->report.listen,
+                   "Audio of which the page plays the first seconds in each case, and bypassed")
+      ->type_name("FILE");
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

@@ -25,7 +25,7 @@ struct Finding {
   std::string file;
   size_t line = 0;
   size_t column = 0;
-  // The bytes in question in the configuration text; none in any other file.
+  // The bytes in question in the configuration text; empty in any other file.
   std::optional<size_t> offset;
   size_t length = 0;  // also of the bytes in question in `line_text`
   // Of any other file the line, without its line feed; empty for the file as a whole.

@@ -17,9 +17,9 @@ class InputError : public std::runtime_error {
 // What a text of a user's may hold at most.
 constexpr uint64_t kMostTextBytes = uint64_t{64} << 20;
 
-// What reading a file could find no end of: "a pipe", "a device". Empty for everything else, and
-// for what is not there. The file is not opened, which may take as long. `follow_links`: of the
-// file that a symbolic link leads to.
+// What a file is that may be read for ever: "a pipe", "a device". Empty for every other file, and
+// for a missing one. Looks without opening, because opening may wait for ever, too. `follow_links`:
+// of the file that a symbolic link leads to.
 std::string EndlessKind(const std::string& path, bool follow_links = true);
 
 // The bytes of a file. Throws InputError, for one that may have no end, too. A pipe that this

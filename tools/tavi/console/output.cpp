@@ -177,8 +177,8 @@ void OutputFile::Commit() {
     if (std::rename(temporary_.c_str(), path_.c_str()) != 0) Fail("cannot be written", errno);
     temporary_.clear();
   }
-  std::FILE* const stream = std::exchange(stream_, nullptr);
-  if (std::fclose(stream) != 0) Fail("could not be written in full", errno);
+  if (std::fclose(std::exchange(stream_, nullptr)) != 0)
+    Fail("could not be written in full", errno);
 }
 
 // ---- One folder ---------------------------------------------------------------------------------
@@ -188,7 +188,7 @@ namespace {
 constexpr std::string_view kManifestTitle = "# Made by tavi";
 constexpr std::string_view kManifestFile = "file\t";
 
-// The files that a manifest lists, and itself; none when tavi did not make it.
+// The files that a manifest lists, and itself; empty when others made it.
 std::set<std::string> ListedIn(const fs::path& folder) {
   const std::string manifest = BeginningOf(folder / OutputFolder::kManifest);
   if (manifest.compare(0, kManifestTitle.size(), kManifestTitle) != 0) return {};
@@ -266,15 +266,15 @@ bool OutputFolder::CheckReplaceable() const {
   if (!S_ISDIR(status->st_mode)) throw InputError(name_ + ": is a file; name a folder");
   try {
     const std::set<std::string> listed = ListedIn(path_);
-    for (const std::string& name : FilesIn(path_)) {
-      if (listed.count(name) == 0) {
+    for (const std::string& file_name : FilesIn(path_)) {
+      if (listed.count(file_name) == 0) {
         if (rules_.is_forced) return false;
-        throw InputError(name_ + ": holds " + name +
+        throw InputError(name_ + ": holds " + file_name +
                          ", which tavi did not make; --force writes into the folder all the same, "
                          "and leaves such files where they are");
       }
-      if (const auto file = Stat(path_ / name)) {
-        CheckIsNoInput(name_ + "/" + name, *file, rules_.inputs);
+      if (const auto file = Stat(path_ / file_name)) {
+        CheckIsNoInput(name_ + "/" + file_name, *file, rules_.inputs);
       }
     }
   } catch (const fs::filesystem_error& error) {
@@ -286,8 +286,9 @@ bool OutputFolder::CheckReplaceable() const {
 std::string OutputFolder::Manifest() const {
   std::string text = std::string(kManifestTitle) + ": the files of this folder, by " + maker_ +
                      ". A folder that holds no other is replaced as a whole.\n" + remarks_;
-  for (const auto& [name, file] : files_) {
-    text += std::string(kManifestFile) + name + (file.note.empty() ? "" : "\t" + file.note) + "\n";
+  for (const auto& [file_name, file] : files_) {
+    text +=
+        std::string(kManifestFile) + file_name + (file.note.empty() ? "" : "\t" + file.note) + "\n";
   }
   return text;
 }
@@ -310,29 +311,29 @@ void OutputFolder::Commit() {
 void OutputFolder::PutInPlace() const {
   OutputRules rules = rules_;
   rules.is_forced = true;  // what may not be is known by now, inputs apart
-  const auto put = [&](const std::string& name, const std::string& content) {
-    fs::create_directories((path_ / name).parent_path());
-    OutputFile file((path_ / name).string(), rules);
+  const auto put = [&](const std::string& file_name, const std::string& content) {
+    fs::create_directories((path_ / file_name).parent_path());
+    OutputFile file((path_ / file_name).string(), rules);
     file.Write(content);
     file.Commit();
   };
-  for (const std::string& name : ListedIn(path_)) {
-    if (files_.count(name) == 0) fs::remove(path_ / name);
+  for (const std::string& file_name : ListedIn(path_)) {
+    if (files_.count(file_name) == 0) fs::remove(path_ / file_name);
   }
-  for (const auto& [name, file] : files_) put(name, file.content);
+  for (const auto& [file_name, file] : files_) put(file_name, file.content);
   put(kManifest, Manifest());
 }
 
 void OutputFolder::Replace() const {
   fs::create_directories(FolderOf(path_));
   const TemporaryFolder folder(path_);
-  const auto put = [&](const std::string& name, const std::string& content) {
-    fs::create_directories((folder.path() / name).parent_path());
-    OutputFile file((folder.path() / name).string(), {});
+  const auto put = [&](const std::string& file_name, const std::string& content) {
+    fs::create_directories((folder.path() / file_name).parent_path());
+    OutputFile file((folder.path() / file_name).string(), {});
     file.Write(content);
     file.Commit();
   };
-  for (const auto& [name, file] : files_) put(name, file.content);
+  for (const auto& [file_name, file] : files_) put(file_name, file.content);
   put(kManifest, Manifest());
   if (!fs::exists(path_)) return fs::rename(folder.path(), path_);
   fs::permissions(folder.path(), fs::status(path_).permissions());

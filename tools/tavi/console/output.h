@@ -27,7 +27,7 @@ struct OutputRules {
   // comes from need not be named.
   std::vector<InputFile> inputs;
   // Of a file: what tavi writes here, for messages ("a report"), and whether tavi wrote what begins
-  // so; it gets up to 1 MiB, and never an empty text. None: nothing that exists is taken for it.
+  // so; it gets between one byte and 1 MiB. An empty function: whatever exists is another's.
   std::string kind;
   std::function<bool(std::string_view beginning)> is_own;
   bool is_forced = false;  // --force
@@ -79,6 +79,8 @@ class OutputFolder {
   void Add(const std::string& name, std::string content, const std::string& note = "");
   // A line of the manifest, for people.
   void AddRemark(const std::string& line);
+  // What a Commit would write of itself.
+  std::string Manifest() const;
   // Puts the folder in its place. Throws InputError; then the place is as it was, unless it held
   // files that tavi did not make. Only once.
   void Commit();
@@ -95,7 +97,6 @@ class OutputFolder {
   // Whether the folder that exists may be replaced as a whole. Throws InputError where it may not
   // be written to.
   bool CheckReplaceable() const;
-  std::string Manifest() const;
   void PutInPlace() const;
   void Replace() const;
 

@@ -2,38 +2,48 @@
 
 #include <unistd.h>
 
-#include <cstdio>
-
 #include <algorithm>
+#include <cstdio>
 #include <utility>
+
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 
-ProgressBar::ProgressBar(std::string label)
-    : label_(std::move(label)), is_shown_(isatty(STDERR_FILENO) != 0) {}
+Progress::Progress(std::optional<uint64_t> total, std::string what)
+    : what_(std::move(what)), is_wanted_(isatty(STDERR_FILENO) == 1), total_(total) {}
 
-ProgressBar::~ProgressBar() {
-  if (!last_.empty()) std::fprintf(stderr, "\r\033[K");
+Progress::~Progress() {
+  if (is_shown_) std::fprintf(stderr, "\r\033[K");
 }
 
-void ProgressBar::Show(uint64_t done, std::optional<uint64_t> total) {
-  if (!is_shown_) return;
-  constexpr uint64_t kCells = 30;
-  std::string text = label_ + " ";
-  // What is done at once needs no bar.
-  constexpr uint64_t kWorthShowing = uint64_t{16} << 20;
-  if (!total || *total < kWorthShowing) {
-    if (done < kWorthShowing) return;
-    text += std::to_string(done >> 20) + " MB";
+void Progress::Advance() {
+  const std::lock_guard lock(mutex_);
+  ++done_;
+  Show();
+}
+
+void Progress::Set(uint64_t done, std::optional<uint64_t> total) {
+  const std::lock_guard lock(mutex_);
+  done_ = done;
+  total_ = total;
+  Show();
+}
+
+void Progress::Show() {
+  constexpr std::chrono::seconds kPatience(1);
+  if (!is_wanted_ || std::chrono::steady_clock::now() - begin_ < kPatience) return;
+  std::string line;
+  if (total_) {
+    constexpr uint64_t kCells = 30;
+    const uint64_t cells = *total_ > 0 ? std::min(kCells, kCells * done_ / *total_) : kCells;
+    line = "[" + std::string(cells, '#') + std::string(kCells - cells, '.') + "] " +
+           std::to_string(done_) + " of " + Count(*total_, what_);
   } else {
-    const uint64_t cells = std::min(done * kCells / *total, kCells);
-    text += "[" + std::string(cells, '=') + std::string(kCells - cells, ' ') + "] " +
-            std::to_string(std::min<uint64_t>(100, done * 100 / *total)) + " %";
+    line = Count(done_, what_);
   }
-  if (text == last_) return;
-  std::fprintf(stderr, "\r%s\033[K", text.c_str());
-  std::fflush(stderr);
-  last_ = text;
+  std::fprintf(stderr, "\r%s\033[K", line.c_str());
+  is_shown_ = true;
 }
 
 }  // namespace brelmo::tavi::tools

@@ -23,10 +23,10 @@ constexpr const char* kEnd = "\033[0m";  // behind any of them
 // one of them and with it what is meant for the terminal. Using one fails as before. Call it first.
 void OpenStandardDescriptors();
 
-// Whether standard output is a terminal whose user has not asked for no colour (NO_COLOR).
+// Whether standard output is a terminal, and its user wants colours (NO_COLOR is unset).
 bool IsColourWanted();
 
-// The width of the terminal that standard output is; 0 when it is none.
+// The width of the terminal on standard output in columns; 0 when that is a file or a pipe.
 size_t TerminalColumns();
 
 // Writes to standard output. Of `text`, line feeds stay and everything else that is not printable

@@ -158,7 +158,7 @@ std::string Count(size_t number, const std::string& noun) {
 }
 
 std::string NearestName(std::string_view word, const std::vector<std::string>& names) {
-  // What is far longer than any name is near to none, and would take long.
+  // A word that is far longer than any name is near to no name, and comparing it takes long.
   constexpr size_t kLongest = 100;
   word = word.substr(0, kLongest);
   std::vector<size_t> distances;

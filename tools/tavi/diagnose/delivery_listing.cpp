@@ -15,6 +15,7 @@
 #include "capture/capture_file.h"
 #include "capture/log_record.h"
 #include "console/input.h"
+#include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 #include "diagnose/response_match.h"
@@ -227,7 +228,7 @@ class Listing {
         object["case"] = cases.empty() ? Json() : cases[0]["case"];
         object["cases"] = cases;
       }
-      std::printf("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+      std::printf("%s\n", JsonText(object).c_str());
     }
   }
 

@@ -34,10 +34,13 @@ int DiagnoseFiles(const DiagnoseOptions& options) {
   }
   Material material;
   {
-    ProgressBar bar("reading");
-    material = ReadMaterial(options.files, [&bar](uint64_t done, std::optional<uint64_t> total) {
-      bar.Show(done, total);
-    });
+    Progress progress(std::nullopt, "megabyte");
+    material =
+        ReadMaterial(options.files, [&progress](uint64_t done, std::optional<uint64_t> total) {
+          constexpr uint64_t kMegabyte = 1000000;
+          if (total) *total /= kMegabyte;
+          progress.Set(done / kMegabyte, total);
+        });
   }
   const Diagnosis diagnosis = Diagnose(std::move(material), options.candidates);
   if (options.write_config && !diagnosis.recovered) {

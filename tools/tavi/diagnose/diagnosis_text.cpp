@@ -7,6 +7,7 @@
 
 #include "console/finding_json.h"
 #include "console/finding_text.h"
+#include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 #include "diagnose/diagnosis.h"
@@ -262,7 +263,7 @@ void PrintDiagnosisAsJson(const Diagnosis& diagnosis) {
                  {"candidates", std::move(candidates)}};
   result["recovered_config"] = diagnosis.recovered ? Json(diagnosis.recovered->text) : Json();
   result["findings"] = std::move(findings);
-  std::printf("%s\n", result.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  std::printf("%s\n", JsonText(result, 2).c_str());
 }
 
 }  // namespace brelmo::tavi::tools

@@ -37,7 +37,7 @@ ModelResponse ReadModelResponse(const std::string& content);
 // One engine and its state. A copy begins in the state of its original, and goes on by itself.
 class EngineModel {
  public:
-  // Returns the content of a data file, by its name in the configuration; none when the module
+  // Returns the content of a data file, by its name in the configuration; empty when the module
   // cannot read it.
   using FileReader = std::function<std::optional<std::string>(const std::string& name)>;
   using Bytes = std::vector<unsigned char>;
@@ -68,14 +68,14 @@ class EngineModel {
   bool is_valid() const { return table_->is_valid; }
   const std::vector<Case>& cases() const { return table_->cases; }
 
-  // Returns the writes that the module must make because of the event; often that is none. The list
+  // Returns the writes that the module must make because of the event; often the list is empty. It
   // is valid until the next event, its elements as long as the model or a copy of it.
   const Writes& Apply(const simulator::HostEvent& event);
 
   // The first lines of a dump. They end where the keys of the case sent last begin, which the
   // module may list in either order.
   std::string DumpHead() const;
-  // The case sent last, one of cases(); null when there is none.
+  // The case sent last, one of cases(); null before the first one.
   const Case* previous() const { return previous_; }
 
  private:

@@ -16,7 +16,8 @@ void WriteBacktracesOnDeath(int fd);
 void WriteBacktraces();
 
 // Before this process dies of a crash or of exit(), other threads get up to 200 ms until
-// `is_settled` is true, to pass on what they hold. It is called in a signal handler. Null: none.
+// `is_settled` is true, to pass on what they hold. It is called in a signal handler. Null:
+// nothing is waited for.
 void WaitBeforeDeath(bool (*is_settled)());
 
 }  // namespace brelmo::tavi::tools

@@ -35,14 +35,14 @@ constexpr Milliseconds kGrace{3000};
 // How often deadlines are looked at.
 constexpr Milliseconds kTick{100};
 
-// Time in which this process ran: what is longer than a tick can have been was spent stopped.
+// Time in which this process ran. A step longer than any tick was spent stopped.
 class RunningClock {
  public:
   void Advance() {
-    const auto now = std::chrono::steady_clock::now();
+    const auto time = std::chrono::steady_clock::now();
     constexpr auto kMost = 3 * kTick;
-    time_ += std::min<std::chrono::steady_clock::duration>(now - last_, kMost);
-    last_ = now;
+    time_ += std::min<std::chrono::steady_clock::duration>(time - last_, kMost);
+    last_ = time;
   }
   Milliseconds now() const { return std::chrono::duration_cast<Milliseconds>(time_); }
 
@@ -54,7 +54,7 @@ class RunningClock {
 std::string DescribeDeath(int status) {
   if (WIFSIGNALED(status)) {
     const int signal = WTERMSIG(status);
-    const char* const name = sigabbrev_np(signal);  // real-time signals have none
+    const char* const name = sigabbrev_np(signal);  // null for real-time signals
     if (name == nullptr) return "crashed (signal " + std::to_string(signal) + ")";
     return std::string("crashed (SIG") + name + ", " + sigdescr_np(signal) + ")";
   }
@@ -113,7 +113,7 @@ class Child {
     files.push_back({messages_.read_end(), POLLIN, 0});
     files.push_back({output_.read_end(), POLLIN, 0});
     if (handlers_.input && input_.write_end() >= 0) {
-      // Read only what the child has room for: the rest stays whose it is.
+      // Reads only what the child has room for: the rest is for whoever reads next.
       if (pending_input_.empty()) {
         files.push_back({*handlers_.input, POLLIN, 0});
       } else {
@@ -160,7 +160,7 @@ class Child {
   // fault.
   ChildEnd TakeEnd() {
     const int status = End(SIGKILL);
-    // What a pipe can hold, and no more: what it left behind may still be writing.
+    // One pipe full at most: a process that it left behind may still be writing.
     for (int i = 0; i < 4; ++i) TakeMessages();
     for (int i = 0; i < 4; ++i) TakeOutput();
     if (!machine_fault_.empty()) throw MachineError(machine_fault_);
@@ -188,7 +188,7 @@ class Child {
   };
 
   int End(int signal) {
-    // Its session first: the number is nobody else's as long as its leader is not waited for.
+    // Its session first: the session's number is its own until its leader was waited for.
     Signal(signal);
     kill(pid_, signal);
     int status = 0;
@@ -311,6 +311,7 @@ void RunChildren(size_t count, const ChildLimits& limits, const ChildWork& work,
     if (TakeStopRequest()) {
       for (const auto& [index, child] : children) child->Signal(SIGSTOP);
       std::raise(SIGSTOP);
+      // cppcheck-suppress unreachableCode ; the signal stops this process, and does not end it
       for (const auto& [index, child] : children) child->Signal(SIGCONT);
     }
     while (next < count && children.size() < jobs && start(next)) ++next;

@@ -2,8 +2,8 @@
 //
 // Each process leads a session of its own, has pipes for standard descriptors and leaves no core
 // file. Whatever it starts ends with it, at the latest when RunChildren returns. Time in which this
-// process is stopped counts for nobody. Against a module that wants to deceive its judge this is no
-// protection: it runs with the user's rights and can reach all that is told about it.
+// process is stopped counts for nobody. A module that wants to deceive its judge can do so: it
+// runs with the user's rights and reaches all that is told about it.
 #pragma once
 
 #include <chrono>
@@ -39,8 +39,8 @@ struct ChildEnd {
   enum class How { kReturned, kDied, kTimedOut };
 
   How how = How::kReturned;
-  // What the work returned. Of work that returned, and then did not end as it should, how is not
-  // kReturned: a library's exit handlers may have ended the process.
+  // What the work returned, however the process then ended: `how` is kReturned only when the whole
+  // end was as it should be, and a library's exit handlers may spoil it.
   std::optional<int> result;
   std::string death;     // of kDied: "crashed (SIGSEGV, Segmentation fault)"
   std::string activity;  // what it was doing last
@@ -70,7 +70,7 @@ struct ChildHandlers {
   std::function<void(const std::string& text)> on_show = {};
   // Standard output and error as they come, if not wanted at the end.
   std::function<void(const std::string& text)> on_output = {};
-  // What children find on standard input: copied from this descriptor. None: nothing.
+  // What children find on standard input: copied from this descriptor. Empty: an empty input.
   std::optional<int> input = {};
 };
 

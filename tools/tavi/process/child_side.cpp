@@ -86,8 +86,8 @@ class Report : public ChildReport {
   std::mutex mutex_;
 };
 
-// What a good module and its host need is there before it is asked for: where it is short it is not
-// the module that fails.
+// Takes what a good module and its host need, before the module is called: what this machine lacks
+// shows here, and not as the module's failure.
 void CheckElbowRoom() {
   constexpr size_t kFiles = 24;
   constexpr size_t kThreads = 6;
@@ -136,7 +136,7 @@ void SetUp(const ChildFiles& files) {
   std::signal(SIGXFSZ, SIG_IGN);  // writing fails, and says why
   const rlimit no_core{};
   setrlimit(RLIMIT_CORE, &no_core);
-  // What writes to these has to be told from what tells the parent.
+  // The module writes to these, the work to the parent by another pipe.
   const int input = files.input >= 0 ? files.input : open("/dev/null", O_RDONLY | O_CLOEXEC);
   dup2(input, STDIN_FILENO);
   dup2(files.output, STDOUT_FILENO);
@@ -179,7 +179,7 @@ void LiveAsChild(ChildState& state, const ChildFiles& files, const ChildLimits& 
     report.Send(ChildMessage::kMachine, text);
     std::_Exit(EXIT_FAILURE);
   };
-  // Nothing may unwind the parent's half of this stack, which ends the other children.
+  // An exception would unwind the parent's half of this stack, which ends the other children.
   try {
     CheckElbowRoom();
     const int result = work(report);

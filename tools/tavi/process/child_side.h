@@ -15,7 +15,7 @@ namespace brelmo::tavi::tools {
 struct ChildState {
   std::array<char, 1000> activity{};
   std::atomic<uint32_t> steps = 0;    // that were begun
-  std::atomic<int64_t> limit_ms = 0;  // of the step; 0 is none
+  std::atomic<int64_t> limit_ms = 0;  // of the step; 0: unlimited
   std::atomic<int> result = 0;
   std::atomic<bool> is_finished = false;
 };
@@ -43,7 +43,7 @@ class Pipe {
 // text in four bytes of the machine's order, the text.
 enum class ChildMessage : char { kReport = 'r', kShow = 's', kMachine = 'm' };
 
-// Takes the first message out of `bytes`. False when it is not there to its end.
+// Takes the first message out of `bytes`. False when its end has yet to come.
 bool TakeMessage(std::string& bytes, ChildMessage& kind, std::string& text);
 
 struct ChildFiles {

@@ -18,7 +18,7 @@ volatile std::sig_atomic_t is_stop_asked_for = 0;
 void OnInterrupt(int number) { interrupt = number; }
 void OnStop(int /*number*/) { is_stop_asked_for = 1; }
 
-// One that is ignored stays so: whoever started this process does not want it to end by that.
+// An ignored signal stays ignored: whoever started this process wants it to go on.
 void Handle(int number, void (*handler)(int)) {
   struct sigaction action = {};
   if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
@@ -43,7 +43,7 @@ int RunInterruptible(const std::function<int()>& work) {
   try {
     result = work();
   } catch (const Interrupted&) {
-    // What it unwound is gone.
+    // Children, files and folders were removed on the way here.
   } catch (...) {
     ForgetInterrupts();
     throw;

@@ -1,4 +1,4 @@
-// Signals that end a command, as what unwinds it: children end and folders go before it does.
+// Signals that end a command. They unwind it, so that children and temporary folders end first.
 #pragma once
 
 #include <functional>

@@ -12,8 +12,8 @@
 
 namespace brelmo::tavi::tools {
 
-// Removes itself and all that is in it at its end. Several processes may write into one; it is the
-// end of the object in any of them that removes it.
+// The destructor removes the folder with all that is in it, in whichever process it runs: a forked
+// process may write into the folder and must end without destructors.
 class ScratchFolder {
  public:
   // In the folder for temporary files. Throws MachineError.
@@ -61,11 +61,11 @@ class ScratchFolder {
         error.value());
   }
   static std::string MakeIn(const std::string& parent) {
-    std::string path = parent + "/tavi-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) {
+    std::string folder = std::filesystem::path(parent) / "tavi-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) {
       throw MachineError(parent + ": no folder for temporary files can be made in it", errno);
     }
-    return path;
+    return folder;
   }
 
   std::string path_;

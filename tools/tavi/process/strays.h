@@ -7,7 +7,7 @@
 
 namespace brelmo::tavi::tools {
 
-// While one lives, orphans among this process's descendants become its children.
+// While an object lives, orphans among this process's descendants become its children.
 class StrayKeeper {
  public:
   StrayKeeper();

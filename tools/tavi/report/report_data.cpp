@@ -1,25 +1,31 @@
 #include "report/report_data.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 
 #include <algorithm>
 #include <array>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include <android-base/file.h>
+
 #include "check/data_file_path.h"
 #include "console/excerpt.h"
 #include "console/finding_json.h"
+#include "console/json_text.h"
+#include "console/sha256.h"
+#include "data_folder.h"
 #include "dsp_message.h"
 #include "log_capture.h"
+#include "report/json_number.h"
+#include "report/response_data.h"
 #include "response/frequency_response.h"
 #include "telephony_speaker_compensation.h"
 #include "tokenize.h"
@@ -96,72 +102,7 @@ size_t MessageBytes(const DspMessage& message) {
   return kHeaderSize + message.payload.size();
 }
 
-// ---- Numbers ------------------------------------------------------------------------------------
-
-// Null for what is no finite number.
-Json ToJson(double value) { return std::isfinite(value) ? Json(value) : Json(); }
-
-// As short as a float may be written.
-Json ToJson(float value) {
-  if (!std::isfinite(value)) return Json();
-  std::array<char, 64> text{};
-  const auto written = std::to_chars(text.data(), text.data() + text.size(), value);
-  double shortest = value;
-  std::from_chars(text.data(), written.ptr, shortest);
-  return Json(shortest);
-}
-
-// To a ten-thousandth, which is more than a float holds of a decibel or a degree.
-Json Rounded(double value) {
-  constexpr double kSteps = 1e4;
-  const double rounded = std::round(value * kSteps) / kSteps;
-  return ToJson(rounded == 0.0 ? 0.0 : rounded);  // no negative zero
-}
-
-Json RoundedArray(const std::vector<double>& values) {
-  Json array = Json::array();
-  for (const double value : values) array.push_back(Rounded(value));
-  return array;
-}
-
 Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(*number) : Json(); }
-
-// ---- Responses ----------------------------------------------------------------------------------
-
-// Each response once, whichever outputs have it.
-class Responses {
- public:
-  // The number of the response.
-  size_t Add(const std::vector<float>& raw_data) {
-    // By its bytes: a NaN equals nothing, and 0 equals -0.
-    std::string bytes(reinterpret_cast<const char*>(raw_data.data()),
-                      raw_data.size() * sizeof(float));
-    const auto [at, is_new] = numbers_.emplace(std::move(bytes), numbers_.size());
-    if (is_new) {
-      Json real = Json::array();
-      Json imaginary = Json::array();
-      for (size_t i = 0; i + 1 < raw_data.size(); i += 2) {
-        real.push_back(ToJson(raw_data[i]));
-        imaginary.push_back(ToJson(raw_data[i + 1]));
-      }
-      const FrequencyResponse response = MakeFrequencyResponse(raw_data);
-      json_.push_back({{"real", std::move(real)},
-                       {"imaginary", std::move(imaginary)},
-                       {"magnitude_db", RoundedArray(response.magnitude_db)},
-                       {"phase_degrees", RoundedArray(response.phase_degrees)}});
-      most_bins_ = std::max(most_bins_, raw_data.size() / 2);
-    }
-    return at->second;
-  }
-
-  Json Take() { return std::move(json_); }
-  size_t most_bins() const { return most_bins_; }
-
- private:
-  std::map<std::string, size_t> numbers_;
-  Json json_ = Json::array();
-  size_t most_bins_ = 0;
-};
 
 // ---- Cases --------------------------------------------------------------------------------------
 
@@ -173,20 +114,22 @@ const char* StateOf(const CompensationData& output) {
   return is_finite ? "file" : "not-finite";
 }
 
+const CompensationData& OutputOf(const std::vector<CompensationData>& outputs, int type) {
+  return *std::find_if(outputs.begin(), outputs.end(),
+                       [type](const CompensationData& output) { return output.type == type; });
+}
+
 Json OutputsToJson(const CaseConfig& as_read, const std::vector<CompensationData>& outputs,
-                   const std::vector<DspMessage>& messages, Responses& responses) {
+                   const std::vector<DspMessage>& messages, ResponseData& responses) {
   Json array = Json::array();
   for (const Channel& channel : kChannels) {
-    const auto output =
-        std::find_if(outputs.begin(), outputs.end(),
-                     [&channel](const auto& candidate) { return candidate.type == channel.type; });
-    if (output == outputs.end()) continue;
+    const CompensationData& output = OutputOf(outputs, channel.type);
     Json object = {{"channel", channel.name},
                    {"file", as_read.outputs.at(std::string(channel.output))},
-                   {"state", StateOf(*output)},
+                   {"state", StateOf(output)},
                    {"response", Json()},
                    {"message", Json()}};
-    if (!output->raw_data.empty()) object["response"] = responses.Add(output->raw_data);
+    if (!output.raw_data.empty()) object["response"] = responses.Add(output.raw_data);
     const auto message = std::find_if(
         messages.begin(), messages.end(),
         [&channel](const DspMessage& candidate) { return candidate.type == channel.message_type; });
@@ -200,9 +143,11 @@ Json OutputsToJson(const CaseConfig& as_read, const std::vector<CompensationData
   return array;
 }
 
+// `readable` is `as_read` without the files that have no end.
 Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
-                 const std::vector<TelephonySpeakerCompensation::Case>& in_force,
-                 Responses& responses) {
+                 const CompensationConfig& readable,
+                 const std::vector<TelephonySpeakerCompensation::Case>& in_force, double rate,
+                 ResponseData& responses) {
   Json array = Json::array();
   for (const std::string& case_text : android::base::Tokenize(text, " ")) {
     const size_t number = array.size();
@@ -212,7 +157,8 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
                    {"conditions", Json::object()},
                    {"keys", Json::array()},
                    {"outputs", Json::array()},
-                   {"bytes", 0}};
+                   {"bytes", 0},
+                   {"pair", Json()}};
     if (number < as_read.cases.size()) {
       const auto& conditions = as_read.cases[number].conditions;
       object["conditions"] =
@@ -227,7 +173,7 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
       object["keys"] = std::move(key_texts);
       std::vector<DspMessage> messages;
       size_t bytes = 0;
-      for (simulator::DspMessages& write : BeginCallWith(as_read.cases[number])) {
+      for (simulator::DspMessages& write : BeginCallWith(readable.cases[number])) {
         for (DspMessage& message : write.messages) {
           if (!message.is_response()) continue;
           bytes += MessageBytes(message);
@@ -236,8 +182,32 @@ Json CasesToJson(const std::string& text, const CompensationConfig& as_read,
       }
       object["outputs"] = OutputsToJson(as_read.cases[number], outputs, messages, responses);
       object["bytes"] = bytes;
+      object["pair"] = PairToJson(OutputOf(outputs, CompensationData::kLeftType).raw_data,
+                                  OutputOf(outputs, CompensationData::kRightType).raw_data, rate);
     }
     array.push_back(std::move(object));
+  }
+  return array;
+}
+
+// ---- Data files ---------------------------------------------------------------------------------
+
+// As the module finds them; those that it would read for ever are left out.
+Json DataFilesToJson(const CompensationConfig& as_read, size_t in_force,
+                     const std::string& data_root) {
+  Json array = Json::array();
+  std::set<std::string> seen;
+  for (size_t number = 0; number < in_force; ++number) {
+    for (const Channel& channel : kChannels) {
+      const std::string& name = as_read.cases[number].outputs.at(std::string(channel.output));
+      if (!seen.insert(name).second) continue;
+      std::string content;
+      const bool is_read =
+          !LookForEnd(DataFilePath(name, data_root)) &&
+          android::base::ReadFileToString(simulator::DataFolder::kDevicePath + name, &content,
+                                          /*follow_symlinks=*/false);
+      array.push_back({{"file", name}, {"sha256", is_read ? Json(Sha256(content)) : Json()}});
+    }
   }
   return array;
 }
@@ -303,11 +273,12 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   const CheckResult checked = CheckConfig(text, options.check);
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   const CompensationConfig as_read = TelephonySpeakerCompensation::GetConfig(text);
-  const TelephonySpeakerCompensation engine(nullptr,
-                                            WithoutEndlessFiles(as_read, options.check.data_root));
+  const CompensationConfig readable = WithoutEndlessFiles(as_read, options.check.data_root);
+  const TelephonySpeakerCompensation engine(nullptr, readable);
 
-  Responses responses;
-  Json cases = CasesToJson(text, as_read, engine.cases(), responses);
+  ResponseData responses(options.check.filter.rate);
+  Json cases =
+      CasesToJson(text, as_read, readable, engine.cases(), options.check.filter.rate, responses);
   Json status_message;
   for (const simulator::DspMessages& write : BeginCall({})) {
     for (const DspMessage& message : write.messages) {
@@ -316,18 +287,25 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   }
   Json frequencies = Json::array();
   for (size_t bin = 0; bin < responses.most_bins(); ++bin) {
-    frequencies.push_back(ToJson(BinFrequency(bin, options.rate)));
+    frequencies.push_back(ToJson(BinFrequency(bin, options.check.filter.rate)));
   }
 
   Json data;
   data["generator"] = "tavi report";
-  data["configuration"] = {{"name", options.check.config_name}, {"text", text}};
+  data["version"] = TAVI_VERSION;
+  data["configuration"] = {
+      {"name", options.check.config_name},
+      {"text", text},
+      {"sha256", options.config_sha256.empty() ? Sha256(text) : options.config_sha256}};
+  const std::string& data_root = options.check.data_root;
+  data["data_folder"] = data_root.empty() ? simulator::DataFolder::kDevicePath : data_root;
+  data["data_files"] = DataFilesToJson(as_read, engine.cases().size(), data_root);
   data["module"] = {{"context", !as_read.cases.empty()},
                     {"valid", engine.is_valid()},
                     {"cases_in_force", engine.cases().size()},
                     {"status_message", status_message}};
   data["counts"] = CountsToJson(checked.findings);
-  data["rate_hz"] = options.rate;
+  data["rate_hz"] = options.check.filter.rate;
   data["frequency_hz"] = std::move(frequencies);
   data["cases"] = std::move(cases);
   data["responses"] = responses.Take();
@@ -336,8 +314,6 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   return data;
 }
 
-std::string DumpReportData(const Json& data) {
-  return data.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
+std::string DumpReportData(const Json& data) { return JsonText(data); }
 
 }  // namespace brelmo::tavi::tools

@@ -1,10 +1,13 @@
 #include "report/write_report.h"
 
 #include <cstdio>
+
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
 #include "console/wording.h"
+#include "report/listen.h"
 #include "report/report_page.h"
 
 namespace brelmo::tavi::tools {
@@ -30,7 +33,13 @@ void WriteReport(const std::string& text, const ReportOptions& options,
   if (!is_standard_output) {
     file.emplace(output.path, OutputRules{output.inputs, "a report", IsReport, output.is_forced});
   }
-  const nlohmann::ordered_json data = MakeReportData(text, options);
+  nlohmann::ordered_json data = MakeReportData(text, options);
+  if (!options.listen.empty()) {
+    // What a page weighs at most, as far as its sound decides it.
+    constexpr size_t kMostPage = 4'800'000;
+    const size_t silent = MakeReportPage(DumpReportData(data)).size();
+    data["listen"] = MakeListen(data, options.listen, kMostPage - std::min(kMostPage, silent));
+  }
   const std::string json = DumpReportData(data);
   const std::string content = is_page ? MakeReportPage(json) : json + "\n";
   if (file) {

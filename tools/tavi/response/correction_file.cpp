@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "console/finding_text.h"
+#include "console/json_text.h"
 #include "console/output.h"
 #include "console/terminal.h"
 #include "console/wording.h"
@@ -37,7 +38,7 @@ void Say(const CorrectionFiles& files, const ReadResult& read, const std::vector
          const Json& json, const std::string& text) {
   if (IsJson(files)) {
     // A file name may hold any bytes.
-    std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    std::printf("%s\n", JsonText(json, 2).c_str());
     return;
   }
   const bool is_colour = IsColourWanted();

@@ -121,7 +121,7 @@ GainExtremes ExtremesOf(const std::vector<double>& impulse, double rate) {
   powers.reserve(bins.size());
   for (const Complex& bin : bins) powers.push_back(std::norm(bin));
   GainExtremes extremes;
-  double highest = -1.0;
+  double highest = 0.0;
   double lowest = std::numeric_limits<double>::infinity();
   for (size_t k = 0; k < powers.size(); ++k) {
     double power = powers[k];

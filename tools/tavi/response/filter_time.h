@@ -28,7 +28,7 @@ struct FilterTime {
   double delay_samples = 0.0;  // centre of energy; below 0 when it lies before time 0
   Arc arc_30db;                // the shortest that holds all but -30 dB of the energy
   Arc arc_60db;
-  // Shares of the whole energy, in dB; -infinity for none.
+  // Shares of the whole energy, in dB; -infinity for no energy.
   double beyond_taps_db = 0.0;  // outside the first 257 taps
   double pre_ringing_db = 0.0;  // earlier than 1 ms before the peak, around the circle included
   double worst_gain_db = 0.0;   // 20 log10 sum|h|: what a signal's samples can grow by at most

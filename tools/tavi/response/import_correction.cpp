@@ -18,17 +18,10 @@ namespace {
 
 constexpr double kDegreesPerRadian = 180.0 / M_PI;
 
-// Where the points of a response end, and what goes on there.
-struct Ends {
-  double first_hz;
-  double last_hz;
-};
-
-Ends EndsOf(const Measurement& correction) {
-  if (correction.impulse.empty()) {
-    return {correction.frequency_hz.front(), correction.frequency_hz.back()};
-  }
-  return {0.0, correction.impulse_rate_hz / 2};
+// Up to where the correction says something.
+double LastFrequencyOf(const Measurement& correction) {
+  return correction.impulse.empty() ? correction.frequency_hz.back()
+                                    : correction.impulse_rate_hz / 2;
 }
 
 // Below the first point the phase runs to a real value at 0 Hz; above the last one the delay there
@@ -102,11 +95,11 @@ double ShareDb(const std::vector<double>& filter, size_t from, size_t to) {
 }
 
 void Tell(const Measurement& correction, const ImportOptions& options, Import& import) {
-  const Ends ends = EndsOf(correction);
-  if (ends.last_hz < options.rate / 2 * 0.999) {
+  const double last_hz = LastFrequencyOf(correction);
+  if (last_hz < options.rate / 2 * 0.999) {
     import.findings.push_back(MakeFinding(
         "held-beyond-data", Severity::kNote, std::nullopt,
-        "above " + HzText(ends.last_hz) + " the correction says nothing",
+        "above " + HzText(last_hz) + " the correction says nothing",
         "its last value is held up to half the sampling rate, " + HzText(options.rate / 2)));
   }
   if (import.is_minimum_phase && !options.is_minimum_phase) {

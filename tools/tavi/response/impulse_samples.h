@@ -22,7 +22,7 @@ struct ImpulseSamples {
 };
 
 struct ImpulseResult {
-  std::optional<ImpulseSamples> impulse;  // none when a finding is an error
+  std::optional<ImpulseSamples> impulse;  // empty when a finding is an error
   std::vector<Finding> findings;
 };
 

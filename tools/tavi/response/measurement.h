@@ -17,7 +17,7 @@ struct Measurement {
   // Unwrapped, in the field's sign: a delay makes it fall as the frequency rises. Empty when there
   // is none that can be used.
   std::vector<double> phase_degrees;
-  // What was taken off the phase, for a filter that is not to be delayed; 0 for none.
+  // What was taken off the phase, for a filter that is not to be delayed; 0 when nothing was.
   double delay_seconds = 0.0;
   // Of an impulse response: the samples from the start that was chosen to the end of the window,
   // and their rate. Empty, and 0, for a response read from text.

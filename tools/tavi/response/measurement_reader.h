@@ -46,7 +46,7 @@ struct ReadOptions {
 };
 
 struct ReadResult {
-  std::optional<Measurement> measurement;  // none when the file was refused: a finding is an error
+  std::optional<Measurement> measurement;  // empty when the file was refused: a finding is an error
   std::vector<Finding> findings;
   ReadingSummary summary;  // as far as the reading came
 };

@@ -12,8 +12,8 @@ struct NumberFormat {
       '\0';  // '.', ',', '\'', or ' ' which no-break spaces stand for as well; '\0' for none
 };
 
-// None for what is no finite number in this format. Digits stand on both sides of a decimal comma,
-// on one side of a decimal point; thousands are grouped throughout a number, or not at all.
+// Empty unless the text is a finite number in this format. Digits stand on both sides of a decimal
+// comma, on one side of a decimal point; thousands are grouped throughout a number, or not at all.
 std::optional<double> ParseNumber(std::string_view text, const NumberFormat& format);
 
 // A number in some format.

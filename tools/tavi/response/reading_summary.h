@@ -23,7 +23,7 @@ struct ReadingSummary {
   std::string encoding;              // "UTF-8", "UTF-16LE", ...
   std::string separator;             // "tab", "semicolon", "comma", "spaces"; empty in audio
   std::string decimal_sign;          // "point", "comma"; empty in audio
-  std::string thousands;             // "comma", ...; empty for none
+  std::string thousands;             // "comma", ...; empty without a sign
   std::vector<std::string> columns;  // that were used, as "1 (Freq(Hz))"
   std::vector<std::string> unused_columns;
   size_t comment_lines = 0;
@@ -35,7 +35,7 @@ struct ReadingSummary {
   size_t channel = 0;  // counted from 1; 0 in text
   size_t channels = 0;
   size_t start_sample = 0;
-  double window_ms = 0.0;  // 0 for none
+  double window_ms = 0.0;  // 0 without a window
 };
 
 // One line for people, without the file's name.

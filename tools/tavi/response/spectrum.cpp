@@ -36,12 +36,27 @@ std::vector<double> SignalOf(const std::vector<Complex>& bins) {
   return signal;
 }
 
+void BinsOfBlock(const double* samples, size_t size, Complex* bins) {
+  Transform().fwd(bins, samples, static_cast<Eigen::Index>(size));
+}
+
+void BlockOfBins(const Complex* bins, size_t size, double* samples) {
+  Transform().inv(samples, bins, static_cast<Eigen::Index>(size));
+}
+
 std::vector<Complex> BinsOfData(const std::vector<float>& raw_data) {
   std::vector<Complex> bins;
   bins.reserve(raw_data.size() / 2);
   for (size_t i = 0; i + 1 < raw_data.size(); i += 2)
     bins.emplace_back(raw_data[i], raw_data[i + 1]);
   return bins;
+}
+
+std::optional<std::vector<Complex>> FilterOfData(const std::vector<float>& raw_data) {
+  if (raw_data.size() != 2 * kBinCount) return std::nullopt;
+  const auto is_finite = [](float value) { return std::isfinite(value); };
+  if (!std::all_of(raw_data.begin(), raw_data.end(), is_finite)) return std::nullopt;
+  return BinsOfData(raw_data);
 }
 
 double ToDb(double gain) { return 20.0 * std::log10(gain); }

@@ -29,7 +29,7 @@ bool IsBlank(std::string_view line);
 bool IsComment(std::string_view line);
 
 struct TableLayout {
-  // From the first data line on; none when there is none.
+  // From the first data line on; empty without one.
   std::optional<TextLine> first_data;
   std::string_view data;
   // The last comments and headers before the data, in their order.

@@ -170,7 +170,7 @@ class FormReader {
     if (phase) table.phase_degrees.push_back(*phase);
   }
 
-  // The value in a column; fails when there is none between the limits.
+  // The value in a column; fails unless there is one between the limits.
   std::optional<double> Value(const TextLine& line, size_t column, double least, double greatest,
                               const char* unit) {
     if (column >= fields_.size()) {

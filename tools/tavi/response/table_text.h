@@ -27,7 +27,7 @@ struct ResponseTable {
 };
 
 struct TableResult {
-  std::optional<ResponseTable> table;  // none when a finding is an error
+  std::optional<ResponseTable> table;  // empty when a finding is an error
   std::vector<Finding> findings;
 };
 

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "console/json_text.h"
 #include "scenario/run_reporter.h"
 
 namespace brelmo::tavi::tools {
@@ -54,6 +55,10 @@ class JsonReporter : public RunReporter {
     Put(write);
   }
 
+  void OnNoCase(const std::vector<size_t>& kept) override {
+    Put({{"kind", "no-case"}, {"kept", kept}});
+  }
+
   void OnInitResult(int result, bool has_handle) override {
     Put({{"kind", "init"}, {"result", result}, {"handle", has_handle}});
   }
@@ -77,7 +82,7 @@ class JsonReporter : public RunReporter {
   void Put(Json object) {
     object["time"] = std::round(seconds() * 1e6) / 1e6;
     // Log texts hold whatever bytes the configuration holds.
-    PutText(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    PutText(JsonText(object) + "\n");
   }
 };
 

@@ -1,5 +1,7 @@
 #include "scenario/play.h"
 
+#include <fcntl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -19,6 +21,7 @@
 #include "loaded_module.h"
 #include "process/child_process.h"
 #include "scenario/line_reader.h"
+#include "scenario/prompt.h"
 #include "scenario/run_reporter.h"
 #include "scenario/scenario.h"
 #include "scenario/scenario_runner.h"
@@ -50,10 +53,29 @@ std::vector<Step> ReadScenario(const std::string& path) {
   }
 }
 
+// A terminal that a child sets to its purpose: set back whatever ends the child.
+class TerminalLines {
+ public:
+  TerminalLines() : fd_(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)) { tcgetattr(fd_, &state_); }
+  TerminalLines(const TerminalLines&) = delete;
+  TerminalLines& operator=(const TerminalLines&) = delete;
+  ~TerminalLines() {
+    tcsetattr(fd_, TCSADRAIN, &state_);
+    close(fd_);
+  }
+
+  int fd() const { return fd_; }
+
+ private:
+  const int fd_;
+  termios state_{};
+};
+
 // What the user's terminal is, which the child does not have.
 struct Terminal {
   bool is_coloured = IsColourWanted();
   bool is_prompting = false;
+  std::optional<TerminalLines> lines;  // where lines can be edited: the child reads them there
 };
 
 std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, const Terminal& terminal,
@@ -65,13 +87,15 @@ std::unique_ptr<RunReporter> MakeReporter(const PlaySetup& setup, const Terminal
 // ---- In the child -------------------------------------------------------------------------------
 
 // Plays lines as they come. False when the module did not return.
-bool PlayLines(ScenarioRunner& runner, LineReader& lines, bool is_prompting,
+bool PlayLines(ScenarioRunner& runner, LineReader& lines, Prompt* prompt, bool is_prompting,
                const RunReporter::Put& show) {
   if (is_prompting) show("Type steps, one a line; help lists them, quit ends.\n");
+  int number = 0;
   for (std::string line;;) {
-    if (is_prompting) show("tavi> ");
+    if (is_prompting && prompt == nullptr) show("tavi> ");
     try {
-      if (!lines.Next(line)) break;
+      if (prompt != nullptr ? !prompt->Next(line) : !lines.Next(line)) break;
+      ++number;
     } catch (const ScenarioError& error) {
       throw AtLine("standard input", error);
     }
@@ -82,7 +106,7 @@ bool PlayLines(ScenarioRunner& runner, LineReader& lines, bool is_prompting,
       continue;
     }
     try {
-      const auto step = ParseStep(line, lines.number());
+      const auto step = ParseStep(line, number);
       if (step && !runner.Play(*step)) return false;
     } catch (const ScenarioError& error) {
       if (!is_prompting) throw AtLine("standard input", error);
@@ -107,23 +131,27 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
          Clock::time_point begin, ChildReport& child) {
   std::optional<simulator::DataFolder> data_folder;
   if (!setup.data_root.empty()) data_folder.emplace(setup.data_root);
-  LineReader lines(STDIN_FILENO);  // before the module can touch the descriptor
+  LineReader lines(terminal.lines ? terminal.lines->fd()
+                                  : STDIN_FILENO);  // before the module can touch the descriptor
+  // Standard output is for JSON alone, if for JSON at all.
+  const char stream = setup.is_json ? kToError : kToOutput;
+  const auto show = [&child, stream](const std::string& text) { child.Show(stream + text); };
+  const bool reads_lines = setup.scenario == "-";
+  std::unique_ptr<Prompt> prompt;
+  if (terminal.lines) prompt = Prompt::Open(terminal.lines->fd(), show);
   child.Set("loading " + setup.module, setup.patience);
   const simulator::LoadedModule module(setup.module);
   child.Set("reading the configuration", setup.patience);
   const auto reporter = MakeReporter(
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
-  const bool reads_lines = setup.scenario == "-";
   const std::string name = reads_lines ? "standard input" : setup.scenario;
-  ScenarioRunner runner(
-      module, {setup.config, name, setup.capture, setup.patience, begin, setup.capture_format},
-      *reporter, child);
+  ScenarioRunner runner(module,
+                        {setup.config, name, setup.capture, setup.patience, begin,
+                         setup.capture_format, setup.is_time_virtual},
+                        *reporter, child);
   child.Set("nothing: it was before the first step");
-  // Standard output is for JSON alone, if for JSON at all.
-  const char stream = setup.is_json ? kToError : kToOutput;
   const bool is_alive =
-      (reads_lines ? PlayLines(runner, lines, terminal.is_prompting,
-                               [&](const std::string& text) { child.Show(stream + text); })
+      (reads_lines ? PlayLines(runner, lines, prompt.get(), terminal.is_prompting, show)
                    : PlaySteps(runner, steps, name)) &&
       runner.Finish();
   runner.ReportTotals();
@@ -190,15 +218,21 @@ PlayResult PlayScenario(const PlaySetup& setup) {
       isatty(STDIN_FILENO) != 0 && isatty(setup.is_json ? STDERR_FILENO : STDOUT_FILENO) != 0;
   const auto begin = Clock::now();
 
-  const auto reporter =
-      MakeReporter(setup, terminal, [](const std::string& text) { PutTo(stdout, text, 0); });
+  const RunReporter::Put put =
+      setup.put ? setup.put : [](const std::string& text) { PutTo(stdout, text, 0); };
+  const auto reporter = MakeReporter(setup, terminal, put);
   Prints prints(*reporter, begin);
   ChildHandlers handlers;
-  handlers.on_show = [](const std::string& text) {
-    PutTo(text[0] == kToError ? stderr : stdout, text, 1);
+  handlers.on_show = [&put](const std::string& text) {
+    if (text[0] == kToError) {
+      PutTo(stderr, text, 1);
+    } else {
+      put(text.substr(1));
+    }
   };
   handlers.on_output = [&prints](const std::string& text) { prints.Add(text); };
-  if (reads_lines) handlers.input = STDIN_FILENO;
+  if (reads_lines && terminal.is_prompting && Prompt::IsPossible()) terminal.lines.emplace();
+  if (reads_lines && !terminal.lines) handlers.input = STDIN_FILENO;
   ChildLimits limits;
   limits.time.reset();
   limits.end_time = setup.patience;

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <string>
 
 #include "capture/capture_file.h"
@@ -15,6 +16,10 @@ struct PlaySetup {
   std::string data_root;       // in the place of the module's data folder; empty: the device's own
   std::string scenario = "-";  // a file, or standard input
   bool is_json = false;
+  // What happens goes here, in whole lines; none: to standard output.
+  std::function<void(const std::string& text)> put = {};
+  // Time is what waits and a slow DSP take, and takes none.
+  bool is_time_virtual = false;
   // Where the bytes of every write go, as they come; may be null. The caller finds what could not
   // be written by `is_capture_complete`.
   std::FILE* capture = nullptr;
@@ -27,7 +32,7 @@ struct PlayResult {
   bool is_capture_complete = true;
 };
 
-// Tells what happens on standard output. A module that dies or hangs is a result. Throws InputError
+// Tells what happens. A module that dies or hangs is a result. Throws InputError
 // when the module or the scenario cannot be used, MachineError and Interrupted.
 PlayResult PlayScenario(const PlaySetup& setup);
 

@@ -53,6 +53,8 @@ class RunReporter {
   virtual void OnHostCall(const std::string& call) = 0;
   virtual void OnLog(const simulator::LogLine& line) = 0;
   virtual void OnWrite(const NamedWrite& write) = 0;
+  // The module sends nothing, for want of a case; the DSP keeps what one of `kept` has, or nothing.
+  virtual void OnNoCase(const std::vector<size_t>& kept) = 0;
   virtual void OnInitResult(int result, bool has_handle) = 0;
   virtual void OnNotDelivered(const std::string& reason) = 0;
   virtual void OnDump(const std::string& text) = 0;

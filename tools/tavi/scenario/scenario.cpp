@@ -23,7 +23,7 @@ class Words {
 
   [[noreturn]] void Fail(const std::string& message) const { throw ScenarioError(line_, message); }
 
-  // The next word; fails, saying what was expected, when there is none.
+  // The next word; without one fails, saying what was expected.
   std::string Next(const std::string& expected) {
     std::string word;
     if (!(stream_ >> word)) Fail("expected " + expected + " at the end of the line");
@@ -63,6 +63,14 @@ class Words {
     const auto time = ParseTime(word);
     if (!time) Fail("\"" + word + "\" is no time up to an hour; write it as 20ms, 1.5s or 300us");
     return *time;
+  }
+
+  // Of a span that is played: a bare number is of seconds.
+  std::chrono::microseconds NextSpan() {
+    const std::string word = Next("a number of seconds");
+    const bool is_bare = word.find_first_not_of("0123456789.") == std::string::npos;
+    if (const auto time = ParseTime(is_bare ? word + "s" : word)) return *time;
+    Fail("\"" + word + "\" is no number of seconds up to an hour; write 2.5, or 300ms");
   }
 
   int NextCode() {
@@ -248,6 +256,11 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
         MakeEvent(HostEvent::Source::kHingeAngle, 0, words.NextInt("an angle in degrees"));
   } else if (verb == "raw") {
     step.action = ParseRaw(words);
+  } else if (verb == "call") {
+    step.action = CallStep{true};
+  } else if (verb == "hang") {
+    if (words.Next("up") != "up") words.Fail("\"hang\" is no step; expected hang up");
+    step.action = CallStep{false};
   } else if (verb == "init") {
     step.action = InitStep{};
   } else if (verb == "deinit") {
@@ -256,6 +269,8 @@ std::optional<Step> ParseStep(const std::string& line, int number) {
     step.action = DumpStep{};
   } else if (verb == "wait") {
     step.action = WaitStep{words.NextTime()};
+  } else if (verb == "play") {
+    step.action = WaitStep{words.NextSpan()};
   } else if (verb == "say") {
     step.action = SayStep{words.Rest()};
   } else if (verb == "dsp") {
@@ -284,6 +299,7 @@ const char* ScenarioHelp() {
   return R"(Events, each delivered on its own host thread:
   announce V / withdraw V     a common value comes or goes (common events 2 and 4)
   start U / stop U            a use case starts or stops (use-case events 21 and 22)
+  call / hang up              announce 5 and start 6; stop 6 and withdraw 5
   rotation DEG                the screen was rotated (common event 8)
   hinge DEG                   a hinge-angle reading
   raw common N [V|null]       any event, whether or not the module asked for it; V is 0 unless given,
@@ -311,6 +327,7 @@ Expectations; the run fails, with the line's number, when one is not met:
   expect no handle            init handed out nothing
 Other:
   wait TIME                   does nothing for that time
+  play SECONDS                the same, for scenarios that are heard: so much is played as it is
   say TEXT                    prints TEXT
   # ...                       a comment
   help, quit                  at the prompt and in piped lines

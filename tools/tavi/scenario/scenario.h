@@ -16,6 +16,10 @@ namespace brelmo::tavi::tools {
 struct EventStep {
   simulator::HostEvent event;
 };
+// The two events that begin a call, or end it.
+struct CallStep {
+  bool begins = true;
+};
 struct InitStep {};
 struct DeinitStep {};
 struct DumpStep {};
@@ -47,8 +51,8 @@ struct ExpectStep {
 struct Step {
   int line = 0;
   std::string text;  // as written, without comment and outer blanks
-  std::variant<EventStep, InitStep, DeinitStep, DumpStep, WaitStep, SayStep, DspStep, RefuseStep,
-               ExpectStep>
+  std::variant<EventStep, CallStep, InitStep, DeinitStep, DumpStep, WaitStep, SayStep, DspStep,
+               RefuseStep, ExpectStep>
       action;
 };
 
@@ -65,7 +69,7 @@ class ScenarioError : public std::runtime_error {
 // A line without its comment and outer blanks. A comment begins at the line's start or behind a
 // blank.
 std::string StripLine(const std::string& line);
-// None for a line that is blank or a comment. Throws ScenarioError.
+// Empty for a line that is blank or a comment. Throws ScenarioError.
 std::optional<Step> ParseStep(const std::string& line, int number);
 // Throws ScenarioError at the first bad line.
 std::vector<Step> ParseScenario(std::istream& input);
@@ -73,7 +77,7 @@ std::vector<Step> ParseScenario(std::istream& input);
 // The language on a page, for the prompt and the manual.
 const char* ScenarioHelp();
 
-// "25ms", "1.5s", "300us"; none when it is no time, or more than an hour.
+// "25ms", "1.5s", "300us"; empty for anything else, and for more than an hour.
 std::optional<std::chrono::microseconds> ParseTime(const std::string& text);
 
 }  // namespace brelmo::tavi::tools

@@ -22,9 +22,14 @@ std::string DescribeCases(const std::vector<size_t>& cases) {
   return text;
 }
 
+// Of a telephone call on the speaker.
+constexpr int32_t kCallValue = 5;
+constexpr int32_t kCallUsecase = 6;
+
 template <typename T>
-constexpr bool kNeedsInit = std::is_same_v<T, EventStep> || std::is_same_v<T, DumpStep> ||
-                            std::is_same_v<T, DeinitStep> || std::is_same_v<T, ExpectStep>;
+constexpr bool kNeedsInit =
+    std::is_same_v<T, EventStep> || std::is_same_v<T, CallStep> || std::is_same_v<T, DumpStep> ||
+    std::is_same_v<T, DeinitStep> || std::is_same_v<T, ExpectStep>;
 
 // What has been observed and not yet reported. Read when the process dies.
 std::atomic<int> unreported = 0;
@@ -37,6 +42,7 @@ ScenarioRunner::ScenarioRunner(const simulator::LoadedModule& module, const Opti
     : options_(options),
       child_(child),
       cases_(options.config),
+      choices_(ProbePostures(cases_.engine())),
       reporter_(reporter),
       reports_("reports"),
       log_capture_([this](const simulator::LogLine& line) { OnLog(line); }),
@@ -86,8 +92,13 @@ void ScenarioRunner::Note(const std::string& activity) {
   child_.Set(activity, 2 * host_.CallLimit() + options_.patience);
 }
 
+std::chrono::duration<double> ScenarioRunner::Time() const {
+  if (options_.is_time_virtual) return time_.load();
+  return std::chrono::steady_clock::now() - options_.begin;
+}
+
 void ScenarioRunner::Report(Told what) {
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - options_.begin;
+  const std::chrono::duration<double> time = Time();
   ++unreported;
   reports_.Post([this, time, what = std::move(what)] {
     reporter_.SetTime(time.count());
@@ -117,6 +128,7 @@ bool ScenarioRunner::Init() {
   Note("init");
   Begin([](RunReporter& reporter) { reporter.OnInit(); });
   was_initialized_ = true;
+  posture_ = {};
   init_result_ = host_.Init(options_.config.c_str());
   if (init_result_.timed_out) return ReportHang("init");
   Report([init = init_result_](RunReporter& reporter) {
@@ -141,6 +153,7 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
   switch (host_.Deliver(action.event)) {
     case SimulatedHost::Delivery::kDelivered:
       ++totals_.events;
+      ReportNoCase(action.event);
       return true;
     case SimulatedHost::Delivery::kTimedOut:
       return ReportHang(EventName(action.event));
@@ -152,6 +165,39 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const EventStep& action) {
                                                          : "the module is not registered for it";
   Report([reason](RunReporter& reporter) { reporter.OnNotDelivered(reason); });
   return true;
+}
+
+bool ScenarioRunner::PlayAction(const Step& step, const CallStep& action) {
+  using Source = simulator::HostEvent::Source;
+  const EventStep value = {{Source::kCommon,
+                            action.begins ? simulator::kValueAnnounced : simulator::kValueWithdrawn,
+                            kCallValue, false}};
+  const EventStep usecase = {
+      {Source::kUsecase, action.begins ? simulator::kUsecaseStarted : simulator::kUsecaseStopped,
+       kCallUsecase, false}};
+  return PlayAction(step, action.begins ? value : usecase) &&
+         PlayAction(step, action.begins ? usecase : value);
+}
+
+void ScenarioRunner::ReportNoCase(const simulator::HostEvent& event) {
+  using Source = simulator::HostEvent::Source;
+  const auto is_angle = [](int value) { return value >= 0 && value <= 180; };
+  if (event.source == Source::kHingeAngle && event.value && is_angle(*event.value)) {
+    posture_.hinge_angle = event.value;
+  } else if (event.source == Source::kCommon && event.number == simulator::kScreenRotated) {
+    posture_.rotation = event.value.value_or(0);
+  }
+  if (!host_.dsp().state().module_active.value_or(false)) return;
+  const auto here = std::find_if(choices_.begin(), choices_.end(), [this](const auto& choice) {
+    return choice.posture.hinge_angle == posture_.hinge_angle &&
+           choice.posture.rotation == posture_.rotation;
+  });
+  if (here == choices_.end() || here->taken) return;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (since_.deliveries > 0) return;
+  std::vector<size_t> kept;
+  if (accepted_) kept = cases_.CasesOf(*accepted_);
+  Report([kept](RunReporter& reporter) { reporter.OnNoCase(kept); });
 }
 
 bool ScenarioRunner::PlayAction(const Step& step, const InitStep& /*action*/) {
@@ -175,7 +221,11 @@ bool ScenarioRunner::PlayAction(const Step& /*step*/, const DumpStep& /*action*/
 }
 
 bool ScenarioRunner::PlayAction(const Step& /*step*/, const WaitStep& action) {
-  std::this_thread::sleep_for(action.time);
+  if (options_.is_time_virtual) {
+    time_ = time_.load() + action.time;
+  } else {
+    std::this_thread::sleep_for(action.time);
+  }
   return true;
 }
 
@@ -190,7 +240,11 @@ bool ScenarioRunner::PlayAction(const Step& step, const DspStep& action) {
       host_.dsp().RefuseNext(action.count, action.code);
       break;
     case DspStep::What::kSlow:
-      host_.dsp().SetDelay(action.delay);
+      if (options_.is_time_virtual) {
+        dsp_delay_ = action.delay;
+      } else {
+        host_.dsp().SetDelay(action.delay);
+      }
       break;
     case DspStep::What::kAbsent:
       host_.SetTuningEntry(false);
@@ -300,8 +354,10 @@ void ScenarioRunner::OnHostCall(const std::string& call) {
 
 void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  time_ = time_.load() + dsp_delay_.load();
   ++totals_.writes;
   ++since_.writes;
+  if (write.has_response()) ++since_.deliveries;
   if (!write.is_accepted()) ++totals_.refused_writes;
   if (write.is_accepted() && write.has_response()) accepted_ = write;
   // Behind the module's back: its lock is held here.

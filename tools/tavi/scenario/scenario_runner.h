@@ -13,6 +13,7 @@
 
 #include "capture/capture_file.h"
 #include "capture/case_lookup.h"
+#include "check/posture_probe.h"
 #include "event_thread.h"
 #include "log_capture.h"
 #include "process/child_process.h"
@@ -33,6 +34,8 @@ class ScenarioRunner : private simulator::HostObserver {
     std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
     CaptureFormat capture_format = CaptureFormat::kBytes;
+    // Time is what waits and a slow DSP take, and takes none.
+    bool is_time_virtual = false;
   };
 
   // All are borrowed.
@@ -61,11 +64,13 @@ class ScenarioRunner : private simulator::HostObserver {
  private:
   struct Since {  // the last event, init or deinit
     size_t writes = 0;
+    size_t deliveries = 0;  // writes with corrections
     std::vector<std::string> log;
   };
   using Told = std::function<void(RunReporter&)>;
 
   bool PlayAction(const Step& step, const EventStep& action);
+  bool PlayAction(const Step& step, const CallStep& action);
   bool PlayAction(const Step& step, const InitStep& action);
   bool PlayAction(const Step& step, const DeinitStep& action);
   bool PlayAction(const Step& step, const DumpStep& action);
@@ -77,16 +82,20 @@ class ScenarioRunner : private simulator::HostObserver {
 
   bool Init();
   bool Deinit();
-  // Why the expectation is not met; empty when it is. None when the module did not return.
+  // What came instead of what was expected: an empty text when the expectation is met, and
+  // nullopt when the module hangs.
   std::optional<std::string> Check(const ExpectStep& expectation);
   std::string CheckCase(int number, const std::string& dump) const;
   bool ReportHang(const std::string& call);
   // Notes what is done with the module, and bounds it.
   void Note(const std::string& activity);
   void Report(Told what);
+  std::chrono::duration<double> Time() const;  // since the run began
   // Reports the begin of an event, init or deinit.
   void Begin(Told what);
   void WaitForReports();
+  // Where the scenario is active and no case fits the posture, says so.
+  void ReportNoCase(const simulator::HostEvent& event);
   void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
                    std::chrono::system_clock::time_point time);
 
@@ -98,6 +107,12 @@ class ScenarioRunner : private simulator::HostObserver {
   const Options options_;
   ChildReport& child_;
   const CaseTable cases_;
+  const std::vector<PostureResult> choices_;  // of the module's own engine, in each posture
+  Posture posture_;                           // by the events so far
+
+  // Of virtual time.
+  std::atomic<std::chrono::microseconds> time_{};
+  std::atomic<std::chrono::microseconds> dsp_delay_{};
 
   std::mutex mutex_;  // for what the host's threads report
   RunTotals totals_;

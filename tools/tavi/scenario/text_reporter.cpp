@@ -70,6 +70,14 @@ class TextReporter : public RunReporter {
     }
   }
 
+  void OnNoCase(const std::vector<size_t>& kept) override {
+    std::string text = "no case fits: the DSP ";
+    for (size_t i = 0; i < kept.size(); ++i) {
+      text += (i == 0 ? "keeps case " : " or ") + std::to_string(kept[i]);
+    }
+    Cause(colour::kYellow, "", text + (kept.empty() ? "has had no corrections of a case" : ""));
+  }
+
   void OnInitResult(int result, bool has_handle) override {
     Cause(result == 0 && has_handle ? colour::kPlain : colour::kYellow, "",
           "returned " + std::to_string(result) +

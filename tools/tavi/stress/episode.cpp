@@ -86,7 +86,7 @@ void MakeConfig(Chance& chance, Episode& episode) {
         "HingeAngle:0,90|LeftChannel:f0.txt", "HingeAngle:0,90|LeftChannel"};
     episode.cases.emplace_back(bad[chance.Below(bad.size())]);
   } else if (chance.OneIn(12)) {
-    // One that is refused, and no case in force.
+    // Its first case is refused, so no case is in force.
     episode.cases.insert(episode.cases.begin(), "HingeAngle:0,90|LeftChannel:f0.txt");
   }
 }

@@ -15,11 +15,11 @@ namespace brelmo::tavi::tools {
 
 // Events that are under way at the same time. Those of one host thread keep their order.
 struct Round {
-  // All steps are in the words of a scenario.
+  // Both are steps in the words of a scenario.
   std::optional<std::string> fault;  // a "dsp ..." step, before the events
   std::vector<std::string> events;
-  bool has_dump = false;  // one amid the events and one behind them
-  bool is_last = false;   // deinit comes amid the events, and no dump
+  bool has_dump = false;  // two: one amid the events, one after them
+  bool is_last = false;   // the module is deinited amid the events, and there is no dump
 };
 
 struct Episode {
@@ -32,10 +32,10 @@ struct Episode {
   EngineModel MakeModel() const;
 };
 
-// The same for the same numbers.
+// Equal arguments make equal episodes.
 Episode MakeEpisode(uint64_t seed, uint64_t number);
 
-// An event step as the host gets it, delivered whether or not the module asked for it.
+// The event of a step, to be delivered even where the module has registered no handler for it.
 simulator::HostEvent ToRawEvent(const std::string& step);
 
 }  // namespace brelmo::tavi::tools

@@ -16,7 +16,7 @@ namespace {
 using simulator::DspWrite;
 using simulator::HostEvent;
 
-// In a child's report: a round begins.
+// Marks in a child's report where a round begins.
 constexpr char kRoundMark = '\x01';
 
 constexpr size_t kThreads = 3;
@@ -28,7 +28,7 @@ class OrderSearch {
   OrderSearch(const Queues& queues, const std::vector<DspWrite>& writes, bool is_present)
       : queues_(queues), writes_(writes), is_present_(is_present) {}
 
-  // Adds the states that an order with these writes leads to.
+  // Adds each state that some order of the events with these writes leads to.
   void From(const EngineModel& model) { Go(model, {}, 0); }
   std::vector<EngineModel> TakeEnds() { return std::move(ends_); }
 

@@ -12,20 +12,20 @@
 
 namespace brelmo::tavi::tools {
 
-// In a child process: a module that does not return ends it. Ends at the first round with a fault;
-// the result is the child's.
+// To be called in a child process, because a module that hangs ends it. Ends at the first round
+// with a fault. Returns the exit code of the child; FindFailure reads the rest.
 //
-// Events of a round come at once, so more than one outcome may be right: the writes have to be
-// those of one order of the events, and so does the state that a dump shows.
+// Events of a round come at once, so more than one outcome may be right: writes and dumps have to
+// be those of some order of the events.
 int PlayEpisode(const Episode& episode, const TrialSetup& setup, ChildReport& report);
 
 struct Failure {
-  size_t round = 0;  // that it was found in
+  size_t round = 0;  // in which it was found
   std::string text;
   bool is_hang = false;
 };
 
-// Of a child that played an episode; none when all was right.
+// What a child that played an episode found; empty when all was right.
 std::optional<Failure> FindFailure(const ChildEnd& end);
 
 }  // namespace brelmo::tavi::tools

@@ -24,7 +24,7 @@ constexpr std::chrono::seconds kMostTime{40};
 // How often a candidate is played when it depends on how the threads interleave.
 constexpr size_t kAttempts = 12;
 
-// Drops what is not needed for the failure: halves first, single items last.
+// Drops what the failure does without: halves first, single items last.
 template <typename Item, typename Test>
 void Reduce(std::vector<Item>& items, const Test& fails) {
   for (size_t size = std::max<size_t>(items.size() / 2, 1); !items.empty(); size /= 2) {
@@ -103,7 +103,7 @@ std::optional<FailedEpisode> PlayEpisodes(const StressSetup& setup, size_t count
 }
 
 ShortEpisode Shrink(const StressSetup& setup, const Episode& episode, const Failure& failure) {
-  // What a candidate has to do for the failure not to be lost, the most useful way first.
+  // Ways to tell that a candidate still has the failure, the most useful way first.
   enum class Way { kRunFails, kFailsOneAtATime, kFailsAtOnce };
 
   StressSetup quick = setup;
@@ -141,7 +141,7 @@ ShortEpisode Shrink(const StressSetup& setup, const Episode& episode, const Fail
     candidate.rounds.resize(count);
     best.episode = candidate;
   }
-  // What one pass drops may be what another could not do without.
+  // One pass may drop what kept another from dropping more.
   const auto size = [&candidate] {
     return candidate.rounds.size() + candidate.event_count() + candidate.cases.size();
   };

@@ -19,27 +19,27 @@ struct StressSetup {
   std::chrono::seconds patience{10};
 };
 
-// Plays the episodes that `make` returns, each in a process of its own, from 0 to `count` - 1. The
-// first that fails, by its number, is what counts.
 struct FailedEpisode {
   size_t number = 0;
   Failure failure;
 };
+// Plays the episodes 0 to `count` - 1 that `make` returns, each in a process of its own. Returns
+// the failed one with the lowest number; empty when all held.
 std::optional<FailedEpisode> PlayEpisodes(const StressSetup& setup, size_t count,
                                           const std::function<Episode(size_t)>& make);
 
 struct ShortEpisode {
   Episode episode;
   Failure failure;
-  // One event at a time is enough to make it fail.
-  bool is_serial = false;
+  bool is_serial = false;  // it fails with one event at a time, too
 };
+// Drops what the failure does without.
 ShortEpisode Shrink(const StressSetup& setup, const Episode& episode, const Failure& failure);
 
-// The steps, and what each must come to when events come one at a time.
+// The steps, one event at a time, each with what the model expects of it.
 std::string ScenarioText(const Episode& episode);
 
-// Whether `tavi run` fails with that.
+// Whether `tavi run` fails with that scenario.
 bool DoesRunFail(const StressSetup& setup, const Episode& episode);
 
 }  // namespace brelmo::tavi::tools

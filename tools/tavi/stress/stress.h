@@ -1,5 +1,5 @@
-// Random events on all of the host's threads at once, until time is up or one of them comes to what
-// it must not.
+// Random events on all of the host's threads at once, until time is up or the module does something
+// wrong.
 #pragma once
 
 #include <chrono>

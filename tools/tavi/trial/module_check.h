@@ -11,8 +11,7 @@ namespace brelmo::tavi::tools {
 // takes longer than `patience`.
 void RequireModule(const std::string& path, std::chrono::milliseconds patience);
 
-// Why a host would not take the library, or would not get far with it; empty when nothing speaks
-// against it.
+// Why a host refuses the library or fails with it; empty when a host takes it.
 std::string FindWhyNotTaken(const std::string& path, std::chrono::milliseconds patience);
 
 }  // namespace brelmo::tavi::tools

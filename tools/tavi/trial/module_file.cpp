@@ -34,7 +34,7 @@ void ReadSymbols(Elf* elf, Elf_Scn* section, const GElf_Shdr& header, LibraryFil
   const auto count =
       static_cast<int>(header.sh_entsize == 0 ? 0 : header.sh_size / header.sh_entsize);
   size_t bytes = 0;
-  for (int i = 1; i < count; ++i) {  // the first is none
+  for (int i = 1; i < count; ++i) {  // the first is a placeholder
     GElf_Sym symbol;
     if (gelf_getsym(data, i, &symbol) == nullptr) break;
     const int binding = GELF_ST_BIND(symbol.st_info);

@@ -94,7 +94,7 @@ Lines Status(bool is_active, int result) {
 
 Trial::Trial(TrialSetup setup, ChildReport& report)
     : setup_(std::move(setup)), report_(report), data_folder_(std::in_place, setup_.folder) {
-  // What was freed, or never set, is no zeros: reading it makes a difference.
+  // Memory that was freed or never set holds other bytes than 0, so that reading it shows.
   mallopt(M_PERTURB, 0xA5);
   WriteFile("l.txt", "0.5,-0.25\n");
   WriteFile("r.txt", "2,3\n");

@@ -18,8 +18,8 @@ struct DataRow {
   const char* name;
   const char* holds;
   std::string file_name;
-  std::optional<std::string> content;  // none: nothing is written
-  std::optional<Response> response;    // none: the file is refused
+  std::optional<std::string> content;  // empty: no such file
+  std::optional<Response> response;    // empty: the file is refused
   std::string error;
 };
 

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "console/json_text.h"
 #include "validate/verdict_reporter.h"
 
 namespace brelmo::tavi::tools {
@@ -40,7 +41,7 @@ class JsonVerdicts final : public VerdictReporter {
 
  private:
   static void Put(const Json& object) {
-    std::printf("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    std::printf("%s\n", JsonText(object).c_str());
     std::fflush(stdout);
   }
 };

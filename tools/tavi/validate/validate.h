@@ -18,7 +18,7 @@ struct ValidateSetup {
 };
 
 // The tests with one of the names, or in a group of that name; * and ? as in a shell. All without
-// patterns. Throws InputError when that leaves none.
+// patterns. Throws InputError when no test has such a name.
 Validations SelectValidations(const std::vector<std::string>& patterns);
 
 // Whether all tests held. Throws InputError when the file is no module, and MachineError.

@@ -8,7 +8,9 @@ Validations AllValidations() {
   AddInitValidations(validations);
   AddScenarioValidations(validations);
   AddConfigValidations(validations);
+  AddPostureValidations(validations);
   AddCaseValidations(validations);
+  AddMessageValidations(validations);
   AddDataValidations(validations);
   AddDumpValidations(validations);
   AddLoggingValidations(validations);

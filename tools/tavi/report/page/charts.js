@@ -1,58 +1,37 @@
-function dataset(number, channel, quantity) {
-  const values = responseOf(outputOf(number, channel))[quantity];
-  const at = (bin) => (bin > 0 && bin < values.length ? values[bin] : null);
-  const line = colour(`--line-${number % COLOURS}`);
+// ---- Charts -----------------------------------------------------------------------------------
+
+const charts = {};  // by id
+const legends = {};  // these by panel
+const notices = {};
+const readouts = {};
+const plots = {};
+const figures = {};
+
+const idOf = (each) => `${each.panel}-${each.name}`;
+const shownCharts = () => CHARTS.filter((each) => each.view === state.view).map((each) => charts[idOf(each)]);
+
+function dataset({ number, channel, values, label }, { panel, quantity, across }, shown = state.shown) {
+  const first = firstOf(quantity);
+  const at = (i) => (i >= first && i < values.length ? values[i] : null);
+  const style = styleOf(number, channel, panel, shown);
+  const isFlat = style.colour === '--warning';
+  const line = colour(style.colour);
+  const points = values.slice(first);
+  const place = AXES[across].at;
   return {
-    label: `Case ${number}`,
+    label: isFlat ? `${label}, flat` : label,
     caseNumber: number,
-    data: values.slice(1).map((y, i) => ({ x: report.frequency_hz[i + 1], y: y === null ? NaN : y })),
+    channel,
+    data: points.map((y, i) => ({ x: place(i + first), y: y === null ? NaN : y })),
     borderColor: line,
     backgroundColor: line,
-    borderWidth: number === state.shown ? 2 : 1.75,
-    borderDash: number === state.shown ? [] : [6, 4],
-    order: number === state.shown ? 0 : 1,
-    // A bin between two gaps makes no line.
-    pointRadius: values.slice(1).map((_, i) => (at(i) === null && at(i + 2) === null ? 2 : 0)),
+    borderWidth: isFlat ? 2.5 : number === shown ? 2 : 1.75,
+    borderDash: style.dash,
+    order: number === shown ? 0 : 1,
+    // A point between two gaps makes no line.
+    pointRadius: points.map((_, i) => ((across === 'hz' && place(i + first) < POINTS_BELOW && !isFlat) ||
+      (at(i + first - 1) === null && at(i + first + 1) === null) ? 2 : 0)),
   };
-}
-
-function verticalRange(quantity, channels) {
-  let lowest = Infinity;
-  let highest = -Infinity;
-  for (const channel of channels) {
-    for (const number of drawnCases(channel)) {
-      const values = responseOf(outputOf(number, channel))[quantity];
-      for (let bin = 1; bin < values.length; ++bin) {
-        if (values[bin] === null) continue;
-        lowest = Math.min(lowest, values[bin]);
-        highest = Math.max(highest, values[bin]);
-      }
-    }
-  }
-  if (lowest > highest) return { min: -6, max: 6, step: 6, isCut: false };
-  const isMagnitude = quantity === 'magnitude_db';
-  const isCut = isMagnitude && highest - lowest > MAGNITUDE_SPAN;
-  if (isCut) lowest = highest - MAGNITUDE_SPAN;
-  const least = isMagnitude ? 6 : 90;  // a curve that hardly moves is to look so
-  // Nor is a curve to run along the frame.
-  const padding = Math.max((highest - lowest) / 30, (least - (highest - lowest)) / 2);
-  const steps = isMagnitude ? [1, 2, 3, 6, 10, 20] : [15, 30, 45, 90, 180, 360, 720];
-  let step = steps.find((candidate) => (highest - lowest + 2 * padding) / candidate <= 6);
-  if (step === undefined) step = Math.ceil((highest - lowest) / 6 / 360) * 360;
-  return {
-    min: Math.floor((lowest - padding) / step) * step,
-    max: Math.ceil((highest + padding) / step) * step,
-    step,
-    isCut,
-  };
-}
-
-function lastBin() {
-  const bins = shownCases().flatMap((number) => CHANNELS.map((channel) => {
-    const response = responseOf(outputOf(number, channel));
-    return response ? response.real.length : 0;
-  }));
-  return Math.max(1, ...bins) - 1;
 }
 
 // 1, 2, 3, ... 9, 10, 20, ...: a grid line each.
@@ -75,129 +54,205 @@ function frequencyLabel(value, axis) {
   return value >= 1000 ? `${Number((value / 1000).toPrecision(3))}k` : `${Number(value.toPrecision(3))}`;
 }
 
-function makeChart(channel, quantity, canvas) {
-  const title = quantity === 'magnitude_db' ? 'Magnitude, dB' : 'Phase, degrees';
-  const chart = new Chart(canvas, {
-    type: 'line',
-    data: { datasets: [] },
-    options: {
-      animation: false,
-      responsive: true,
-      maintainAspectRatio: false,
-      parsing: false,
-      normalized: true,
-      interaction: { mode: 'index', axis: 'x', intersect: false },
-      elements: { point: { hoverRadius: 4, hitRadius: 0 }, line: { tension: 0 } },
-      onHover: (event, active) => setBin(active.length > 0 ? active[0].index + 1 : null, chart),
-      scales: {
-        x: {
-          type: 'logarithmic',
-          title: { display: quantity !== 'magnitude_db', text: 'Frequency, Hz' },
-          ticks: {
-            autoSkip: false,
-            maxRotation: 0,
-            callback(value) { return frequencyLabel(value, this); },
-          },
-          afterBuildTicks: (axis) => { axis.ticks = frequencyTicks(axis.min, axis.max); },
-        },
-        y: {
-          type: 'linear',
-          title: { display: true, text: title },
-          ticks: { callback: (value) => number(value) },
-          // The same room for the labels in every chart: the frequencies stand below each other.
-          afterFit: (axis) => { axis.width = 74; },
-        },
+// What is behind the curves: the telephone band, or what a block does not play right. And what is
+// being dragged over them.
+const bands = {
+  id: 'bands',
+  beforeDraw(chart) {
+    const { ctx, chartArea: area, scales: { x } } = chart;
+    const [from, to, text] = chart.across === 'hz' ? [...TELEPHONE_BAND, 'telephone band'] : [PLAYED_TAPS - 0.5, 511, 'beyond 257 taps'];
+    const left = Math.max(area.left, x.getPixelForValue(from));
+    const right = Math.min(area.right, x.getPixelForValue(to));
+    chart.band = null;
+    if (!(right > left)) return;
+    ctx.save();
+    ctx.fillStyle = colour('--band');
+    ctx.fillRect(left, area.top, right - left, area.bottom - area.top);
+    ctx.restore();
+    chart.band = { left, right, text };
+  },
+  // Above the lines of the grid.
+  beforeDatasetsDraw({ ctx, chartArea: area, band }) {
+    if (!band) return;
+    const { left, right, text } = band;
+    ctx.save();
+    ctx.font = `11px ${Chart.defaults.font.family}`;
+    ctx.textBaseline = 'top';
+    const { width } = ctx.measureText(text);
+    if (right - left > width + 8) {
+      ctx.fillStyle = colour('--band');
+      ctx.fillRect(left + 2, area.top + 1, width + 4, 14);
+      ctx.fillStyle = colour('--muted');
+      ctx.fillText(text, left + 4, area.top + 3);
+    }
+    ctx.restore();
+  },
+  afterDraw(chart) {
+    if (!chart.drag) return;
+    const { ctx, drag: { from, to } } = chart;
+    ctx.save();
+    ctx.strokeStyle = colour('--accent');
+    ctx.lineWidth = 1.5;
+    ctx.strokeRect(from.x, from.y, to.x - from.x, to.y - from.y);
+    ctx.restore();
+  },
+};
+
+function chartOptions(each) {
+  const axis = AXES[each.across];
+  return {
+    animation: false,
+    responsive: true,
+    maintainAspectRatio: false,
+    parsing: false,
+    normalized: true,
+    interaction: { mode: 'index', axis: 'x', intersect: false },
+    elements: { point: { hoverRadius: 4, hitRadius: 0 }, line: { tension: 0 } },
+    onHover: (event, active, chart) => setIndex(each.across, active.length > 0 ? active[0].index + axis.first : null, chart),
+    scales: {
+      x: {
+        type: each.across === 'hz' ? 'logarithmic' : 'linear',
+        title: { display: each.name !== 'magnitude', text: axis.title },
+        ticks: each.across === 'hz' ? {
+          autoSkip: false,
+          maxRotation: 0,
+          callback(value) { return frequencyLabel(value, this); },
+        } : { maxRotation: 0, precision: 0, includeBounds: false },
+        ...(each.across === 'hz' ? { afterBuildTicks: (built) => { built.ticks = frequencyTicks(built.min, built.max); } } : {}),
       },
-      plugins: {
-        legend: { display: false },
-        tooltip: {
-          callbacks: {
-            title: (items) => (items.length === 0 ? ''
-              : `Bin ${items[0].dataIndex + 1}, ${hertz(report.frequency_hz[items[0].dataIndex + 1])}`),
-            label: (item) => {
-              const response = responseOf(outputOf(item.dataset.caseNumber, channel));
-              return ` ${item.dataset.label}: ${exactText(response, item.dataIndex + 1)[0]}`;
-            },
+      y: {
+        type: 'linear',
+        title: { display: true, text: QUANTITIES[each.quantity].title },
+        ticks: { includeBounds: false, callback: (value) => number(Number(value.toFixed(6))) },
+        // The same room for the labels in every chart: the frequencies stand below each other.
+        afterFit: (built) => { built.width = 74; },
+      },
+    },
+    plugins: {
+      legend: { display: false },
+      tooltip: {
+        callbacks: {
+          title: (items) => {
+            if (items.length === 0) return '';
+            const index = items[0].dataIndex + axis.first;
+            return `${axis.name(index)}, ${axis.place(index)}`;
           },
+          label: ({ dataset: { label, caseNumber, channel }, dataIndex }) =>
+            ` ${label}: ${valueText(caseNumber, channel, each.quantity, dataIndex + axis.first)[0]}`,
         },
       },
     },
+  };
+}
+
+// Puts the curves of some cases on a chart, and as much of the axes as is to be seen.
+function fill(chart, each, cases, shown = state.shown) {
+  chart.data.datasets = curvesOf(each, cases).map((curve) => dataset(curve, each, shown));
+  const { x, y } = chart.options.scales;
+  [x.min, x.max] = windowOf(each.across);
+  [y.min, y.max] = windowOf(each.quantity);
+  y.ticks.stepSize = stepOf(QUANTITIES[each.quantity].steps, y.max - y.min);
+  dress(chart);
+}
+
+// In the colours of the theme.
+function dress(chart) {
+  for (const axis of Object.values(chart.options.scales)) {
+    axis.grid = { color: colour('--grid'), borderColor: colour('--rule') };
+    axis.ticks.color = colour('--muted');
+    axis.title.color = colour('--muted');
+  }
+  Object.assign(chart.options.plugins.tooltip, {
+    backgroundColor: colour('--tip'), titleColor: colour('--tip-text'), bodyColor: colour('--tip-text'),
   });
-  canvas.addEventListener('keydown', (event) => onChartKey(event, chart));
-  canvas.addEventListener('blur', () => { chart.tooltip.setActiveElements([], { x: 0, y: 0 }); chart.draw(); });
+}
+
+function makeChart(each, canvas, options = chartOptions(each)) {
+  const chart = new Chart(canvas, { type: 'line', data: { datasets: [] }, options, plugins: [bands] });
+  chart.across = each.across;
   return chart;
 }
 
-function buildChannels() {
-  for (const channel of CHANNELS) {
-    charts[channel] = {};
-    legends[channel] = make('ul', { class: 'legend' });
-    notices[channel] = make('div', { class: 'notices' });
-    readouts[channel] = make('table', { class: 'readout', 'aria-label': `${CHANNEL_TITLES[channel]}: exact values` });
-    plots[channel] = make('div', { class: 'plots' });
-    for (const quantity of QUANTITIES) {
-      const name = quantity === 'magnitude_db' ? 'magnitude' : 'phase';
-      const canvas = make('canvas', { id: `${channel}-${name}`, tabindex: '0', role: 'slider',
-        'aria-label': `${CHANNEL_TITLES[channel]}, ${name}: bin`, 'aria-valuemin': '1' });
-      plots[channel].append(make('div', { class: `plot ${name}` }, canvas));
-    }
-    byId(channel).append(make('figcaption', {}, make('h3', {}, CHANNEL_TITLES[channel])),
-      legends[channel], notices[channel], plots[channel], readouts[channel]);
-    for (const quantity of QUANTITIES) {
-      const name = quantity === 'magnitude_db' ? 'magnitude' : 'phase';
-      charts[channel][quantity] = makeChart(channel, quantity, byId(`${channel}-${name}`));
-    }
+function buildPanels() {
+  for (const panel of PANELS) {
+    legends[panel] = make('ul', { class: 'legend' });
+    notices[panel] = make('div', { class: 'notices' });
+    readouts[panel] = make('table', { class: 'readout', 'aria-label': `${CHANNEL_TITLES[panel]}: exact values` });
+    plots[panel] = make('div', { class: 'plots' });
+    figures[panel] = make('div', { class: 'time' });
+    byId(panel).append(make('figcaption', {}, make('h3', {}, CHANNEL_TITLES[panel])),
+      legends[panel], notices[panel], plots[panel], readouts[panel], figures[panel]);
   }
+  for (const each of CHARTS) {
+    const axis = AXES[each.across];
+    const canvas = make('canvas', { id: idOf(each), tabindex: '0', role: 'slider',
+      'aria-label': `${CHANNEL_TITLES[each.panel]}, ${QUANTITIES[each.quantity].title}: ${each.across === 'hz' ? 'bin' : 'sample'}`,
+      'aria-valuemin': axis.first });
+    plots[each.panel].append(make('div', { class: `plot ${each.name}`, 'data-view': each.view }, canvas));
+    const chart = makeChart(each, canvas);
+    charts[idOf(each)] = chart;
+    attachZoom(chart, each);
+    canvas.addEventListener('keydown', (event) => onChartKey(event, chart, each));
+    canvas.addEventListener('blur', () => { chart.tooltip.setActiveElements([], { x: 0, y: 0 }); chart.draw(); });
+  }
+  byId('reset-zoom').addEventListener('click', resetZoom);
 }
 
-const allCharts = () => CHANNELS.flatMap((channel) => QUANTITIES.map((quantity) => charts[channel][quantity]));
-
-function elementsAt(chart, bin) {
-  return chart.data.datasets.map((_, datasetIndex) => ({ datasetIndex, index: bin - 1 })).filter((item) => {
+function elementsAt(chart, index) {
+  return chart.data.datasets.map((_, datasetIndex) => ({ datasetIndex, index })).filter((item) => {
     const element = chart.getDatasetMeta(item.datasetIndex).data[item.index];
     return element && !element.skip;
   });
 }
 
-// Marks a bin in every chart; null takes the marks away, and leaves the values of the last one.
-function setBin(bin, source, withTooltip = false) {
-  if (bin !== null) state.bin = bin;
-  for (const chart of allCharts()) {
+// Marks a bin or a sample in every chart; null takes the marks away, and leaves the values of the
+// last one.
+function setIndex(across, index, source, withTooltip = false) {
+  if (index !== null) AXES[across].set(index);
+  for (const chart of shownCharts()) {
     if (chart === source && !withTooltip) continue;
-    const items = bin === null ? [] : elementsAt(chart, bin);
+    const items = index === null ? [] : elementsAt(chart, index - AXES[across].first);
     chart.setActiveElements(items);
     const isAtPoint = chart === source && items.length > 0;
     const point = isAtPoint ? chart.getDatasetMeta(items[0].datasetIndex).data[items[0].index] : { x: 0, y: 0 };
     chart.tooltip.setActiveElements(isAtPoint ? items : [], { x: point.x, y: point.y });
     chart.draw();
   }
-  if (bin !== null) renderBin();
+  if (index !== null) renderIndex();
 }
 
-function renderBin() {
-  for (const channel of CHANNELS) {
-    renderReadout(channel);
-    const values = drawnCases(channel).map((number) =>
-      `case ${number} ${exactText(responseOf(outputOf(number, channel)), state.bin)[0]}`);
-    for (const quantity of QUANTITIES) {
-      const { canvas } = charts[channel][quantity];
-      canvas.setAttribute('aria-valuenow', state.bin);
-      canvas.setAttribute('aria-valuemax', lastBin());
-      canvas.setAttribute('aria-valuetext',
-        `bin ${state.bin}, ${hertz(report.frequency_hz[state.bin] || 0)}: ${values.join('; ')}`);
+function renderIndex() {
+  for (const panel of shownPanels()) {
+    renderReadout(panel);
+    for (const each of chartsOf(panel)) {
+      const axis = AXES[each.across];
+      const index = axis.index();
+      const values = curvesOf(each, shownCases()).map((curve) =>
+        `${curve.label.toLowerCase()} ${valueText(curve.number, curve.channel, each.quantity, index)[0]}`);
+      const { canvas } = charts[idOf(each)];
+      canvas.setAttribute('aria-valuenow', index);
+      canvas.setAttribute('aria-valuemax', axis.last());
+      canvas.setAttribute('aria-valuetext', `${axis.name(index).toLowerCase()}, ${axis.place(index)}: ${values.join('; ')}`);
     }
   }
 }
 
-function onChartKey(event, chart) {
+function onChartKey(event, chart, each) {
+  if (event.ctrlKey || event.altKey || event.metaKey) return;
+  const { first, last, index, at } = AXES[each.across];
   const step = event.shiftKey ? 10 : 1;
   const moves = {
-    ArrowRight: state.bin + step, ArrowUp: state.bin + step, ArrowLeft: state.bin - step, ArrowDown: state.bin - step,
-    PageUp: state.bin + 10, PageDown: state.bin - 10, Home: 1, End: lastBin(),
+    ArrowRight: index() + step, ArrowUp: index() + step, ArrowLeft: index() - step, ArrowDown: index() - step,
+    PageUp: index() + 10, PageDown: index() - 10, Home: first, End: last(),
   };
-  if (event.key === 'Escape') setBin(null, chart, true);
-  else if (event.key in moves) setBin(Math.min(lastBin(), Math.max(1, moves[event.key])), chart, true);
-  else return;
+  if (event.key === 'Escape') setIndex(each.across, null, chart, true);
+  else if (event.key in moves) {
+    const next = Math.min(last(), Math.max(first, moves[event.key]));
+    AXES[each.across].set(next);
+    if (keepInWindow(each.across, at(next))) renderResponses();
+    setIndex(each.across, next, chart, true);
+    keepAddress();
+  } else if (!onZoomKey(event, each)) return;
   event.preventDefault();
 }
 
@@ -224,6 +279,19 @@ function shownNote() {
   return report.cases[state.shown].is_in_force ? 'No posture ever takes this case.' : 'This case is not in force.';
 }
 
+// What the axes are, and what of the values they leave out.
+function axisNote() {
+  const quantities = CHARTS.filter((each) => each.view === state.view).map((each) => each.quantity);
+  const cut = quantities.some((quantity) => scaleOf(quantity).isCut)
+    ? ' Values far outside of the rest lie outside of the plot.' : '';
+  const axis = state.view === 'impulse'
+    ? `The filter that ${DSP_BINS} bins stand for, on a circle of 512 samples; ${Number((report.rate_hz / 1000).toFixed(3))} of them are 1 ms. What is shaded, a DSP that works in blocks of 512 samples with a hop of 256 does not play right.`
+    : `Frequencies at a sampling rate of ${report.rate_hz} Hz; below ${POINTS_BELOW} Hz each bin is a point.`;
+  const unwrapped = state.view !== 'response' ? ''
+    : ' The phase is unwrapped. Bin 0 (0 Hz) has no place on a logarithmic axis: the tables give its value.';
+  return `${axis}${unwrapped} One scale for all cases.${cut}`;
+}
+
 function renderResponses() {
   if (state.overlay === state.shown) state.overlay = null;
   if (state.shown !== null) {
@@ -234,40 +302,33 @@ function renderResponses() {
       option.disabled = option.hidden;
     }
   }
+  for (const input of document.querySelectorAll('#views input')) input.checked = input.value === state.view;
   byId('shown-note').textContent = shownNote();
   state.bin = Math.min(state.bin, Math.max(1, lastBin()));
-
-  // Magnitudes have the same range in both channels, to compare at a glance. The phase of a channel
-  // that is held back would leave nothing to see of the other one's.
-  const magnitudeRange = verticalRange('magnitude_db', CHANNELS);
-  const cut = magnitudeRange.isCut
-    ? ` Bins more than ${MAGNITUDE_SPAN} dB below the highest one lie below the plot.` : '';
-  byId('axis-note').hidden = !CHANNELS.some((channel) => drawnCases(channel).length > 0);
-  byId('axis-note').textContent = `Frequencies at a sampling rate of ${report.rate_hz} Hz. The phase is unwrapped. Bin 0 (0 Hz) has no place on a logarithmic axis: the tables give its value, and that of the bin under the pointer (arrow keys move it).${cut}`;
-  const frequencies = report.frequency_hz;
-  for (const channel of CHANNELS) {
-    const drawn = drawnCases(channel);
-    byId(channel).hidden = state.shown === null;
-    legends[channel].replaceChildren(...shownCases().map((number) => legendEntry(number, channel)));
-    notices[channel].replaceChildren(...shownCases().flatMap((number) => noticesOf(number, channel)));
-    notices[channel].classList.toggle('in-place', drawn.length === 0);
-    plots[channel].hidden = drawn.length === 0;
-    for (const quantity of QUANTITIES) {
-      const range = quantity === 'magnitude_db' ? magnitudeRange : verticalRange(quantity, [channel]);
-      const chart = charts[channel][quantity];
+  const cases = shownCases();
+  const isDrawn = (panel) => chartsOf(panel).some((each) => curvesOf(each, cases).length > 0);
+  byId('chart-help').hidden = !shownPanels().some(isDrawn);
+  byId('axis-note').textContent = axisNote();
+  byId('reset-zoom').disabled = Object.keys(state.zoom).length === 0;
+  for (const panel of PANELS) byId(panel).hidden = state.shown === null || !shownPanels().includes(panel);
+  for (const panel of shownPanels()) {
+    legends[panel].replaceChildren(...legendEntries(cases, panel));
+    notices[panel].replaceChildren(...cases.flatMap((each) => (panel !== 'pair' ? noticesOf(each, panel)
+      : CHANNELS.flatMap((channel) => noticesOf(each, channel, true)))));
+    notices[panel].classList.toggle('in-place', !isDrawn(panel));
+    plots[panel].hidden = !isDrawn(panel);
+    figures[panel].replaceChildren(...(panel === 'pair' ? pairFigures(cases) : timeFigures(cases, panel)));
+    for (const plot of plots[panel].children) plot.hidden = plot.dataset.view !== state.view;
+    for (const each of chartsOf(panel)) {
+      const chart = charts[idOf(each)];
       chart.setActiveElements([]);
-      chart.data.datasets = drawn.map((number) => dataset(number, channel, quantity));
-      const { x, y } = chart.options.scales;
-      x.min = frequencies.length > 1 ? frequencies[1] : 1;
-      x.max = Math.max(report.rate_hz / 2, frequencies[lastBin()] || 0);
-      y.min = range.min;
-      y.max = range.max;
-      y.ticks.stepSize = range.step;
+      fill(chart, each, cases);
       chart.update('none');
     }
   }
-  renderBin();
+  renderIndex();
   for (const row of document.querySelectorAll('#cases tbody tr')) {
     row.classList.toggle('current', Number(row.dataset.case) === state.shown);
   }
+  keepAddress();
 }

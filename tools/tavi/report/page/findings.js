@@ -81,24 +81,58 @@ function buildCases() {
   byId('config-text').textContent = visible(report.configuration.text);
 }
 
+// What is wrong with what the module accepts, in a few words; none for nothing.
+function defects() {
+  const outputs = report.cases.flatMap((each) => each.outputs);
+  const inState = (wanted) => outputs.filter((output) => output.state === wanted).length;
+  const found = (...names) => report.findings.filter((finding) => names.includes(finding.name)).length;
+  const verb = (amount, noun, one, many) => (amount === 0 ? null : `${count(amount, noun)} ${amount === 1 ? one : many}`);
+  const named = [
+    verb(inState('flat'), 'channel', 'flat', 'flat'),
+    verb(inState('empty'), 'channel', 'not sent', 'not sent'),
+    verb(inState('not-finite'), 'channel', 'with NaN', 'with NaN'),
+    verb(found('alternating-cases'), 'area', 'alternates', 'alternate'),
+    verb(found('unreachable-case'), 'case', 'never taken', 'never taken'),
+    found('uncovered-posture') > 0 ? 'postures without a case' : null,
+  ].filter(Boolean);
+  const others = report.counts.warning - found('alternating-cases', 'unreachable-case', 'uncovered-posture');
+  if (others > 0) named.push(named.length > 0 ? `${count(others, 'other warning')}` : count(others, 'warning'));
+  return named.join(', ');
+}
+
+function verdictText() {
+  const { cases_in_force: inForce, context, valid } = report.module;
+  if (!context) return 'The module finds no case in it: init reports success, and nothing is ever sent.';
+  if (inForce === 0) return 'The module refuses the first case and reads no further: no correction is ever sent.';
+  const wrong = defects();
+  const rest = wrong === '' ? '.' : `; ${wrong}.`;
+  if (!valid || inForce < report.cases.length) {
+    return `The module works with the first ${count(inForce, 'case')} of ${report.cases.length} only, the rest is refused or not read${rest}`;
+  }
+  return `The module accepts ${inForce === 1 ? 'the one case' : `all ${inForce} cases`}${rest}`;
+}
+
 function buildHead() {
   const name = visible(report.configuration.name);
-  const { cases_in_force: inForce, context, valid } = report.module;
   const { error, warning, note } = report.counts;
+  const { cases_in_force: inForce, context, valid } = report.module;
   document.title = `${name} \u2013 speaker compensation report`;
   byId('name').textContent = name;
-  const verdict = byId('verdict');
-  if (!context) verdict.textContent = 'The module finds no case in it: init reports success, and nothing is ever sent.';
-  else if (inForce === 0) verdict.textContent = 'The module refuses the first case and reads no further: no correction is ever sent.';
-  else if (!valid || inForce < report.cases.length) {
-    verdict.textContent = `The module works with the first ${count(inForce, 'case')} of ${report.cases.length} only: the rest is refused or not read.`;
-  } else verdict.textContent = `The module accepts ${inForce === 1 ? 'the one case' : `all ${inForce} cases`}.`;
-  verdict.classList.toggle('bad', !context || !valid || inForce < report.cases.length);
-  const fact = (term, ...value) => make('div', {}, make('dt', {}, term), make('dd', {}, ...value));
+  byId('verdict').textContent = verdictText();
+  byId('verdict').classList.toggle('bad', !context || !valid || inForce < report.cases.length || error > 0);
+  byId('verdict').classList.toggle('doubtful', warning > 0);
+  const fact = (kind, term, ...value) => make('div', { class: kind }, make('dt', {}, term), make('dd', {}, ...value));
   byId('facts').append(
-    fact('Cases in force', `${inForce} of ${report.cases.length}`),
-    fact('Errors', make('a', { href: '#findings-title', class: error > 0 ? 'bad' : '' }, `${error}`)),
-    fact('Warnings', make('a', { href: '#findings-title' }, `${warning}`)),
-    fact('Notes', make('a', { href: '#findings-title' }, `${note}`)),
-    fact('Sampling rate', `${report.rate_hz} Hz`));
+    fact('', 'Cases in force', `${inForce} of ${report.cases.length}`),
+    fact('', 'Errors', make('a', { href: '#findings-title', class: error > 0 ? 'bad' : '' }, `${error}`)),
+    fact('', 'Warnings', make('a', { href: '#findings-title' }, `${warning}`)),
+    fact('', 'Notes', make('a', { href: '#findings-title' }, `${note}`)),
+    fact('', 'Sampling rate', `${report.rate_hz} Hz`),
+    fact('small', 'Data folder', make('code', {}, visible(report.data_folder))),
+    fact('small', 'tavi', `version ${report.version}`));
+  const row = (title, sha256) => make('tr', {}, make('th', { scope: 'row' }, title),
+    make('td', {}, sha256 === null ? 'cannot be read' : make('code', {}, sha256)));
+  byId('hash-title').textContent = `SHA-256 of the configuration and of ${count(report.data_files.length, 'data file')}`;
+  byId('hashes').append(make('tbody', {}, row('Configuration', report.configuration.sha256),
+    ...report.data_files.map(({ file, sha256 }) => row(make('code', {}, visible(file)), sha256))));
 }

@@ -40,7 +40,10 @@ const state = {
   rotation: firstRun ? firstRun.rotation : 0,
   shown: report.cases.length > 0 ? 0 : null,  // the case whose responses are shown
   overlay: null,
+  view: 'response',
   bin: Math.max(1, nearestBin(1000)),  // that exact values are given for
+  sample: 0,
+  zoom: {},  // what is seen of an axis, [from, to]: hz, samples, and each quantity
 };
 
 function nearestBin(frequency) {

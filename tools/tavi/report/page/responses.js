@@ -1,25 +1,10 @@
 // ---- Responses --------------------------------------------------------------------------------
 
-const charts = {};  // by channel, by quantity
-const legends = {};
-const notices = {};
-const readouts = {};
-const plots = {};
-
 const outputOf = (number, channel) => (number === null ? undefined
   : report.cases[number].outputs.find((output) => output.channel === channel));
 const responseOf = (output) => (output && output.response !== null ? report.responses[output.response] : null);
 // The cases on show: the chosen one and what it is compared with.
 const shownCases = () => [state.shown, state.overlay].filter((number) => number !== null);
-
-// A curve is drawn of what a file gave; bin 0 has no place on a logarithmic axis.
-function isDrawable(output) {
-  const response = responseOf(output);
-  return Boolean(response) && output.state !== 'flat' &&
-    response.magnitude_db.some((value, bin) => bin > 0 && value !== null);
-}
-
-const drawnCases = (channel) => shownCases().filter((number) => isDrawable(outputOf(number, channel)));
 
 function colour(name) {
   return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
@@ -32,8 +17,8 @@ function binsWhere(response, isWanted) {
 const isNotANumber = (real, imaginary) => real === null || imaginary === null;
 const isZero = (real, imaginary) => real === 0 && imaginary === 0;
 
-function noticesOf(number, channel) {
-  const title = make('strong', {}, `Case ${number}`);
+function noticesOf(number, channel, withChannel = false) {
+  const title = make('strong', {}, `Case ${number}${withChannel ? `, ${channel},` : ''}`);
   const notice = (kind, ...text) => make('p', { class: `notice ${kind}` }, title.cloneNode(true), ...text);
   if (!report.cases[number].is_in_force) {
     return [notice('error', ' is not in force: the module does not read its files.')];
@@ -41,7 +26,7 @@ function noticesOf(number, channel) {
   const output = outputOf(number, channel);
   const response = responseOf(output);
   if (output.state === 'flat') {
-    return [notice('error', ' is sent flat: ', `${count(output.message.bins, 'bin')} of 1 + 0i, for `,
+    return [notice('warning', ' is sent flat: ', `${count(output.message.bins, 'bin')} of 1 + 0i, for `,
       fileName(output), ' cannot be used. The findings say why.')];
   }
   if (output.state === 'empty') {
@@ -53,7 +38,7 @@ function noticesOf(number, channel) {
     const bins = binsWhere(response, isNotANumber);
     result.push(notice('error', ` is not finite: ${bins.length === 1 ? 'bin' : 'bins'} ${ranges(bins)} of `,
       fileName(output), ` ${bins.length === 1 ? 'holds' : 'hold'} NaN, which is sent as it is.`,
-      isDrawable(output) ? ' The curve has gaps there.' : ''));
+      hasCurve(response.magnitude_db, 'magnitude_db') ? ' The curve has gaps there.' : ''));
   }
   const zeros = binsWhere(response, isZero).filter((bin) => bin > 0);
   const outside = response.real.length - DSP_BINS;
@@ -66,8 +51,11 @@ function noticesOf(number, channel) {
   } else if (zeros.length > 0) {
     result.push(notice('note', ` has magnitude 0 in ${zeros.length === 1 ? 'bin' : 'bins'} ${ranges(zeros)}, which is no value in dB: a gap in the curve.`));
   }
-  if (!isDrawable(output) && response.real.length === 1) {
+  if (response.real.length === 1) {
     result.push(notice('note', ' has bin 0 only, which a logarithmic axis has no place for.'));
+  }
+  if (isOfTime() && response.time === null) {
+    result.push(notice('note', ` has not ${DSP_BINS} finite bins: what it is in time is not known.`));
   }
   return result;
 }
@@ -84,27 +72,86 @@ function exactText(response, bin) {
   return [`${decimal(response.magnitude_db[bin], 3)} dB, ${decimal(response.phase_degrees[bin], 2)}\u00b0`, complex];
 }
 
-function renderReadout(channel) {
-  const shown = shownCases();
-  const cells = (bin) => shown.map((number) => {
-    const response = responseOf(outputOf(number, channel));
-    const [value, complex] = response ? exactText(response, bin) : ['not sent', ''];
-    return make('td', {}, make('span', { class: 'exact' }, value), make('span', { class: 'complex' }, complex));
-  });
-  const row = (bin) => make('tr', {}, make('th', { scope: 'row' }, `Bin ${bin}`,
-    make('span', { class: 'complex' }, hertz(report.frequency_hz[bin]))), ...cells(bin));
-  const bins = report.frequency_hz.length === 0 ? [] : report.frequency_hz.length === 1 ? [0] : [0, state.bin];
-  readouts[channel].replaceChildren(
-    make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''),
-      ...shown.map((number) => make('th', { scope: 'col' }, `Case ${number}`)))),
-    make('tbody', {}, ...bins.map(row)));
-  readouts[channel].hidden = bins.length === 0 || !shown.some((number) => responseOf(outputOf(number, channel)));
+// What a value of a quantity is at an index, in words, and what it was made of.
+function valueText(number, panel, quantity, index) {
+  if (panel !== 'pair' && quantity !== 'group_delay_ms' && quantity !== 'impulse_db') {
+    const response = responseOf(outputOf(number, panel));
+    return response ? exactText(response, index) : ['not sent', ''];
+  }
+  const values = valuesOf(number, panel, quantity);
+  if (!values || index >= values.length || values[index] === null) return ['none', ''];
+  const { unit, digits } = QUANTITIES[quantity];
+  return [`${decimal(values[index], digits)} ${unit}`, ''];
 }
 
-function legendEntry(number, channel) {
-  const output = outputOf(number, channel);
-  const line = make('span', { class: number === state.shown ? 'line' : 'line dashed', 'aria-hidden': 'true' });
-  line.style.setProperty('--line', `var(--line-${number % COLOURS})`);
-  if (!isDrawable(output)) line.classList.add('undrawn');
-  return make('li', {}, line, chip(number), make('span', {}, `Case ${number} `, output ? fileName(output) : ''));
+function renderReadout(panel) {
+  const shown = shownCases();
+  const { across, quantity } = chartsOf(panel)[0];
+  const columns = panel !== 'pair' ? shown.map((number) => [`Case ${number}`, number, panel, quantity])
+    : shown.flatMap((number) => [[`Case ${number}, left`, number, 'left', 'magnitude_db'],
+      ['right', number, 'right', 'magnitude_db'], ['right less left', number, 'pair', 'difference_db']]);
+  const row = (index) => make('tr', {}, make('th', { scope: 'row' }, AXES[across].name(index),
+    make('span', { class: 'complex' }, AXES[across].place(index))),
+  ...columns.map(([, number, ofPanel, ofQuantity]) => {
+    const [value, detail] = valueText(number, ofPanel, ofQuantity, index);
+    return make('td', {}, make('span', { class: 'exact' }, value),
+      panel === 'pair' ? null : make('span', { class: 'complex' }, detail));
+  }));
+  const index = AXES[across].index();
+  const known = shown.some((number) => panel === 'pair' || responseOf(outputOf(number, panel)));
+  const rows = across === 'samples' ? [index] : report.frequency_hz.length === 0 ? []
+    : report.frequency_hz.length === 1 ? [0] : quantity === 'magnitude_db' && panel !== 'pair' ? [0, index] : [index];
+  readouts[panel].replaceChildren(
+    make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''),
+      ...columns.map(([title]) => make('th', { scope: 'col' }, title)))),
+    make('tbody', {}, ...rows.map(row)));
+  readouts[panel].hidden = rows.length === 0 || !known;
+}
+
+// ---- What a filter is in time -----------------------------------------------------------------
+
+const share = (value) => (value === null ? 'nothing' : `${decimal(value, 1)} dB`);
+const arcText = ({ start, length }) => `${count(length, 'sample')} from ${number(start)} on`;
+
+function timeFigures(shown, channel) {
+  const times = shown.map((each) => [each, responseOf(outputOf(each, channel))]).filter(([, response]) => response && response.time);
+  if (!isOfTime() || times.length === 0) return [];
+  const rows = [
+    ['Energy outside of the first 257 taps', (time) => share(time.late_energy_db)],
+    ['Energy earlier than 1 ms before the peak', (time) => share(time.early_energy_db)],
+    ['All but \u221230 dB of the energy', (time) => arcText(time.arc_30db)],
+    ['All but \u221260 dB of the energy', (time) => arcText(time.arc_60db)],
+    ['Delay (centre of energy)', (time) => `${decimal(time.delay_ms, 3)} ms`],
+    ['Gain of a signal\u2019s samples, at worst', (time) => share(time.worst_gain_db)],
+    ['Level of speech', (time) => share(time.speech_level_db)],
+  ];
+  return [make('table', { class: 'figures' },
+    make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''), ...times.map(([each]) => make('th', { scope: 'col' }, `Case ${each}`)))),
+    make('tbody', {}, ...rows.map(([title, text]) => make('tr', {}, make('th', { scope: 'row' }, title),
+      ...times.map(([, response]) => make('td', {}, text(response.time)))))))];
+}
+
+function pairFigures(shown) {
+  return shown.map((each) => [each, report.cases[each].pair]).filter(([, pair]) => pair).map(([each, pair]) => {
+    const late = Math.abs(pair.delay_ms) < 0.001 ? 'Right comes with left'
+      : `${pair.delay_ms > 0 ? 'Right' : 'Left'} comes ${decimal(Math.abs(pair.delay_ms), 3)} ms later than ${pair.delay_ms > 0 ? 'left' : 'right'}`;
+    const text = pair.similarity < 0.5 ? 'The channels are too unlike for a delay between them to mean anything'
+      : `${late}, with ${pair.is_inverted ? 'opposite' : 'the same'} polarity`;
+    const level = pair.level_db === null ? '' : Math.abs(pair.level_db) < 0.05 ? '; both have the same level of speech' : `; right\u2019s level of speech is ${decimal(Math.abs(pair.level_db), 1)} dB ${pair.level_db < 0 ? 'lower' : 'higher'}`;
+    return make('p', { class: 'hint' }, make('strong', {}, `Case ${each}. `), `${text}${pair.similarity < 0.5 ? '' : level}.`);
+  });
+}
+
+function legendEntries(shown, panel, chosen = state.shown) {
+  const entry = (each, channel, text) => {
+    const style = styleOf(each, channel, panel, chosen);
+    const line = make('span', { class: style.dash.length === 0 ? 'line' : 'line dashed', 'aria-hidden': 'true' });
+    line.style.setProperty('--line', `var(${style.colour})`);
+    if (!hasCurve(valuesOf(each, channel, 'magnitude_db'), 'magnitude_db')) line.classList.add('undrawn');
+    const output = outputOf(each, channel);
+    return make('li', {}, line, chip(each), make('span', {}, text, output ? fileName(output) : '',
+      output && output.state === 'flat' ? ' (flat)' : ''));
+  };
+  if (panel !== 'pair') return shown.map((each) => entry(each, panel, `Case ${each} `));
+  return shown.flatMap((each) => CHANNELS.map((channel) => entry(each, channel, `Case ${each}, ${channel} `)));
 }

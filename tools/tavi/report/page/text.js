@@ -6,12 +6,13 @@ const ANGLES = 181;  // 0 to 180 degrees
 const COLOURS = 7;  // of cases; then they repeat with another pattern
 const PATTERNS = 4;
 const CHANNELS = ['left', 'right'];
-const CHANNEL_TITLES = { left: 'Left channel', right: 'Right channel' };
-const QUANTITIES = ['magnitude_db', 'phase_degrees'];
+const CHANNEL_TITLES = { left: 'Left channel', right: 'Right channel', pair: 'Left and right' };
 const DSP_BINS = 257;
+const PLAYED_TAPS = 257;  // of a filter's 512 samples, what a DSP that works in blocks plays right
+const TELEPHONE_BAND = [300, 3400];  // Hz
+const POINTS_BELOW = 1000;  // Hz; bins are few there, and what is between them is not in the file
 const NARROW = 12;  // pixels of a cell
 const LONG_LIST = 40;  // entries
-const MAGNITUDE_SPAN = 80;  // dB below the highest bin; a notch to nothing would flatten the rest
 
 // ---- Text -------------------------------------------------------------------------------------
 
@@ -40,7 +41,8 @@ function visible(text) {
 const fileName = (output) => make('code', {}, visible(output.file));
 
 function decimal(value, digits) {
-  return value.toFixed(digits).replace('-', '\u2212');
+  const text = value.toFixed(digits);
+  return Number(text) === 0 ? text.replace('-', '') : text.replace('-', '\u2212');
 }
 
 function number(value) {

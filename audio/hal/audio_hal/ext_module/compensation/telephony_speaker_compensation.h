@@ -139,8 +139,8 @@ class TelephonySpeakerCompensation final {
   const std::vector<std::unique_ptr<CompensationIndex>>& indices() const { return indices_; }
 
   // The case, an element of cases(), that an update takes in this posture while the scenario is
-  // active and the case with the keys `previous` is the one last sent (null: none was). Null when
-  // it takes none. Changes and sends nothing; an update asks the same.
+  // active and the case with the keys `previous` is the one last sent (null: no case was). Null
+  // when it takes none. Changes and sends nothing; an update asks the same.
   const Case* ChooseCase(int hinge_angle, int screen_rotation, const CaseKeys* previous) const;
   // All cases whose conditions hold in this posture, in the order of cases(), whether an update
   // takes them or not.
@@ -195,9 +195,9 @@ class TelephonySpeakerCompensation final {
   DumpedValue<bool> is_supported_scenario_active_{false};
   DumpedValue<int32_t> screen_rotation_{0};
   DumpedValue<int32_t> hinge_angle_{kNoHingeAngle};
-  // The keys of the case last sent; null for none. They are never copied: cases_ does not change
-  // and lives as long as the engine, so a dump may follow the pointer whatever the event threads do
-  // meanwhile.
+  // The keys of the case last sent; null before the first one. They are never copied: cases_ does
+  // not change and lives as long as the engine, so a dump may follow the pointer whatever the event
+  // threads do meanwhile.
   DumpedValue<const CaseKeys*> previous_case_keys_{nullptr};
   std::vector<uint32_t> active_usecases_;
   std::vector<uint32_t> active_common_values_;

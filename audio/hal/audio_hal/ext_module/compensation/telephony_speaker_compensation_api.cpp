@@ -86,7 +86,7 @@ constexpr std::array<int32_t, 3> kUsecases = {6, 23, 24};
 constexpr std::array<usecase_event_t, 2> kUsecaseEvents = {kUsecaseStarted, kUsecaseStopped};
 constexpr int kClientOption = 5;
 
-// The 32-bit value at `record` + `offset`; none when the host gave no record.
+// The 32-bit value at `record` + `offset`; empty when the host gave no record.
 template <typename T>
 std::optional<T> ReadValue(const void* record, size_t offset = 0) {
   static_assert(sizeof(T) == sizeof(uint32_t));

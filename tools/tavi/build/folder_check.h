@@ -1,0 +1,20 @@
+// Whether a folder is what a source makes.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace brelmo::tavi::tools {
+
+// How the folder differs from `files` and the manifest, a line each; empty when it does not.
+// Another machine's last digit is no difference: bins may lie 1e-7 apart, and then pages and hashes
+// are not compared. Throws InputError when the folder cannot be looked through.
+std::vector<std::string> DifferencesIn(const std::string& folder,
+                                       const std::map<std::string, std::string>& files,
+                                       const std::string& manifest);
+
+// Whether there is a file with this content.
+bool IsFileOf(const std::string& path, const std::string& content);
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,168 @@
+#include "diff/diff_side.h"
+
+#include <cmath>
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "build/config_source.h"
+#include "capture/capture_file.h"
+#include "capture/capture_rules.h"
+#include "check/data_file_path.h"
+#include "check/known_names.h"
+#include "console/input.h"
+#include "console/wording.h"
+#include "data_folder.h"
+#include "log_capture.h"
+#include "response/import_correction.h"
+#include "response/measurement_reader.h"
+#include "response/number_text.h"
+#include "response/text_encoding.h"
+#include "telephony_speaker_compensation.h"
+#include "tokenize.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+using audio::compensation::CompensationData;
+using audio::compensation::ScreenRotationIndex;
+using audio::compensation::TelephonySpeakerCompensation;
+
+bool IsConfig(const std::string& text) {
+  return text.find(':') != std::string::npos &&
+         std::any_of(kChannelNames.begin(), kChannelNames.end(), [&text](std::string_view name) {
+           return text.find(name) != std::string::npos;
+         });
+}
+
+// As many bins as the DSP has, "real,imaginary", and no table over rising frequencies.
+std::optional<std::vector<Complex>> ReadDataFile(const std::string& text) {
+  std::vector<Complex> bins;
+  bool is_rising = true;
+  LineCursor lines(text);
+  for (TextLine line; lines.Next(&line);) {
+    const size_t comma = line.text.find(',');
+    if (comma == std::string_view::npos) return std::nullopt;
+    const auto real = ParseNumber(TrimBlanks(line.text.substr(0, comma)), {});
+    const auto imaginary = ParseNumber(TrimBlanks(line.text.substr(comma + 1)), {});
+    if (!real || !imaginary) return std::nullopt;
+    is_rising = is_rising && (bins.empty() || *real > bins.back().real());
+    bins.emplace_back(*real, *imaginary);
+  }
+  if (bins.size() != kBinCount || is_rising) return std::nullopt;
+  return bins;
+}
+
+SideResponse ReadResponse(const std::string& path, const std::string& content, double rate) {
+  if (auto bins = ReadDataFile(content)) return {"a data file", std::move(*bins)};
+  ReadOptions reading;
+  reading.delay = DelayPolicy::kKeep;
+  reading.window_ms = 0.0;
+  const ReadResult read = ReadMeasurementBytes(path, content, reading);
+  if (!read.measurement) {
+    for (const Finding& finding : read.findings) {
+      if (finding.severity != Severity::kError) continue;
+      throw InputError(path + ": is no configuration, capture or data file, and as a response: " +
+                       finding.message);
+    }
+  }
+  ImportOptions options;
+  options.rate = rate;
+  return {"a response", ImportCorrection(*read.measurement, options).bins};
+}
+
+SideConfig ReadConfig(std::string text, const std::string& data_root) {
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  for (const std::string& path : DataFilesOf(text, data_root)) {
+    if (const EndlessFile endless = LookForEnd(path)) {
+      throw InputError(path + ": is " + endless.what + ": " + endless.consequence);
+    }
+  }
+  std::error_code error;
+  if (!data_root.empty() && !fs::is_directory(data_root, error)) {
+    throw InputError(data_root + ": is no folder to take data files from");
+  }
+  std::optional<simulator::DataFolder> in_force;
+  if (!data_root.empty()) in_force.emplace(fs::absolute(data_root).string());
+  const simulator::LogCapture silence([](const simulator::LogLine&) {});
+  const auto read = TelephonySpeakerCompensation::GetConfig(text);
+  const TelephonySpeakerCompensation engine(nullptr, read);
+
+  SideConfig config;
+  const std::vector<std::string> texts = android::base::Tokenize(text, " ");
+  config.written = texts.size();
+  config.postures = ProbePostures(engine);
+  for (size_t i = 0; i < engine.cases().size(); ++i) {
+    const std::vector<CompensationData>& outputs = engine.cases()[i].second;
+    SideCase a_case;
+    a_case.text = texts[i];
+    a_case.conditions = {read.cases[i].conditions.begin(), read.cases[i].conditions.end()};
+    for (const auto& [name, value] : a_case.conditions) {
+      std::vector<std::string> values = android::base::Tokenize(value, ",");
+      if (name == ScreenRotationIndex::kName) std::sort(values.begin(), values.end());
+      a_case.rules[name] = std::move(values);
+    }
+    for (const CompensationData& output : outputs) {
+      const size_t channel = output.type == CompensationData::kLeftType ? 0 : 1;
+      a_case.channels[channel] = {read.cases[i].outputs.at(std::string(kChannelNames[channel])),
+                                  output.raw_data};
+    }
+    config.cases.push_back(std::move(a_case));
+  }
+  return config;
+}
+
+SideCapture ReadCapture(const std::string& path, const std::string& content) {
+  SideCapture capture;
+  std::optional<simulator::DspMessages::Damage> damage;  // the first
+  const DeliveryHandler take = [&](const CapturedDelivery& delivery) {
+    if (!damage) damage = delivery.damage;
+    for (const simulator::DspMessage& message : delivery.messages) {
+      if (!message.is_response()) continue;
+      auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
+      SideChannel channel{"", message.Response()};
+      if (std::none_of(known.begin(), known.end(),
+                       [&channel](const auto& other) { return other.data == channel.data; })) {
+        known.push_back(std::move(channel));
+      }
+    }
+  };
+  InputStream stream(path, content);
+  const auto end = LooksLikePcapng(content) ? ReadPcapng(stream, take) : ReadMessages(stream, take);
+  if (!damage) damage = end;
+  if (damage) {
+    throw InputError(path + ": from byte " + std::to_string(damage->offset) +
+                     " on it is no capture: " + damage->reason);
+  }
+  return capture;
+}
+
+}  // namespace
+
+Side ReadSide(const SideOptions& options, double rate) {
+  std::error_code error;
+  if (fs::is_directory(options.path, error)) {
+    const fs::path folder = options.path;
+    const std::string data_root =
+        options.data_root.empty() ? (folder / kDataFolder).string() : options.data_root;
+    return ReadConfig(ReadFile((folder / "device.conf").string()), data_root);
+  }
+  const std::string content = ReadFile(options.path, kMaxMeasurementBytes);
+  if (IsCapture(content)) return ReadCapture(options.path, content);
+  if (IsConfig(content)) return ReadConfig(content, options.data_root);
+  return ReadResponse(options.path, content, rate);
+}
+
+std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel) {
+  if (channel.data.size() != 2 * kBinCount ||
+      !std::all_of(channel.data.begin(), channel.data.end(),
+                   [](float value) { return std::isfinite(value); })) {
+    return std::nullopt;
+  }
+  return BinsOfData(channel.data);
+}
+
+}  // namespace brelmo::tavi::tools

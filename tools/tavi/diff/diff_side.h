@@ -1,0 +1,60 @@
+// One of the two things that are compared, read.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "check/posture_probe.h"
+#include "response/spectrum.h"
+
+namespace brelmo::tavi::tools {
+
+struct SideOptions {
+  std::string path;
+  std::string data_root;  // of a configuration; empty: the folder's etc/, or the device's own
+};
+
+// What a case sends to a channel. No bins: nothing.
+struct SideChannel {
+  std::string file;  // as configured
+  std::vector<float> data;
+};
+
+struct SideCase {
+  std::string text;
+  std::map<std::string, std::string> conditions;  // as configured, by name
+  // The same in one order, whatever else stands in the configuration.
+  std::map<std::string, std::vector<std::string>> rules;
+  std::array<SideChannel, 2> channels;  // left, right
+};
+
+struct SideConfig {
+  std::vector<SideCase> cases;  // in force
+  size_t written = 0;           // cases that stand in the text
+  std::vector<PostureResult> postures;
+};
+
+struct SideResponse {
+  std::string kind;  // "a data file", "a response", for messages
+  std::vector<Complex> bins;
+};
+
+// Each response that a capture holds, once, by channel.
+struct SideCapture {
+  std::array<std::vector<SideChannel>, 2> responses;
+};
+
+using Side = std::variant<SideConfig, SideResponse, SideCapture>;
+
+// Reads a configuration, a folder that build made, a data file, a response or filter as text or
+// audio, or a capture; which it is its content tells. `rate` is that of the DSP. Throws InputError.
+Side ReadSide(const SideOptions& options, double rate);
+
+// Of what a case sends. One that is not 257 finite bins is none.
+std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel);
+
+}  // namespace brelmo::tavi::tools

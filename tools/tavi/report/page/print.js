@@ -1,0 +1,51 @@
+// ---- On paper ---------------------------------------------------------------------------------
+
+const MOST_PRINTED = 120;  // cases; each takes canvases
+const PRINTED_WIDTH = 350;
+let printed = [];  // charts
+
+function printedPanel(number, panel) {
+  const figure = make('figure', { class: 'channel' }, make('figcaption', {}, make('h4', {}, CHANNEL_TITLES[panel])),
+    make('ul', { class: 'legend' }, ...legendEntries([number], panel, number)),
+    make('div', { class: 'notices' }, ...(panel === 'pair' ? CHANNELS : [panel]).flatMap((channel) => noticesOf(number, channel, panel === 'pair'))));
+  for (const each of chartsOf(panel)) {
+    if (curvesOf(each, [number]).length === 0) continue;
+    const width = panel === 'pair' ? 2 * PRINTED_WIDTH : PRINTED_WIDTH;
+    const canvas = make('canvas', { width, height: each.name === 'phase' ? 150 : 180 });
+    figure.append(make('div', {}, canvas));
+    const chart = makeChart(each, canvas, { ...chartOptions(each), responsive: false, events: [], devicePixelRatio: 2 });
+    fill(chart, each, [number], number);
+    chart.update('none');
+    printed.push(chart);
+  }
+  figure.append(...(panel === 'pair' ? pairFigures([number]) : timeFigures([number], panel)));
+  return figure;
+}
+
+// The chosen view of every case, in the light theme.
+function beginPrint() {
+  document.documentElement.toggleAttribute('data-print', true);
+  endPrintedCases();
+  const cases = report.cases.filter((each) => each.is_in_force).map((each) => each.number);
+  for (const each of cases.slice(0, MOST_PRINTED)) {
+    byId('printed').append(make('section', {}, make('h3', {}, chip(each), ` Case ${each}: ${conditionsText(each)}`),
+      make('div', { class: 'channels' }, ...shownPanels().map((panel) => printedPanel(each, panel)))));
+  }
+  if (cases.length > MOST_PRINTED) {
+    byId('printed').append(make('p', {}, `The curves of the other ${count(cases.length - MOST_PRINTED, 'case')} are on the page only.`));
+  }
+  for (const details of document.querySelectorAll('header details')) details.open = true;
+  renderResponses();
+}
+
+function endPrintedCases() {
+  for (const chart of printed) chart.destroy();
+  printed = [];
+  byId('printed').replaceChildren();
+}
+
+function endPrint() {
+  document.documentElement.toggleAttribute('data-print', false);
+  endPrintedCases();
+  renderResponses();
+}
