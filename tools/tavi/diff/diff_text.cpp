@@ -71,9 +71,7 @@ Json ChannelToJson(const ChannelDiff& diff) {
   return object;
 }
 
-void Put(const Json& object) {
-  std::printf("%s\n", JsonText(object, 2).c_str());
-}
+void Put(const Json& object) { std::printf("%s\n", JsonText(object, 2).c_str()); }
 
 std::string TakenText(const std::optional<size_t>& number) {
   return number ? "case " + std::to_string(*number) : "no case";
