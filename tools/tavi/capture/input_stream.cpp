@@ -40,6 +40,7 @@ size_t PutUtf8(unsigned unit, char* out) {
 InputStream::InputStream(const std::string& path) : path_(path), buffer_(kBufferSize) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
+  RequireEnd(path);
   file_.reset(std::fopen(path.c_str(), "rb"));
   if (!file_) throw InputError(path + ": cannot be read: " + std::strerror(errno));
   if (const auto size = std::filesystem::file_size(path, error); !error) size_ = size;
