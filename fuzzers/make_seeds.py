@@ -156,6 +156,37 @@ def main(example, output):
         seeds[f"dsp_messages/case_{number // 2}"] = pair
         seeds[f"dsp_messages/capture_{number // 2}"] = active + pair
 
+    # A call in a log, with the dump and the capture of it behind it.
+    engine = "audio_hw_telephony_speaker_compensation"
+    keys = "Case Keys : {Name : HingeAngle, Supported Index: {0 } }"
+    log = [("audio_hw_compensation", "compensation_init: initialize successfully"),
+           ("audio_hw_compensation", "audio_hw_compensation: common event 2"),
+           ("audio_hw_compensation", "audio_hw_compensation: use case event 21"),
+           (engine, "UpdateModuleStatus: update tuning with size 12"),
+           (engine, f"UpdateTuningData: update case keys: {keys}"),
+           (engine, "UpdateTuningData: update tuning with size 48"),
+           (engine, f"UpdateTuningData: update case keys: previous{keys} -> {keys}"),
+           (engine, "UpdateTuningData: fail to update tuning.")]
+    text = "".join(f"11-22 00:07:12.{n:03}  1041  2001 I {tag}: {message}\n"
+                   for n, (tag, message) in enumerate(log)).encode()
+    dump = (b"TelephonySpeakerCompensation :\n  Optional Parameters:\n"
+            b"    hinge angle:30, screen rotation:0\n  Supported Scenario Is Active:true\n"
+            b"  Previous Case Keys: Null\n  TuningData:\n    Case Keys [0] :\n"
+            b"      Name : HingeAngle, Supported Index: {0 }\n    Output [0] :\n"
+            b"      FileName: a.txt, Type:0, Data Size:4\n      FileName: , Type:1, Data Size:4\n"
+            b"  Parameter Index:\n      HingeAngle {[0~60]:0, }\n")
+    call = active + message(16, struct.pack("<2f", 1, 0)) + message(17, struct.pack("<2f", 2, 0))
+    head = struct.pack("<12I", 0x0a0d0d0a, 28, 0x1a2b3c4d, 1, 2**32 - 1, 2**32 - 1, 28,
+                       1, 20, 147, 0, 20)
+    packet = struct.pack("<7I", 6, 44 + 16, 0, 0, 7, 12, 12) + active
+    packet += struct.pack("<HH8sII", 1, 8, b"result 0", 0, 44 + 16)
+    seeds["material/log"] = text
+    seeds["material/brief"] = b"".join(
+        f"I/{tag}( 1041): {message}\r\n".encode() for tag, message in log)
+    seeds["material/dump"] = dump
+    seeds["material/mixed"] = text + dump + call
+    seeds["material/pcapng"] = head + packet
+
     for name, content in seeds.items():
         path = output / name
         path.parent.mkdir(parents=True, exist_ok=True)

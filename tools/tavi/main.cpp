@@ -30,6 +30,7 @@ int Main(int argc, char** argv) {
   AddCheckCommand(program, exit_code);
   AddDesignCommand(program, exit_code);
   AddImportCommand(program, exit_code);
+  AddDiagnoseCommand(program, exit_code);
   AddReportCommand(program, exit_code);
   AddRenderCommand(program, exit_code);
   AddValidateCommand(program, exit_code);

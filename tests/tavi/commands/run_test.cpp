@@ -239,7 +239,8 @@ TEST_F(RunCommandTest, NothingThatMayHaveNoEndIsWaitedFor) {
       {{"decode", "/dev/null", "--config-text", text}, "waits until somebody writes"},
       {{"check", "--config", folder_.path("etc/fifo")}, "is a pipe"},
       {{"run", "--config-text", "a", "--scenario", "/dev/zero"}, "is a device"},
-      {{"decode", folder_.path("etc/fifo")}, "is a pipe"},
+      {{"decode", folder_.path("etc/fifo"), "--config-text", "a"}, "is a pipe"},
+      {{"diagnose", folder_.path("etc/fifo"), "--config-text", "a"}, "is a pipe"},
   };
   for (const auto& [arguments, reason] : rows) {
     SCOPED_TRACE(testing::PrintToString(arguments));

@@ -17,6 +17,7 @@ void AddRunCommand(CLI::App& program, int& exit_code);
 void AddDecodeCommand(CLI::App& program, int& exit_code);
 void AddDesignCommand(CLI::App& program, int& exit_code);
 void AddImportCommand(CLI::App& program, int& exit_code);
+void AddDiagnoseCommand(CLI::App& program, int& exit_code);
 void AddRenderCommand(CLI::App& program, int& exit_code);
 void AddReportCommand(CLI::App& program, int& exit_code);
 void AddStressCommand(CLI::App& program, int& exit_code);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "check/data_file_path.h"
 #include "console/wording.h"
@@ -66,6 +67,41 @@ void AddFormatOption(CLI::App& command, std::string& format, const std::string& 
       ->type_name("FORMAT");
 }
 
+std::string ConfigText(const std::string& path, std::string content) {
+  if (!content.empty() && content.back() == '\n') content.pop_back();
+  if (const size_t at = content.find('\0'); at != std::string::npos) {
+    throw InputError(path + ": byte " + std::to_string(at + 1) +
+                     " is a null character, where a host would end the text");
+  }
+  return content;
+}
+
+std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root) {
+  std::vector<InputFile> inputs;
+  for (const std::string& path : DataFilesOf(text, data_root)) {
+    inputs.push_back({path, "a data file of the configuration"});
+  }
+  return inputs;
+}
+
+void RequireFiniteDataFiles(const std::string& text, const std::string& data_root) {
+  for (const std::string& path : DataFilesOf(text, data_root)) {
+    if (const EndlessFile endless = LookForEnd(path)) {
+      throw InputError(path + ": is " + endless.what + ": " + endless.consequence +
+                       "; put a data file in its place");
+    }
+  }
+}
+
+void WarnOfNoDeviceFolder() {
+  std::error_code error;
+  if (std::filesystem::is_directory(simulator::DataFolder::kDevicePath, error)) return;
+  std::fprintf(stderr,
+               "tavi: this machine has no %s, where the module looks for data files; name their "
+               "folder with --data-root\n",
+               simulator::DataFolder::kDevicePath);
+}
+
 void ConfigSource::AddTo(CLI::App& command, bool is_required) {
   auto* const group = command.add_option_group("Configuration");
   group->add_option("--config", file_, "File with the configuration text")->type_name("FILE");
@@ -84,13 +120,7 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
 std::string ConfigSource::Content() const { return file_ ? ReadFile(*file_) : text_.value_or(""); }
 
 std::string ConfigSource::TextOf(std::string content) const {
-  if (!file_) return content;
-  if (!content.empty() && content.back() == '\n') content.pop_back();
-  if (const size_t at = content.find('\0'); at != std::string::npos) {
-    throw InputError(*file_ + ": byte " + std::to_string(at + 1) +
-                     " is a null character, where a host would end the text");
-  }
-  return content;
+  return file_ ? ConfigText(*file_, std::move(content)) : content;
 }
 
 ConfigSource ConfigSource::With(const std::string& file, const std::string& data_root) const {
@@ -101,35 +131,21 @@ ConfigSource ConfigSource::With(const std::string& file, const std::string& data
 }
 
 std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {
-  std::vector<InputFile> inputs;
-  if (file_) inputs.push_back({*file_, "the configuration"});
-  for (const std::string& path : DataFilesOf(text, data_root())) {
-    inputs.push_back({path, "a data file of the configuration"});
-  }
+  std::vector<InputFile> inputs = DataFileInputs(text, data_root());
+  if (file_) inputs.insert(inputs.begin(), {*file_, "the configuration"});
   return inputs;
 }
 
 void ConfigSource::RequireFiniteDataFiles(const std::string& text) const {
-  for (const std::string& path : DataFilesOf(text, data_root())) {
-    if (const EndlessFile endless = LookForEnd(path)) {
-      throw InputError(path + ": is " + endless.what + ": " + endless.consequence +
-                       "; put a data file in its place");
-    }
-  }
+  tools::RequireFiniteDataFiles(text, data_root());
 }
 
 std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
-  std::error_code error;
   if (!data_root_) {
-    if (is_given() && !std::filesystem::is_directory(simulator::DataFolder::kDevicePath, error)) {
-      std::fprintf(
-          stderr,
-          "tavi: this machine has no %s, where the module looks for data files; name their "
-          "folder with --data-root\n",
-          simulator::DataFolder::kDevicePath);
-    }
+    if (is_given()) WarnOfNoDeviceFolder();
     return std::nullopt;
   }
+  std::error_code error;
   if (!std::filesystem::is_directory(*data_root_, error)) {
     throw InputError(*data_root_ + ": is no folder to take data files from");
   }

@@ -22,15 +22,26 @@ void AddForceOption(CLI::App& command, bool& is_forced);
 // The option --format of commands that write text for people or "json: `what`" for programs.
 void AddFormatOption(CLI::App& command, std::string& format, const std::string& what);
 
-// The options --config, --config-text and --data-root, shared by all commands that need them.
+// The text of a file with this content as the host would hand it over: without one final line feed.
+// Throws InputError.
+std::string ConfigText(const std::string& path, std::string content);
+// The data files that `text` names: no output may take the place of one.
+std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root);
+// Throws InputError when a data file that `text` names is one that the module would read, or wait
+// for, without end.
+void RequireFiniteDataFiles(const std::string& text, const std::string& data_root);
+// On standard error, on a machine that is no device.
+void WarnOfNoDeviceFolder();
+
+// The options --config, --config-text and --data-root, shared by all commands that need one
+// configuration.
 class ConfigSource {
  public:
   // `is_required`: the command cannot do without a configuration.
   void AddTo(CLI::App& command, bool is_required);
 
   bool is_given() const { return file_ || text_; }
-  // The text as the host would hand it over: of a file without one final line feed. Throws
-  // InputError.
+  // See ConfigText.
   std::string Text() const { return TextOf(Content()); }
   // The same in two steps: the bytes as they stand, and the text of them.
   std::string Content() const;
@@ -44,8 +55,7 @@ class ConfigSource {
   // What is read because of these options, the data files that `text` names included: no output may
   // take its place.
   std::vector<InputFile> Inputs(const std::string& text) const;
-  // Throws InputError when a data file that `text` names is one that the module would read, or wait
-  // for, without end.
+  // See tools::RequireFiniteDataFiles.
   void RequireFiniteDataFiles(const std::string& text) const;
   // Puts the data folder that was asked for in force, for as long as the result lives. Throws
   // InputError when it is no folder.

@@ -2,43 +2,39 @@
 #include <memory>
 #include <string>
 
-#include "capture/capture_listing.h"
+#include "commands/candidate_options.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
+#include "diagnose/delivery_listing.h"
 
 namespace brelmo::tavi::tools {
 
-namespace {
-
-struct DecodeOptions {
-  ConfigSource config;
-  std::string capture;
-  std::string format = "text";
-};
-
-int Decode(const DecodeOptions& options) {
-  const std::string text = options.config.Text();
-  options.config.RequireFiniteDataFiles(text);
-  const auto data_folder = options.config.UseDataFolder();
-  std::unique_ptr<CaseTable> cases;
-  if (options.config.is_given()) cases = std::make_unique<CaseTable>(text);
-  PutCapture(options.capture, cases.get(), options.format == "json");
-  return kExitAsExpected;
-}
-
-}  // namespace
-
 void AddDecodeCommand(CLI::App& program, int& exit_code) {
   auto* const command =
-      program.add_subcommand("decode", "Print a capture of writes to the DSP, message by message");
+      program.add_subcommand("decode", "Print a capture of writes to the DSP, a line a delivery");
   const auto options = std::make_shared<DecodeOptions>();
-  command->add_option("capture", options->capture, "File that `tavi run --capture` wrote")
+  const auto candidates = std::make_shared<CandidateOptions>();
+  command
+      ->add_option("capture", options->capture,
+                   "File that `tavi run --capture` wrote, or a host: bytes or pcapng")
       ->required()
       ->type_name("FILE");
-  options->config.AddTo(*command, /*is_required=*/false);
-  AddFormatOption(*command, options->format, "one object a line");
-  command->footer("With a configuration, responses are named after their data files.");
-  command->callback([options, &exit_code] { exit_code = Decode(*options); });
+  candidates->AddTo(*command);
+  command
+      ->add_option("--extract", options->extract,
+                   "Write each response once, as a data file, into this folder")
+      ->type_name("DIR");
+  AddForceOption(*command, options->is_forced);
+  AddFormatOption(*command, options->format, "one object a message, a line each");
+  command->footer(
+      "With configurations, deliveries are named after their cases, and responses after their "
+      "data files.");
+  command->callback([options, candidates, &exit_code] {
+    options->candidates = candidates->Read();
+    options->inputs = candidates->Inputs(options->candidates);
+    ListDeliveries(*options);
+    exit_code = kExitAsExpected;
+  });
 }
 
 }  // namespace brelmo::tavi::tools

@@ -9,7 +9,8 @@
 
 #include <android-base/logging.h>
 
-#include "capture/capture_listing.h"
+#include "capture/capture_file.h"
+#include "capture/capture_rules.h"
 #include "commands/commands.h"
 #include "commands/config_options.h"
 #include "commands/installed_module.h"
@@ -60,6 +61,9 @@ int Run(const RunOptions& options) {
     inputs.push_back({setup.module, "the module"});
     capture.emplace(*options.capture, CaptureRules(std::move(inputs), options.is_forced));
     setup.capture = capture->stream();
+    setup.capture_format = CaptureFormatOf(*options.capture);
+    capture->Write(CaptureHead(setup.capture_format));
+    std::fflush(setup.capture);  // a fault is found at the end
   }
   android::base::SetMinimumLogSeverity(kLogLevels.at(options.log_level));
   return RunInterruptible([&] {
@@ -92,7 +96,10 @@ void AddRunCommand(CLI::App& program, int& exit_code) {
   command->add_option("--format", options->format, "text, or json: one object a line")
       ->check(CLI::IsMember({"text", "json"}))
       ->type_name("FORMAT");
-  command->add_option("--capture", options->capture, "Store the bytes of every write to the DSP")
+  command
+      ->add_option("--capture", options->capture,
+                   "Store the bytes of every write to the DSP; with its time and result in a "
+                   "file named *.pcapng")
       ->type_name("FILE");
   command
       ->add_option("--log-level", options->log_level,

@@ -61,13 +61,17 @@ std::string EndlessKind(const std::string& path, bool follow_links) {
   return S_ISCHR(status.st_mode) && !is_null_device ? "a device" : "";
 }
 
-std::string ReadFile(const std::string& path, uint64_t most_bytes) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
+void RequireEnd(const std::string& path) {
   if (const std::string kind = EndlessKind(path); !kind.empty() && !IsOwnDescriptor(path)) {
     throw InputError(path + ": is " + kind +
                      ", which may have no end, and is not read; name a file");
   }
+}
+
+std::string ReadFile(const std::string& path, uint64_t most_bytes) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) throw InputError(path + ": is a folder");
+  RequireEnd(path);
   const Descriptor file(path);
   if (file.get() < 0) Fail(path, errno);
   struct stat status = {};

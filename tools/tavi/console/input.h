@@ -22,6 +22,10 @@ constexpr uint64_t kMostTextBytes = uint64_t{64} << 20;
 // of the file that a symbolic link leads to.
 std::string EndlessKind(const std::string& path, bool follow_links = true);
 
+// Throws InputError for a file that may be read for ever, unless this process was given it
+// (/dev/stdin, the shell's "<(...)").
+void RequireEnd(const std::string& path);
+
 // The bytes of a file. Throws InputError, for one that may have no end, too. A pipe that this
 // process was given is read (/dev/stdin, the shell's "<(...)").
 std::string ReadFile(const std::string& path, uint64_t most_bytes = kMostTextBytes);

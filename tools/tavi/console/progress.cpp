@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -9,24 +10,40 @@
 
 namespace brelmo::tavi::tools {
 
-Progress::Progress(size_t total, std::string what)
-    : total_(total), what_(std::move(what)), is_wanted_(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::optional<uint64_t> total, std::string what)
+    : what_(std::move(what)), is_wanted_(isatty(STDERR_FILENO) == 1), total_(total) {}
 
 Progress::~Progress() {
-  if (shown_ > 0) std::fprintf(stderr, "\r%*s\r", static_cast<int>(shown_), "");
+  if (is_shown_) std::fprintf(stderr, "\r\033[K");
 }
 
 void Progress::Advance() {
   const std::lock_guard lock(mutex_);
   ++done_;
+  Show();
+}
+
+void Progress::Set(uint64_t done, std::optional<uint64_t> total) {
+  const std::lock_guard lock(mutex_);
+  done_ = done;
+  total_ = total;
+  Show();
+}
+
+void Progress::Show() {
   constexpr std::chrono::seconds kPatience(1);
   if (!is_wanted_ || std::chrono::steady_clock::now() - begin_ < kPatience) return;
-  constexpr size_t kCells = 30;
-  const size_t cells = total_ > 0 ? kCells * done_ / total_ : kCells;
-  const std::string line = "[" + std::string(cells, '#') + std::string(kCells - cells, '.') + "] " +
-                           std::to_string(done_) + " of " + Count(total_, what_);
-  std::fprintf(stderr, "\r%s", line.c_str());
-  shown_ = line.size();
+  std::string line;
+  if (total_) {
+    constexpr uint64_t kCells = 30;
+    const uint64_t cells = *total_ > 0 ? std::min(kCells, kCells * done_ / *total_) : kCells;
+    line = "[" + std::string(cells, '#') + std::string(kCells - cells, '.') + "] " +
+           std::to_string(done_) + " of " + Count(*total_, what_);
+  } else {
+    line = Count(done_, what_);
+  }
+  std::fprintf(stderr, "\r%s\033[K", line.c_str());
+  is_shown_ = true;
 }
 
 }  // namespace brelmo::tavi::tools

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace brelmo::tavi::tools {
@@ -12,23 +13,26 @@ namespace brelmo::tavi::tools {
 // object.
 class Progress {
  public:
-  // `total` steps of `what`: "posture".
-  Progress(size_t total, std::string what);
+  // Of `total` steps, where that is known; `what` is one of them: "posture".
+  Progress(std::optional<uint64_t> total, std::string what);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  // A step is done. From any thread.
+  // From any thread: a step is done, or so many of so many are.
   void Advance();
+  void Set(uint64_t done, std::optional<uint64_t> total);
 
  private:
-  const size_t total_;
+  void Show();
+
   const std::string what_;
   const bool is_wanted_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   std::mutex mutex_;
-  size_t done_ = 0;
-  size_t shown_ = 0;  // characters
+  std::optional<uint64_t> total_;
+  uint64_t done_ = 0;
+  bool is_shown_ = false;
 };
 
 }  // namespace brelmo::tavi::tools

@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "build/config_source.h"
-#include "capture/capture_listing.h"
+#include "capture/capture_file.h"
+#include "capture/capture_rules.h"
 #include "check/data_file_path.h"
 #include "check/known_names.h"
 #include "console/input.h"
 #include "console/wording.h"
 #include "data_folder.h"
-#include "dsp_message.h"
 #include "log_capture.h"
 #include "response/import_correction.h"
 #include "response/measurement_reader.h"
@@ -116,21 +116,26 @@ SideConfig ReadConfig(std::string text, const std::string& data_root) {
 }
 
 SideCapture ReadCapture(const std::string& path, const std::string& content) {
-  const simulator::DspMessages parsed = simulator::ParseDspMessages(
-      reinterpret_cast<const unsigned char*>(content.data()), content.size());
-  if (parsed.damage) {
-    throw InputError(path + ": from byte " + std::to_string(parsed.damage->offset) +
-                     " on it is no capture: " + parsed.damage->reason);
-  }
   SideCapture capture;
-  for (const simulator::DspMessage& message : parsed.messages) {
-    if (!message.is_response()) continue;
-    auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
-    SideChannel channel{"", message.Response()};
-    if (std::none_of(known.begin(), known.end(),
-                     [&channel](const auto& other) { return other.data == channel.data; })) {
-      known.push_back(std::move(channel));
+  std::optional<simulator::DspMessages::Damage> damage;  // the first
+  const DeliveryHandler take = [&](const CapturedDelivery& delivery) {
+    if (!damage) damage = delivery.damage;
+    for (const simulator::DspMessage& message : delivery.messages) {
+      if (!message.is_response()) continue;
+      auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
+      SideChannel channel{"", message.Response()};
+      if (std::none_of(known.begin(), known.end(),
+                       [&channel](const auto& other) { return other.data == channel.data; })) {
+        known.push_back(std::move(channel));
+      }
     }
+  };
+  InputStream stream(path, content);
+  const auto end = LooksLikePcapng(content) ? ReadPcapng(stream, take) : ReadMessages(stream, take);
+  if (!damage) damage = end;
+  if (damage) {
+    throw InputError(path + ": from byte " + std::to_string(damage->offset) +
+                     " on it is no capture: " + damage->reason);
   }
   return capture;
 }

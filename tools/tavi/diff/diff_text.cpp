@@ -8,6 +8,7 @@
 
 #include "build/project.h"
 #include "check/posture_text.h"
+#include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 
@@ -72,9 +73,7 @@ Json ChannelToJson(const ChannelDiff& diff) {
   return object;
 }
 
-void Put(const Json& object) {
-  std::printf("%s\n", object.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
-}
+void Put(const Json& object) { std::printf("%s\n", JsonText(object, 2).c_str()); }
 
 std::string TakenText(const std::optional<size_t>& number) {
   return number ? "case " + std::to_string(*number) : "no case";

@@ -145,9 +145,10 @@ int Play(const PlaySetup& setup, const std::vector<Step>& steps, const Terminal&
   const auto reporter = MakeReporter(
       setup, terminal, [&child](const std::string& text) { child.Show(kToOutput + text); });
   const std::string name = reads_lines ? "standard input" : setup.scenario;
-  ScenarioRunner runner(
-      module, {setup.config, name, setup.capture, setup.patience, begin, setup.is_time_virtual},
-      *reporter, child);
+  ScenarioRunner runner(module,
+                        {setup.config, name, setup.capture, setup.patience, begin,
+                         setup.capture_format, setup.is_time_virtual},
+                        *reporter, child);
   child.Set("nothing: it was before the first step");
   const bool is_alive =
       (reads_lines ? PlayLines(runner, lines, prompt.get(), terminal.is_prompting, show)

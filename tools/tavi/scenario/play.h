@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "capture/capture_file.h"
+
 namespace brelmo::tavi::tools {
 
 struct PlaySetup {
@@ -21,6 +23,7 @@ struct PlaySetup {
   // Where the bytes of every write go, as they come; may be null. The caller finds what could not
   // be written by `is_capture_complete`.
   std::FILE* capture = nullptr;
+  CaptureFormat capture_format = CaptureFormat::kBytes;
   std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
 };
 

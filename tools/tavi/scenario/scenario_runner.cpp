@@ -367,17 +367,20 @@ void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
   if (!write.is_accepted()) ++totals_.refused_writes;
   if (write.is_accepted() && write.has_response()) accepted_ = write;
   // Behind the module's back: its lock is held here.
-  Report([this, write](RunReporter& reporter) { ReportWrite(reporter, write); });
+  const auto time = std::chrono::system_clock::now();
+  Report([this, write, time](RunReporter& reporter) { ReportWrite(reporter, write, time); });
 }
 
-void ScenarioRunner::ReportWrite(RunReporter& reporter, const simulator::DspWrite& write) {
+void ScenarioRunner::ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
+                                 std::chrono::system_clock::time_point time) {
   NamedWrite named = {write, cases_.CasesOf(write), {}};
   for (const auto& message : write.parsed.messages) {
     named.files.push_back(cases_.FilesOf(message));
   }
-  if (options_.capture != nullptr && (std::fwrite(write.bytes.data(), 1, write.bytes.size(),
-                                                  options_.capture) != write.bytes.size() ||
-                                      std::fflush(options_.capture) != 0)) {
+  const std::string captured = CaptureBytes(write, options_.capture_format, time);
+  if (options_.capture != nullptr &&
+      (std::fwrite(captured.data(), 1, captured.size(), options_.capture) != captured.size() ||
+       std::fflush(options_.capture) != 0)) {
     is_capture_complete_ = false;
   }
   reporter.OnWrite(named);

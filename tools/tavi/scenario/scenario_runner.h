@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "capture/capture_file.h"
 #include "capture/case_lookup.h"
 #include "check/posture_probe.h"
 #include "event_thread.h"
@@ -32,6 +33,7 @@ class ScenarioRunner : private simulator::HostObserver {
     std::FILE* capture = nullptr;  // where the bytes of every write go; may be null
     std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
+    CaptureFormat capture_format = CaptureFormat::kBytes;
     // Time is what waits and a slow DSP take, and takes none.
     bool is_time_virtual = false;
   };
@@ -94,7 +96,8 @@ class ScenarioRunner : private simulator::HostObserver {
   void WaitForReports();
   // Where the scenario is active and no case fits the posture, says so.
   void ReportNoCase(const simulator::HostEvent& event);
-  void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write);
+  void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
+                   std::chrono::system_clock::time_point time);
 
   void OnHostCall(const std::string& call) override;
   void OnWrite(const simulator::DspWrite& write) override;

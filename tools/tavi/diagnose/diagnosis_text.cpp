@@ -1,0 +1,269 @@
+// The diagnosis for people, and for programs.
+#include <cstdio>
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+#include "console/finding_json.h"
+#include "console/finding_text.h"
+#include "console/json_text.h"
+#include "console/terminal.h"
+#include "console/wording.h"
+#include "diagnose/diagnosis.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void PutTitle(const std::string& title, bool is_colour) {
+  Print(is_colour, colour::kBold, "\n" + title + "\n");
+}
+
+// "line 12" or "offset 24"; with the file where there are several.
+std::string ShortPlace(const Diagnosis& diagnosis, const Place& place) {
+  if (diagnosis.material.files.size() > 1) return DescribePlace(diagnosis.material, place);
+  return place.line > 0 ? "line " + std::to_string(place.line)
+                        : "offset " + std::to_string(place.offset);
+}
+
+void PutFiles(const Diagnosis& diagnosis) {
+  for (const MaterialFile& file : diagnosis.material.files) {
+    std::vector<std::string> parts;
+    if (file.entries > 0) {
+      parts.push_back(Count(file.entries, "line") + " of the module among " +
+                      std::to_string(file.lines));
+    }
+    if (file.dumps > 0) parts.push_back(Count(file.dumps, "dump"));
+    if (file.deliveries > 0) {
+      parts.push_back("a capture of " + std::to_string(file.deliveries) +
+                      (file.deliveries == 1 ? " delivery" : " deliveries") +
+                      (file.has_borders ? "" : ", without times and results"));
+    }
+    Print(false, "", Printable(file.name) + ": " + Enumerate(parts) + "\n");
+  }
+}
+
+const char* ColourOf(const StoryEvent& event) {
+  if (event.write == WriteResult::kRefused || event.write == WriteResult::kNotMade) {
+    return event.kind == StoryEvent::Kind::kTold ? colour::kPlain : colour::kRed;
+  }
+  return event.kind == StoryEvent::Kind::kTold ? colour::kDim : colour::kPlain;
+}
+
+void PutLife(const Diagnosis& diagnosis, const Life& life, bool is_colour) {
+  const FieldCase field = diagnosis.field();
+  const size_t count = diagnosis.story.lives.size();
+  if (count > 1 && (life.process >= 0 || life.is_captured)) {
+    Print(
+        is_colour, colour::kDim,
+        life.is_captured ? "  as captured\n" : "  process " + std::to_string(life.process) + "\n");
+  }
+  const auto put = [&](const std::string& time, const Place& place, const char* colour,
+                       const std::string& text) {
+    std::string head = "  " + time;
+    head.resize(std::max<size_t>(head.size(), time.empty() ? 2 : 22), ' ');
+    head += "  " + ShortPlace(diagnosis, place);
+    head.resize(std::max<size_t>(head.size(), time.empty() ? 16 : 38), ' ');
+    Print(is_colour, colour::kDim, head + "  ");
+    Print(is_colour, colour, text);
+    Print(false, "", "\n");
+  };
+  if (!life.init.empty()) {
+    const uint32_t last = life.init.back();
+    const bool is_good = life.end_of_init == LogEvent::kInitialized;
+    const size_t faults = life.init.size() - (life.end_of_init ? 1 : 0);
+    put(DescribeTime(diagnosis.material.TimeOf(diagnosis.material.entries[last])),
+        PlaceOfEntry(diagnosis.material, last), is_good ? colour::kPlain : colour::kRed,
+        std::string(is_good            ? "init: the module was set up"
+                    : life.end_of_init ? "init failed"
+                                       : "init, whose end is not there") +
+            (faults == 0 ? ""
+                         : "; " + Count(faults, "line") + " of what it found amiss before it"));
+  }
+  for (const StoryEvent& event : life.events) {
+    const std::string text = DescribeEvent(field, life, event);
+    if (text.empty()) continue;
+    put(TimeText(diagnosis.material, event), PlaceOf(diagnosis.material, event), ColourOf(event),
+        text + (event.is_behind_gap ? "  (lines before it are missing)" : ""));
+  }
+}
+
+void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
+  if (diagnosis.candidates.empty() && !diagnosis.recovered) return;
+  PutTitle("Which configuration it was", is_colour);
+  for (size_t i = 0; i < diagnosis.candidates.size(); ++i) {
+    const Explanation& explanation = diagnosis.explanations[i];
+    std::string text = "  " + Printable(diagnosis.candidates[i]->source().name) + " explains " +
+                       std::to_string(explanation.explained) + " of " +
+                       std::to_string(explanation.total);
+    if (explanation.first_against) {
+      text += "; first against it: " + ShortPlace(diagnosis, explanation.first_against->place) +
+              ": " + explanation.first_against->reason;
+    }
+    const bool is_best = diagnosis.best == i && !explanation.is_refuted;
+    Print(is_colour, is_best ? colour::kGreen : colour::kPlain, text + "\n");
+  }
+  if (diagnosis.is_tie) {
+    Print(false, "", "  The material does not tell the best of them apart.\n");
+  }
+  if (!diagnosis.recovered_candidate) return;
+  Print(false, "",
+        "  The dump has a configuration of " +
+            Count(diagnosis.recovered_candidate->cases().size(), "case") +
+            "; --write-config stores it\n");
+  for (const std::string& doubt : diagnosis.recovered->doubts) {
+    Print(false, "", "    " + Printable(doubt) + "\n");
+  }
+}
+
+Json PlaceToJson(const Diagnosis& diagnosis, const Place& place) {
+  Json object = {{"file", diagnosis.material.files[place.file].name}};
+  object["line"] = place.line > 0 ? Json(place.line) : Json();
+  object["offset"] = place.offset;
+  return object;
+}
+
+const char* KindName(StoryEvent::Kind kind) {
+  switch (kind) {
+    case StoryEvent::Kind::kTold:
+      return "told";
+    case StoryEvent::Kind::kScenarioOn:
+      return "scenario-on";
+    case StoryEvent::Kind::kScenarioOff:
+      return "scenario-off";
+    case StoryEvent::Kind::kCase:
+      return "case";
+    case StoryEvent::Kind::kUnsupported:
+      return "unsupported";
+    case StoryEvent::Kind::kOther:
+      break;
+  }
+  return "other";
+}
+
+const char* WriteName(WriteResult result) {
+  switch (result) {
+    case WriteResult::kAccepted:
+      return "accepted";
+    case WriteResult::kRefused:
+      return "refused";
+    case WriteResult::kNotMade:
+      return "not-made";
+    case WriteResult::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+Json EventToJson(const Diagnosis& diagnosis, const Life& life, const StoryEvent& event) {
+  const FieldCase field = diagnosis.field();
+  Json object = {{"kind", KindName(event.kind)}};
+  const std::string time = TimeText(diagnosis.material, event);
+  object["time"] = time.empty() ? Json() : Json(time);
+  object["process"] = life.process >= 0 ? Json(life.process) : Json();
+  object["place"] = PlaceToJson(diagnosis, PlaceOf(diagnosis.material, event));
+  object["text"] = DescribeEvent(field, life, event);
+  const bool is_write = event.kind != StoryEvent::Kind::kTold &&
+                        event.kind != StoryEvent::Kind::kUnsupported &&
+                        event.kind != StoryEvent::Kind::kOther;
+  if (is_write) object["write"] = WriteName(event.write);
+  if (event.kind == StoryEvent::Kind::kCase) {
+    const auto number = [&](CaseId id) {
+      if (field.candidate == nullptr || life.is_captured || id < 0) return Json();
+      const auto found =
+          field.candidate->CaseOfKeys(diagnosis.material.keys[static_cast<size_t>(id)]);
+      return found ? Json(*found) : Json();
+    };
+    object["case"] = number(event.to);
+    object["from"] = number(event.from);
+    object["in_force"] = number(event.in_force);
+  }
+  object["behind_gap"] = event.is_behind_gap;
+  return object;
+}
+
+}  // namespace
+
+void PrintDiagnosis(const Diagnosis& diagnosis, bool is_colour) {
+  PutFiles(diagnosis);
+  PutTitle("What happened", is_colour);
+  const auto is_empty = [](const Life& life) { return life.init.empty() && life.events.empty(); };
+  if (std::all_of(diagnosis.story.lives.begin(), diagnosis.story.lives.end(), is_empty)) {
+    Print(false, "", "  There is no log and no capture to tell it.\n");
+  }
+  for (const Life& life : diagnosis.story.lives) PutLife(diagnosis, life, is_colour);
+  PutCandidates(diagnosis, is_colour);
+  PutTitle("Why it sounded wrong", is_colour);
+  Print(false, "", "\n");
+  for (const FieldFinding& found : diagnosis.findings) {
+    Finding shown = found.finding;
+    std::vector<std::string> places;
+    constexpr size_t kShown = 6;
+    for (size_t i = found.finding.line_text.empty() ? 0 : 1;
+         i < std::min(found.evidence.size(), kShown); ++i) {
+      places.push_back(ShortPlace(diagnosis, found.evidence[i]));
+    }
+    if (found.evidence.size() > kShown) {
+      places.push_back(std::to_string(found.evidence.size() - kShown) + " more");
+    }
+    if (!places.empty()) {
+      shown.consequence += std::string("\n    ") +
+                           (found.finding.line_text.empty() ? "see " : "see also ") +
+                           Enumerate(places);
+    }
+    PrintFinding(shown, "", is_colour);
+  }
+  std::vector<Finding> counted;
+  for (const FieldFinding& found : diagnosis.findings) counted.push_back(found.finding);
+  PrintFindingCounts(counted, is_colour);
+}
+
+void PrintDiagnosisAsJson(const Diagnosis& diagnosis) {
+  Json files = Json::array();
+  for (const MaterialFile& file : diagnosis.material.files) {
+    files.push_back({{"file", file.name},
+                     {"lines", file.lines},
+                     {"log_lines", file.entries},
+                     {"dumps", file.dumps},
+                     {"deliveries", file.deliveries}});
+  }
+  Json timeline = Json::array();
+  for (const Life& life : diagnosis.story.lives) {
+    for (const StoryEvent& event : life.events) {
+      timeline.push_back(EventToJson(diagnosis, life, event));
+    }
+  }
+  Json candidates = Json::array();
+  for (size_t i = 0; i < diagnosis.candidates.size(); ++i) {
+    const Explanation& explanation = diagnosis.explanations[i];
+    Json object = {{"name", diagnosis.candidates[i]->source().name},
+                   {"explained", explanation.explained},
+                   {"total", explanation.total},
+                   {"best", diagnosis.best == i && !explanation.is_refuted}};
+    object["first_against"] = explanation.first_against
+                                  ? PlaceToJson(diagnosis, explanation.first_against->place)
+                                  : Json();
+    object["reason"] = explanation.first_against ? Json(explanation.first_against->reason) : Json();
+    candidates.push_back(std::move(object));
+  }
+  Json findings = Json::array();
+  for (const FieldFinding& found : diagnosis.findings) {
+    Json object = FindingToJson(found.finding);
+    object["certain"] = found.is_certain;
+    Json evidence = Json::array();
+    for (const Place& place : found.evidence) evidence.push_back(PlaceToJson(diagnosis, place));
+    object["evidence"] = std::move(evidence);
+    findings.push_back(std::move(object));
+  }
+  Json result = {{"files", std::move(files)},
+                 {"timeline", std::move(timeline)},
+                 {"candidates", std::move(candidates)}};
+  result["recovered_config"] = diagnosis.recovered ? Json(diagnosis.recovered->text) : Json();
+  result["findings"] = std::move(findings);
+  std::printf("%s\n", JsonText(result, 2).c_str());
+}
+
+}  // namespace brelmo::tavi::tools

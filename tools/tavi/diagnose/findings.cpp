@@ -1,0 +1,122 @@
+#include "diagnose/findings.h"
+
+#include <cstdio>
+
+#include "capture/log_record.h"
+#include "capture/nearest_response.h"
+#include "console/wording.h"
+#include "diagnose/posture_track.h"
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+std::string NameKeys(const PostureKeys& keys) {
+  const auto indices = [](const std::vector<int>& values) {
+    std::vector<std::string> words;
+    words.reserve(values.size());
+    for (const int value : values) words.push_back(std::to_string(value));
+    return (words.size() == 1 ? " index " : " indices ") + Enumerate(words);
+  };
+  std::string text;
+  if (keys.hinge) text += "hinge" + indices(*keys.hinge);
+  if (keys.rotation) {
+    if (!text.empty()) text += ", ";
+    text += "rotation" + indices(*keys.rotation);
+  }
+  return "the case of " + text;
+}
+
+std::string NameResponses(const FieldCase& field, size_t id) {
+  const auto& [left, right] = field.story.responses[id];
+  const auto name = [&field](const std::optional<size_t>& number) {
+    if (!number) return std::string("none");
+    return IsFlatResponse(field.material.responses[*number])
+               ? std::string("flat")
+               : "response " + std::to_string(*number);
+  };
+  return "left " + name(left) + " and right " + name(right);
+}
+
+}  // namespace
+
+FieldFinding MakeFieldFinding(const FieldCase& field, const std::string& name, Severity severity,
+                              bool is_certain, const std::vector<Place>& evidence,
+                              const std::string& message, const std::string& consequence) {
+  FieldFinding found;
+  found.finding = MakeFinding(name, severity, std::nullopt,
+                              (is_certain ? "" : "likely: ") + message, consequence);
+  found.is_certain = is_certain;
+  found.evidence = evidence;
+  if (evidence.empty()) return found;
+  const Place& place = evidence.front();
+  found.finding.file = field.material.files[place.file].name;
+  if (place.line == 0) return found;
+  found.finding.line = place.line;
+  found.finding.line_text = ReadLineAgain(field.material, place);
+  const std::string& line = found.finding.line_text;
+  const LogRecord record = ParseLogRecord(line);
+  found.finding.column = 1;
+  if (!record.message.empty() && record.message.data() >= line.data() &&
+      record.message.data() <= line.data() + line.size()) {
+    found.finding.column = static_cast<size_t>(record.message.data() - line.data()) + 1;
+    found.finding.length = record.message.size();
+  }
+  return found;
+}
+
+Place PlaceOfEntry(const Material& material, uint32_t entry) {
+  const LogEntry& line = material.entries[entry];
+  return {line.file, line.line, line.offset};
+}
+
+std::string DescribePlace(const Material& material, const Place& place) {
+  const std::string of = " of " + Printable(material.files[place.file].name);
+  if (place.line > 0) return "line " + std::to_string(place.line) + of;
+  return "offset " + std::to_string(place.offset) + of;
+}
+
+std::string NameCase(const FieldCase& field, const Life& life, CaseId id) {
+  if (id == kNoCase) return "no case";
+  if (id == kUnknownCase) return "a case that the material does not tell";
+  const auto index = static_cast<size_t>(id);
+  if (field.candidate != nullptr && life.is_captured) {
+    const auto& [left, right] = field.story.responses[index];
+    const auto cases =
+        field.candidate->CasesOfResponses(left ? &field.material.responses[*left] : nullptr,
+                                          right ? &field.material.responses[*right] : nullptr);
+    if (cases.size() == 1) return field.candidate->DescribeCase(cases[0]);
+    if (!cases.empty()) {
+      std::string text;
+      for (const size_t number : cases) {
+        text += (text.empty() ? "case " : " or ") + std::to_string(number);
+      }
+      return text;
+    }
+  } else if (field.candidate != nullptr) {
+    const auto number = field.candidate->CaseOfKeys(field.material.keys[index]);
+    if (number) return field.candidate->DescribeCase(*number);
+  }
+  return life.is_captured ? NameResponses(field, index) : NameKeys(field.material.keys[index]);
+}
+
+std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id) {
+  const std::string name = NameCase(field, life, id);
+  return name.rfind("case ", 0) == 0 ? name.substr(0, name.find(" (")) : name;
+}
+
+std::string DescribeDuration(int64_t us) {
+  char text[64];
+  const double seconds = static_cast<double>(us) / 1e6;
+  if (seconds < 1) {
+    std::snprintf(text, sizeof(text), "%.0f ms", seconds * 1000);
+  } else if (seconds < 120) {
+    std::snprintf(text, sizeof(text), "%.1f s", seconds);
+  } else {
+    std::snprintf(text, sizeof(text), "%lld min %d s", static_cast<long long>(us / 60000000),
+                  static_cast<int>(us / 1000000 % 60));
+  }
+  return text;
+}
+
+}  // namespace brelmo::tavi::tools

@@ -1,0 +1,130 @@
+#include "diagnose/line_order.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+
+namespace brelmo::tavi::tools {
+
+namespace {
+
+constexpr int64_t kWindowUs = 1500;  // a millisecond and its rounding
+constexpr size_t kWindowLines = 24;
+// Without times, lines so near to each other may have been exchanged.
+constexpr size_t kWindowLinesWithoutTime = 4;
+
+// The part of the module's state that says which line can come next.
+class Expectation {
+ public:
+  // Whether the line follows from what came before; the host's lines always do.
+  bool Fits(const LogEntry& entry) const {
+    if (IsCaseOutcome(entry.event)) return is_outcome_due_;
+    if (is_outcome_due_) return !IsStatus(entry.event) && !IsCase(entry.event) && !IsInit(entry);
+    if (IsStatus(entry.event)) return told_.count(entry.thread) != 0;
+    if (entry.event == LogEvent::kCaseTaken) return is_case_due_;
+    if (entry.event == LogEvent::kCaseChanged) return current_ < 0 || current_ == entry.numbers[0];
+    if (entry.event == LogEvent::kRawDataSet) return is_file_refused_;
+    return true;
+  }
+
+  void Take(const LogEntry& entry) {
+    if (IsCaseOutcome(entry.event)) is_outcome_due_ = false;
+    if (IsToldByHost(entry.event) && entry.numbers[0] != 8) told_.insert(entry.thread);
+    if (IsFileFault(entry.event)) is_file_refused_ = true;
+    if (entry.event == LogEvent::kRawDataSet) is_file_refused_ = false;
+    if (IsStatus(entry.event)) {
+      told_.erase(entry.thread);
+      is_outcome_due_ = false;
+      is_case_due_ = !is_case_due_ && current_ < 0;
+      current_ = -1;
+    }
+    if (IsCase(entry.event)) {
+      current_ = entry.numbers[entry.event == LogEvent::kCaseTaken ? 0 : 1];
+      is_outcome_due_ = true;
+      is_case_due_ = false;
+    }
+    if (entry.event == LogEvent::kInitialized) *this = Expectation();
+  }
+
+ private:
+  static bool IsInit(const LogEntry& entry) {
+    return IsOfInit(entry.event) || entry.event == LogEvent::kInitialized;
+  }
+
+  std::set<int> told_;  // threads on which something of the scenario was told since the last status
+  bool is_outcome_due_ = false;
+  bool is_case_due_ = false;
+  bool is_file_refused_ = false;
+  int current_ = -1;  // the case taken last; -1 when not known
+};
+
+bool IsNear(const LogEntry& first, const LogEntry& later) {
+  // Behind a jump of the clock nothing is near.
+  return later.clock == first.clock && std::abs(later.us - first.us) <= kWindowUs;
+}
+
+// Which of the lines up to `end` belongs where line `i` stands: `i` when none fits better.
+size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t>& numbers,
+                size_t i, size_t end, const Expectation& expectation) {
+  const bool is_init_end = entries[numbers[i]].event == LogEvent::kInitialized;
+  size_t told = i;
+  bool has_status = IsStatus(entries[numbers[i]].event);
+  for (size_t k = i + 1; k < end; ++k) {
+    const LogEntry& later = entries[numbers[k]];
+    if (is_init_end) {
+      if (IsOfInit(later.event) && expectation.Fits(later)) return k;
+      continue;
+    }
+    has_status = has_status || IsStatus(later.event);
+    if (!IsToldByHost(later.event)) {
+      if (expectation.Fits(later)) return k;
+    } else if (told == i && later.numbers[0] != 8 && later.thread == entries[numbers[i]].thread) {
+      told = k;
+    }
+  }
+  // A status needs something that the host told.
+  return has_status ? told : i;
+}
+
+}  // namespace
+
+void PutInOrder(const Material& material, std::vector<uint32_t>& numbers,
+                std::vector<uint32_t>& clock_jumps) {
+  const auto& entries = material.entries;
+  // Where times are finer than what the logger mixes up, they tell.
+  for (size_t i = 1; i < numbers.size(); ++i) {
+    const LogEntry& entry = entries[numbers[i]];
+    if (entry.clock == ClockKind::kNone) continue;
+    for (size_t k = i; k > 0; --k) {
+      const LogEntry& before = entries[numbers[k - 1]];
+      const int64_t back = before.us - entry.us;
+      if (before.clock != entry.clock || back <= 0) break;
+      if (back > kWindowUs) {
+        if (k == i) clock_jumps.push_back(numbers[i]);
+        break;
+      }
+      std::swap(numbers[k], numbers[k - 1]);
+    }
+  }
+
+  Expectation expectation;
+  for (size_t i = 0; i < numbers.size(); ++i) {
+    const LogEntry& first = entries[numbers[i]];
+    const bool is_init_end = first.event == LogEvent::kInitialized;
+    if (is_init_end || !expectation.Fits(first)) {
+      const bool has_time = first.clock != ClockKind::kNone;
+      const size_t reach =
+          std::min(numbers.size(), i + 1 + (has_time ? kWindowLines : kWindowLinesWithoutTime));
+      size_t end = i + 1;
+      while (end < reach && (!has_time || IsNear(first, entries[numbers[end]]))) ++end;
+      if (const size_t next = FindNext(entries, numbers, i, end, expectation); next != i) {
+        std::rotate(numbers.begin() + static_cast<ptrdiff_t>(i),
+                    numbers.begin() + static_cast<ptrdiff_t>(next),
+                    numbers.begin() + static_cast<ptrdiff_t>(next) + 1);
+      }
+    }
+    expectation.Take(entries[numbers[i]]);
+  }
+}
+
+}  // namespace brelmo::tavi::tools
