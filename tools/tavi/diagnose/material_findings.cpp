@@ -173,7 +173,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
         (candidate == nullptr || !HasResponse(*candidate, is_left, response) || !files.empty())) {
       const bool is_from_file =
           candidate != nullptr && std::any_of(candidate->cases().begin(), candidate->cases().end(),
-                                              [&](const CandidateCase& one) {
+                                              [&, is_left = is_left](const CandidateCase& one) {
                                                 const CandidateOutput& own =
                                                     is_left ? one.left : one.right;
                                                 return !own.is_flat && own.response == response;
