@@ -175,6 +175,21 @@ void HostServices::Free(void* memory) {
 
 // ---- Event service ------------------------------------------------------------------------------
 
+bool HostServices::CheckClientArguments(const char* function, const std::string& call,
+                                        const void* client, const void* handler, const void* cookie,
+                                        int option) {
+  CheckHandleIsUntouched(function);
+  if (IsMissing(client, function, "client") || IsMissing(handler, function, "handler")) {
+    return false;
+  }
+  IsMissing(cookie, function, "cookie");
+  if (!is_initializing_) Violate(call + " outside init");
+  if (option != kClientOption) {
+    Violate(call + ": expected option " + std::to_string(kClientOption));
+  }
+  return true;
+}
+
 int HostServices::AllocateCommonClient(void** client, const std::vector<int32_t>& events,
                                        int option, hal_common_event_handler_t handler,
                                        void* cookie) {
@@ -183,17 +198,11 @@ int HostServices::AllocateCommonClient(void** client, const std::vector<int32_t>
                            std::to_string(option) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(faults_.common_client_code));
-  CheckHandleIsUntouched(kFunction);
-  if (IsMissing(client, kFunction, "client") ||
-      IsMissing(reinterpret_cast<const void*>(handler), kFunction, "handler")) {
+  if (!CheckClientArguments(kFunction, call, client, reinterpret_cast<const void*>(handler), cookie,
+                            option)) {
     return kInvalidArgument;
   }
-  IsMissing(cookie, kFunction, "cookie");
-  if (!is_initializing_) Violate(call + " outside init");
   if (events != kCommonEvents) Violate(call + ": expected events " + ToText(kCommonEvents));
-  if (option != kClientOption) {
-    Violate(call + ": expected option " + std::to_string(kClientOption));
-  }
   if (common_client_) Violate(call + ": there is a common-event client already");
   if (faults_.common_client_code != 0) return faults_.common_client_code;
   common_client_ = Client{{events.begin(), events.end()}, {}};
@@ -211,18 +220,12 @@ int HostServices::AllocateUsecaseClient(void** client, const std::vector<int32_t
                            ToText(events) + ", option " + std::to_string(option) + ")";
   const std::lock_guard<std::mutex> lock(mutex_);
   ReportCall(call + " = " + std::to_string(faults_.usecase_client_code));
-  CheckHandleIsUntouched(kFunction);
-  if (IsMissing(client, kFunction, "client") ||
-      IsMissing(reinterpret_cast<const void*>(handler), kFunction, "handler")) {
+  if (!CheckClientArguments(kFunction, call, client, reinterpret_cast<const void*>(handler), cookie,
+                            option)) {
     return kInvalidArgument;
   }
-  IsMissing(cookie, kFunction, "cookie");
-  if (!is_initializing_) Violate(call + " outside init");
   if (usecases != kUsecases) Violate(call + ": expected use cases " + ToText(kUsecases));
   if (events != kUsecaseEvents) Violate(call + ": expected events " + ToText(kUsecaseEvents));
-  if (option != kClientOption) {
-    Violate(call + ": expected option " + std::to_string(kClientOption));
-  }
   if (usecase_client_) Violate(call + ": there is a use-case event client already");
   if (!common_client_) Violate(call + " before the common-event client was allocated");
   if (faults_.usecase_client_code != 0) return faults_.usecase_client_code;

@@ -92,6 +92,9 @@ class HostServices final : public HostFunctions {
   void CheckRelease(const char* when);
   void CheckDeviceRecord(const char* when);
   void CheckHandleIsUntouched(const char* function);
+  // What both kinds of event client are asked with. False: the client cannot be made.
+  bool CheckClientArguments(const char* function, const std::string& call, const void* client,
+                            const void* handler, const void* cookie, int option);
   void CheckMessages(const DspWrite& write);
   void ReportCall(const std::string& call) { observer_.OnHostCall(call); }
   bool IsMissing(const void* argument, const char* function, const char* name);
