@@ -43,7 +43,7 @@ class CaseTableTest : public testing::Test {
   DataFiles files_;
   simulator::DataFolder data_{files_.path()};
   LogRecorder log_;
-  const tools::CaseTable table_{
+  const tools::CaseLookup table_{
       "HingeAngle:0,30|LeftChannel:a.txt|RightChannel:b.txt "
       "HingeAngle:31,60|LeftChannel:same.txt|RightChannel:b.txt "
       "HingeAngle:61,90|LeftChannel:b.txt|RightChannel:gone.txt "

@@ -26,13 +26,13 @@ bool IsSame(const CompensationData& output, const DspMessage& message) {
 
 }  // namespace
 
-CaseTable::CaseTable(const std::string& config) {
+CaseLookup::CaseLookup(const std::string& config) {
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   engine_ = std::make_unique<TelephonySpeakerCompensation>(
       nullptr, TelephonySpeakerCompensation::GetConfig(config));
 }
 
-std::vector<size_t> CaseTable::CasesOf(const simulator::DspWrite& write) const {
+std::vector<size_t> CaseLookup::CasesOf(const simulator::DspWrite& write) const {
   const std::vector<DspMessage>& messages = write.parsed.messages;
   std::vector<size_t> found;
   if (!write.has_response()) return found;
@@ -52,7 +52,7 @@ std::vector<size_t> CaseTable::CasesOf(const simulator::DspWrite& write) const {
   return found;
 }
 
-std::vector<std::string> CaseTable::FilesOf(const DspMessage& message) const {
+std::vector<std::string> CaseLookup::FilesOf(const DspMessage& message) const {
   std::vector<std::string> files;
   for (const auto& [keys, outputs] : engine_->cases()) {
     for (const CompensationData& output : outputs) {
@@ -65,8 +65,8 @@ std::vector<std::string> CaseTable::FilesOf(const DspMessage& message) const {
   return files;
 }
 
-std::vector<size_t> CaseTable::Narrow(const std::vector<size_t>& cases,
-                                      const std::string& dump) const {
+std::vector<size_t> CaseLookup::Narrow(const std::vector<size_t>& cases,
+                                       const std::string& dump) const {
   std::vector<size_t> narrowed;
   for (const size_t i : cases) {
     const std::string keys = TelephonySpeakerCompensation::ToString(engine_->cases()[i].first);

@@ -12,10 +12,10 @@
 
 namespace brelmo::tavi::tools {
 
-class CaseTable {
+class CaseLookup {
  public:
   // Reads the data files, through the data folder in force. Logs nothing.
-  explicit CaseTable(const std::string& config);
+  explicit CaseLookup(const std::string& config);
 
   // Cases, counted from 0, whose corrections are exactly what the write holds.
   std::vector<size_t> CasesOf(const simulator::DspWrite& write) const;

@@ -10,7 +10,7 @@ namespace brelmo::tavi::tools {
 
 // "left (type 16), 257 bins", "status (type 0): active".
 std::string DescribeMessage(const simulator::DspMessage& message);
-// "a.txt or b.txt": what CaseTable::FilesOf found.
+// "a.txt or b.txt": what CaseLookup::FilesOf found.
 std::string DescribeFiles(const std::vector<std::string>& files);
 
 }  // namespace brelmo::tavi::tools

@@ -18,8 +18,8 @@ namespace brelmo::tavi::tools {
 // A write to the DSP with the names that the configuration has for it.
 struct NamedWrite {
   const simulator::DspWrite& write;
-  std::vector<size_t> cases;                    // see CaseTable::CasesOf
-  std::vector<std::vector<std::string>> files;  // for each message, see CaseTable::FilesOf
+  std::vector<size_t> cases;                    // see CaseLookup::CasesOf
+  std::vector<std::vector<std::string>> files;  // for each message, see CaseLookup::FilesOf
 };
 
 struct RunTotals {

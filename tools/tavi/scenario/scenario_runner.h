@@ -106,7 +106,7 @@ class ScenarioRunner : private simulator::HostObserver {
 
   const Options options_;
   ChildReport& child_;
-  const CaseTable cases_;
+  const CaseLookup cases_;
   const std::vector<PostureResult> choices_;  // of the module's own engine, in each posture
   Posture posture_;                           // by the events so far
   bool was_active_ = false;                   // the scenario, by the DSP, at the last event
