@@ -10,6 +10,7 @@
 #include "commands/commands.h"
 #include "commands/usage_error.h"
 #include "console/input.h"
+#include "console/output.h"
 #include "console/terminal.h"
 #include "console/wording.h"
 
@@ -44,9 +45,7 @@ int Main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw InputError(ExplainUsageError(program, error));
   }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw InputError("standard output: could not be written in full");
-  }
+  FlushStandardOutput();
   return exit_code;
 }
 

@@ -69,7 +69,7 @@ int Run(const RunOptions& options) {
   return RunInterruptible([&] {
     const PlayResult result = PlayScenario(setup);
     if (!result.is_capture_complete) {
-      throw InputError(*options.capture + ": could not be written in full");
+      throw InputError(*options.capture + ": could not be written in full; is there space left?");
     }
     // Also of a module that has crashed: what it wrote before is there.
     if (capture) capture->Commit();

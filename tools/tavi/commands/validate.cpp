@@ -1,5 +1,4 @@
 // tavi validate: whether a build of the module does what its host may count on, test by test.
-#include <cstdio>
 
 #include <chrono>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "commands/commands.h"
 #include "commands/module_options.h"
 #include "console/input.h"
+#include "console/output.h"
 #include "process/interrupts.h"
 #include "validate/validate.h"
 
@@ -42,9 +42,7 @@ int Run(const Options& options) {
   return RunInterruptible([&] {
     const bool has_held = Validate(setup, std::move(validations), *reporter);
     // Before a signal can come between.
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-      throw InputError("standard output: could not be written in full");
-    }
+    FlushStandardOutput();
     return has_held ? kExitAsExpected : kExitBroken;
   });
 }

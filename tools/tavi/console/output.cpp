@@ -181,6 +181,15 @@ void OutputFile::Commit() {
     Fail("could not be written in full", errno);
 }
 
+void FlushStandardOutput() {
+  errno = 0;
+  const bool is_flushed = std::fflush(stdout) == 0;
+  // An earlier error has left its bytes behind, so that a flush meets its reason again.
+  if (is_flushed && std::ferror(stdout) == 0) return;
+  throw InputError(std::string("standard output: could not be written in full") +
+                   (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
+}
+
 // ---- One folder ---------------------------------------------------------------------------------
 
 namespace {

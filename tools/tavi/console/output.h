@@ -33,6 +33,9 @@ struct OutputRules {
   bool is_forced = false;  // --force
 };
 
+// What is still to be written to standard output. Throws InputError where it cannot be.
+void FlushStandardOutput();
+
 // One file. A device or a pipe is written to as it is; a symbolic link stays, and leads to the new
 // file. Not thread-safe; a forked process may write to the stream and must not commit.
 class OutputFile {

@@ -282,7 +282,10 @@ void AudioSink::Write(const StereoHop& hop, size_t begin, size_t end) {
   const sf_count_t written = format_ == SampleFormat::kFloat
                                  ? sf_writef_float(file, floats.data(), frames)
                                  : sf_writef_int(file, numbers.data(), frames);
-  if (written != frames) throw InputError("the audio file could not be written in full");
+  if (written != frames) {
+    throw InputError(std::string("the audio file could not be written in full: ") +
+                     sf_strerror(file));
+  };
 }
 
 void AudioSink::Finish() { file_.reset(); }

@@ -45,9 +45,9 @@ void WriteReport(const std::string& text, const ReportOptions& options,
   if (file) {
     file->Write(content);
     file->Commit();
-  } else if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size() ||
-             std::fflush(stdout) != 0) {
-    throw InputError("standard output: could not be written in full");
+  } else {
+    std::fwrite(content.data(), 1, content.size(), stdout);
+    FlushStandardOutput();
   }
 
   const auto count = [&data](const char* severity, const char* noun) {
