@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <clocale>
+#include <cstdarg>
 #include <cstdio>
 #include <cwchar>
 #include <cwctype>
@@ -123,6 +124,20 @@ std::string Quote(std::string_view bytes) {
     bytes.remove_prefix(glyph.bytes);
   }
   return text + "\"";
+}
+
+std::string Format(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
+  // The terminating null goes where the string has its own.
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  va_end(arguments);
+  return text;
 }
 
 std::string Enumerate(const std::vector<std::string>& words) {

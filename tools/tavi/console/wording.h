@@ -25,6 +25,9 @@ std::string PrintableLines(std::string_view bytes);
 // The same in quotation marks; a long text is cut.
 std::string Quote(std::string_view bytes);
 
+// As printf, into a text.
+__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...);
+
 // "a, b and c".
 std::string Enumerate(const std::vector<std::string>& words);
 // "0, 2 to 4 and 7" for ascending numbers.

@@ -1,7 +1,6 @@
 #include "diff/diff_text.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 
 #include <nlohmann/json.hpp>
@@ -17,15 +16,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
-  char text[256];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
 
 constexpr double kDoubtful = 0.5;
 

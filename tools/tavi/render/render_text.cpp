@@ -1,8 +1,6 @@
 #include "render/render_text.h"
 
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
 #include <algorithm>
 
@@ -12,21 +10,12 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-[[gnu::format(printf, 1, 2)]] std::string Text(const char* format, ...) {
-  char text[512];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
-
 std::string Line(const char* title, const std::string& text) {
-  return Text("    %-12s", title) + text + "\n";
+  return Format("    %-12s", title) + text + "\n";
 }
 
 std::string DbText(double db) {
-  return std::isfinite(db) ? Text("%.1f dB", db) : std::string("none");
+  return std::isfinite(db) ? Format("%.1f dB", db) : std::string("none");
 }
 
 const char* FormatName(SampleFormat format) {
@@ -43,23 +32,23 @@ const char* FormatName(SampleFormat format) {
 
 std::string InputText(const RenderRequest& request, const RenderResult& result) {
   std::string text = Printable(request.audio) + ": " + Count(result.file_channels, "channel") +
-                     Text(" at %d Hz", result.file_rate);
+                     Format(" at %d Hz", result.file_rate);
   if (result.file_channels == 1) text += ", feeds both";
   if (result.file_channels > 2) text += "; the first two are played";
   if (result.is_resampled) {
-    text += Text("; resampled to %.0f Hz (libsamplerate, sinc, medium quality)",
-                 request.render.dsp.rate);
+    text += Format("; resampled to %.0f Hz (libsamplerate, sinc, medium quality)",
+                   request.render.dsp.rate);
   }
   return text;
 }
 
 std::string TurnsText(const RenderRequest& request, const RenderResult& result) {
   const bool is_bypass = request.reference == RenderRequest::Reference::kBypass;
-  return Text("every %g s: ", request.render.turn_seconds) +
+  return Format("every %g s: ", request.render.turn_seconds) +
          (is_bypass ? "bypass, then the correction"
                     : Printable(request.old_name) + ", then the configuration") +
-         Text(", made equally loud from 200 to 8000 Hz by %+.2f dB and %+.2f dB",
-              result.turn_gain_db[1], result.turn_gain_db[0]);
+         Format(", made equally loud from 200 to 8000 Hz by %+.2f dB and %+.2f dB",
+                result.turn_gain_db[1], result.turn_gain_db[0]);
 }
 
 // The step against the signal's own, of the channel where that is the greatest.
@@ -73,7 +62,7 @@ std::string StepText(const StepMeter::Step& step) {
   const size_t channel = ratio(1) > ratio(0) ? 1 : 0;
   if (step.step[channel] < kSilence) return "silence";
   const double db = ToDb(ratio(channel));
-  return Text("%8.4f  %+6.1f dB", step.step[channel], db) +
+  return Format("%8.4f  %+6.1f dB", step.step[channel], db) +
          (db > kClickDb ? channel == 0 ? "  a click, left" : "  a click, right" : "");
 }
 
@@ -87,18 +76,18 @@ std::string ChangesText(const RenderResult& result, double scenario_seconds) {
   }
   const auto row = [&](const char* title, const std::string& at, const std::string& event,
                        const std::string& what, const std::string& step) {
-    return Line(title, Text("%10s  %-*s  %-*s  ", at.c_str(), static_cast<int>(event_width),
-                            event.c_str(), static_cast<int>(what_width), what.c_str()) +
+    return Line(title, Format("%10s  %-*s  %-*s  ", at.c_str(), static_cast<int>(event_width),
+                              event.c_str(), static_cast<int>(what_width), what.c_str()) +
                            step);
   };
   std::string text = row("changes", "at", "by", "in force",
                          "largest step, and against the signal's own within 50 ms");
   for (const ChangeResult& change : result.changes) {
     text +=
-        row("", Text("%.3f s", change.seconds), change.event, change.what, StepText(change.step));
+        row("", Format("%.3f s", change.seconds), change.event, change.what, StepText(change.step));
   }
   if (result.changes_behind_end > 0) {
-    text += Line("", Text("the scenario lasts %.3f s: ", scenario_seconds) +
+    text += Line("", Format("the scenario lasts %.3f s: ", scenario_seconds) +
                          Count(result.changes_behind_end, "write") +
                          " behind the end of the input cannot be heard; give a longer input");
   }
@@ -114,15 +103,15 @@ std::string ErrorsText(const std::vector<SchemeError>& errors) {
   size_t width = 0;
   for (const SchemeError& error : errors) width = std::max(width, error.name.size());
   width = std::min(std::max(width, sizeof("everything") - 1), size_t{40});
-  text += Line("", Text("%-*s  %-5s  %12s  %10s  %12s", static_cast<int>(width), "", "",
-                        "overlap-save", "windowed", "each other"));
+  text += Line("", Format("%-*s  %-5s  %12s  %10s  %12s", static_cast<int>(width), "", "",
+                          "overlap-save", "windowed", "each other"));
   for (size_t i = 0; i < errors.size(); ++i) {
     const SchemeError& error = errors[i];
     const char* const channel = i == 0 ? "both" : error.channel == 0 ? "left" : "right";
-    text += Line("", Text("%-*s  %-5s  %12s  %10s  %12s", static_cast<int>(width),
-                          i == 0 ? "everything" : Printable(error.name).c_str(), channel,
-                          DbText(error.overlap_save_db).c_str(), DbText(error.windowed_db).c_str(),
-                          DbText(error.between_db).c_str()) +
+    text += Line("", Format("%-*s  %-5s  %12s  %10s  %12s", static_cast<int>(width),
+                            i == 0 ? "everything" : Printable(error.name).c_str(), channel,
+                            DbText(error.overlap_save_db).c_str(),
+                            DbText(error.windowed_db).c_str(), DbText(error.between_db).c_str()) +
                          (i > 0 ? "  beyond 257 taps: " + DbText(error.beyond_taps_db) : ""));
   }
   return text;
@@ -133,21 +122,22 @@ std::string ClippingText(const RenderRequest& request, const RenderResult& resul
   const double peak_db = ToDb(clipping.peak());
   if (clipping.count() == 0) {
     return Line("clipping", std::isfinite(peak_db)
-                                ? Text("none; the peak is %.2f dB of full scale", peak_db)
+                                ? Format("none; the peak is %.2f dB of full scale", peak_db)
                                 : "none; the output is silent");
   }
   std::string text;
   for (const ClipMeter::Stretch& stretch : clipping.stretches()) {
     text += text.empty() ? "" : ", ";
-    text += Text("%zu at %.3f s", stretch.count,
-                 static_cast<double>(stretch.begin) / request.render.dsp.rate);
+    text += Format("%zu at %.3f s", stretch.count,
+                   static_cast<double>(stretch.begin) / request.render.dsp.rate);
   }
   if (clipping.stretch_count() > clipping.stretches().size()) {
-    text += Text(" and in %zu more places", clipping.stretch_count() - clipping.stretches().size());
+    text +=
+        Format(" and in %zu more places", clipping.stretch_count() - clipping.stretches().size());
   }
   return Line("clipping", Count(clipping.count(), "sample") + ": " + text +
-                              Text("; a gain of %.2f dB avoids it (--normalise peak)",
-                                   std::floor(-peak_db * 100.0 - 0.5) / 100.0));
+                              Format("; a gain of %.2f dB avoids it (--normalise peak)",
+                                     std::floor(-peak_db * 100.0 - 0.5) / 100.0));
 }
 
 }  // namespace
@@ -155,7 +145,7 @@ std::string ClippingText(const RenderRequest& request, const RenderResult& resul
 std::string RenderText(const RenderRequest& request, const RenderResult& result,
                        double scenario_seconds) {
   const RenderOptions& options = request.render;
-  std::string text = Text(": %.3f s in stereo at %.0f Hz, ", result.seconds, options.dsp.rate) +
+  std::string text = Format(": %.3f s in stereo at %.0f Hz, ", result.seconds, options.dsp.rate) +
                      FormatName(options.format) + "\n";
   text += Line("input", InputText(request, result));
   text += Line("DSP", DescribeScheme(options.dsp.scheme) + "; a new response " +
@@ -166,13 +156,13 @@ std::string RenderText(const RenderRequest& request, const RenderResult& result,
     std::vector<std::string> names;
     for (const std::string& name : request.loudspeakers) names.push_back(Printable(name));
     text += Line("through",
-                 Enumerate(names) + Text(", levelled by %+.1f dB", result.loudspeaker_gain_db));
+                 Enumerate(names) + Format(", levelled by %+.1f dB", result.loudspeaker_gain_db));
   }
   if (request.reference != RenderRequest::Reference::kNone) {
     text += Line("turns", TurnsText(request, result));
   }
   if (options.normalises) {
-    text += Line("normalised", Text("by %+.2f dB", result.gain_db));
+    text += Line("normalised", Format("by %+.2f dB", result.gain_db));
   }
   text += ChangesText(result, scenario_seconds);
   text += ErrorsText(result.errors);

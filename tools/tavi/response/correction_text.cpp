@@ -1,8 +1,6 @@
 #include "response/correction_text.h"
 
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
 #include <algorithm>
 #include <vector>
@@ -15,15 +13,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-__attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...) {
-  char text[256];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
 
 std::string Line(const char* title, const std::string& text) {
   return Format("    %-12s", title) + text + "\n";
