@@ -177,10 +177,12 @@ class Prints {
     if (size_ > kMost) return;
     size_ += text.size();
     line_ += text.substr(0, kMost);
-    for (size_t end = line_.find('\n'); end != std::string::npos; end = line_.find('\n')) {
-      Put(line_.substr(0, end));
-      line_.erase(0, end + 1);
+    size_t begin = 0;
+    for (size_t end = line_.find('\n'); end != std::string::npos; end = line_.find('\n', begin)) {
+      Put(line_.substr(begin, end - begin));
+      begin = end + 1;
     }
+    line_.erase(0, begin);
     if (size_ > kMost) {
       End();
       Put("(it prints more than 1 MiB: what comes now is left out)");
