@@ -92,9 +92,12 @@ TEST(PoorMachineTest, IsNoFaultOfTheModule) {
     const char* before;  // in the shell
     const char* resource;
   } cases[] = {
+#ifndef TAVI_SANITIZED
+      // A sanitizer's own memory would not fit.
       {"ulimit -v 200000;", "ulimit -v"},
-      {"ulimit -n 20;", "ulimit -n"},
       {"ulimit -s 100;", "ulimit -s"},
+#endif
+      {"ulimit -n 20;", "ulimit -n"},
       {"TMPDIR=/proc; export TMPDIR;", "TMPDIR"},
       {"TMPDIR=/nowhere; export TMPDIR;", "TMPDIR"},
   };
