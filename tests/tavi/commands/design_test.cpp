@@ -65,11 +65,14 @@ TEST_F(DesignCommandTest, WritesAFileAndSaysWhatItDoes) {
 }
 
 TEST_F(DesignCommandTest, TakesATargetAndAMaskFromFiles) {
-  const std::string target = Written("target.csv", "100,0\n1000,8\n10000,0\n");
+  // Drawn, not measured: that it is coarse, smooth and ends inside the range is no finding.
+  const std::string target =
+      Written("target.csv", "# 1/3 octave smoothing\n400,0,0\n1000,8,170\n4000,0,-10\n");
   const std::string mask = Written("own.csv", "200,2,-2\n7000,2,-2\n");
   const Outcome outcome = Design({"--target", target, "--mask", mask, "--format", "json"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
   EXPECT_EQ(json::parse(outcome.out)["mask"]["name"], mask);
+  EXPECT_EQ(json::parse(outcome.out)["findings"], json::array());
   EXPECT_EQ(RunTavi({"design", measured_, "-o", target, "--target", target, "--force"}).exit_code,
             2);
   EXPECT_EQ(RunTavi({"design", measured_, "-o", mask, "--mask", mask, "--force"}).exit_code, 2);

@@ -67,14 +67,6 @@ void Write(const CorrectionFiles& files, const std::vector<Complex>& bins,
   output.Commit();
 }
 
-// A target has few points, and ends where nobody minds.
-void AppendOfTarget(const std::vector<Finding>& found, std::vector<Finding>& findings) {
-  for (const Finding& finding : found) {
-    const bool is_expected = finding.name == "few-points" || finding.name == "range-not-covered";
-    if (!is_expected) findings.push_back(finding);
-  }
-}
-
 }  // namespace
 
 bool WriteDesign(const CorrectionFiles& files, const ReadOptions& reading,
@@ -92,8 +84,9 @@ bool WriteDesign(const CorrectionFiles& files, const ReadOptions& reading,
     ReadOptions target_reading;
     target_reading.from_hz = reading.from_hz;
     target_reading.to_hz = reading.to_hz;
+    target_reading.is_drawn = true;
     const ReadResult target = ReadMeasurement(sources.target, target_reading);
-    AppendOfTarget(target.findings, findings);
+    findings.insert(findings.end(), target.findings.begin(), target.findings.end());
     if (target.measurement) {
       options.target = Curve{target.measurement->frequency_hz, target.measurement->magnitude_db};
     } else {

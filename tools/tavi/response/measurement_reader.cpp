@@ -131,6 +131,7 @@ class MeasurementReader {
     TableResult result = ReadTable(name_, text, options_.columns);
     AddAll(result.findings);
     if (!result.table) return false;
+    if (result.smoothed && !options_.is_drawn) AddAll({*result.smoothed});
     ResponseTable& table = *result.table;
     ReadingSummary& summary = result_.summary;
     summary.separator = table.separator;
@@ -142,7 +143,7 @@ class MeasurementReader {
     summary.header_lines = table.header_lines;
     measurement.frequency_hz = std::move(table.frequency_hz);
     measurement.magnitude_db = std::move(table.magnitude_db);
-    if (!table.phase_degrees.empty()) TakePhase(table.phase_degrees, measurement);
+    if (!table.phase_degrees.empty() && !options_.is_drawn) TakePhase(table.phase_degrees, measurement);
     return true;
   }
 

@@ -368,7 +368,7 @@ TableResult ReadTable(const std::string& file, std::string_view text,
     warning.column = 1;
     warning.length = layout.smoothing->text.size();
     warning.line_text = std::string(layout.smoothing->text);
-    result.findings.push_back(warning);
+    result.smoothed = std::move(warning);
   }
   result.table = reading.table;
   return result;

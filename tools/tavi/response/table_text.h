@@ -29,6 +29,7 @@ struct ResponseTable {
 struct TableResult {
   std::optional<ResponseTable> table;  // empty when a finding is an error
   std::vector<Finding> findings;
+  std::optional<Finding> smoothed;  // what to say of a measurement whose comments tell of smoothing
 };
 
 // Tries every separator with every number format. The one reading that fits all data lines is
