@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "check/config_text.h"
+#include "check/data_file_path.h"
 #include "check/known_names.h"
 
 namespace brelmo::tavi::tools {

@@ -11,8 +11,6 @@
 
 namespace brelmo::tavi::tools {
 
-constexpr const char* kDataFolder = "etc";
-
 // "spk_closed_left.txt".
 std::string DataFileName(const Project& project, const PostureSource& posture, size_t channel);
 

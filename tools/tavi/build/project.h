@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "build/toml_table.h"
+#include "check/known_names.h"
 #include "response/biquad.h"
 #include "response/design.h"
 #include "response/import_correction.h"
@@ -46,8 +47,6 @@ struct ChannelSource {
   std::variant<FromMeasurement, FromCorrection, FromFilters, FromDataFile> from;
   SourcePlace place;  // of what it is made from
 };
-
-constexpr std::array<const char*, 2> kChannelKeys = {"left", "right"};
 
 struct PostureSource {
   std::string name;

@@ -11,6 +11,7 @@
 #include "build/config_source.h"
 #include "build/curves_data.h"
 #include "build/source_files.h"
+#include "check/data_file_path.h"
 #include "console/progress.h"
 #include "console/sha256.h"
 #include "data_folder.h"
@@ -99,7 +100,7 @@ class TuningMaker {
     const std::string config = ConfigLine(tuning_.project);
     const simulator::DataFolder in_force(data_root);
     ReportOptions options;
-    options.check.config_name = "device.conf";
+    options.check.config_name = kConfigFile;
     options.check.data_root = data_root;
     options.check.max_gain_db = tuning_.project.max_gain_db;
     options.check.filter.rate = tuning_.project.rate;
@@ -115,7 +116,7 @@ class TuningMaker {
     for (size_t at = 0; (at = json.find(data_root, at)) != std::string::npos;) {
       json.replace(at, data_root.size(), kDataFolder);
     }
-    tuning_.files["device.conf"] = config + "\n";
+    tuning_.files[kConfigFile] = config + "\n";
     tuning_.files["report.html"] = MakeReportPage(json);
   }
 

@@ -13,6 +13,9 @@ namespace brelmo::tavi::tools {
 constexpr std::array<std::string_view, 2> kChannelNames = {audio::compensation::kLeftChannel,
                                                            audio::compensation::kRightChannel};
 
+// As people and tools call them.
+constexpr std::array<const char*, 2> kChannelKeys = {"left", "right"};
+
 bool IsConditionName(std::string_view name);
 bool IsKnownName(std::string_view name);
 std::string NearestKnownName(std::string_view name);

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "build/project.h"
+#include "check/known_names.h"
 #include "console/wording.h"
 #include "telephony_speaker_compensation.h"
 

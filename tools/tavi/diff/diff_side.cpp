@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <utility>
 
-#include "build/config_source.h"
 #include "capture/capture_file.h"
 #include "capture/capture_rules.h"
 #include "check/data_file_path.h"
@@ -148,7 +147,7 @@ Side ReadSide(const SideOptions& options, double rate) {
     const fs::path folder = options.path;
     const std::string data_root =
         options.data_root.empty() ? (folder / kDataFolder).string() : options.data_root;
-    return ReadConfig(ReadFile((folder / "device.conf").string()), data_root);
+    return ReadConfig(ReadFile((folder / kConfigFile).string()), data_root);
   }
   const std::string content = ReadFile(options.path, kMaxMeasurementBytes);
   if (IsCapture(content)) return ReadCapture(options.path, content);

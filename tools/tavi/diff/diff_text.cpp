@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "build/project.h"
+#include "check/known_names.h"
 #include "check/posture_text.h"
 #include "console/json_text.h"
 #include "console/terminal.h"
