@@ -13,6 +13,7 @@ namespace {
 
 struct Command {
   ConfigSource config;
+  SideOptions old_side;
   ReportOptions report;
   ReportOutput output;
 };
@@ -27,9 +28,30 @@ int Report(Command& command) {
   if (!command.report.listen.empty()) {
     command.output.inputs.push_back({command.report.listen, "the audio"});
   }
+  if (!command.old_side.path.empty()) {
+    command.report.against = ReadAgainst(command.old_side, text, command.config.data_root(),
+                                         command.report.check.filter.rate);
+    const auto inputs = command.report.against->inputs();
+    command.output.inputs.insert(command.output.inputs.end(), inputs.begin(), inputs.end());
+  }
   const auto data_folder = command.config.UseDataFolder();
   WriteReport(text, command.report, command.output);
   return kExitAsExpected;
+}
+
+void AddOldSide(CLI::App& command, SideOptions& old_side) {
+  auto* const against =
+      command
+          .add_option("--against", old_side.path,
+                      "An older configuration, or a folder of tavi build: the page lays its curves "
+                      "under the others, and marks where another case was taken")
+          ->type_name("FILE");
+  command
+      .add_option("--old-root", old_side.data_root,
+                  "Folder of the old configuration's data files; default: etc in a folder, else "
+                  "/vendor/etc")
+      ->type_name("DIR")
+      ->needs(against);
 }
 
 }  // namespace
@@ -54,6 +76,7 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
       ->add_option("--listen", command->report.listen,
                    "Audio of which the page plays the first seconds in each case, and bypassed")
       ->type_name("FILE");
+  AddOldSide(*subcommand, command->old_side);
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

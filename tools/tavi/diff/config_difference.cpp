@@ -209,6 +209,7 @@ ConfigDiff CompareConfigs(const SideConfig& old_config, const SideConfig& new_co
                           const DiffLimits& limits) {
   ConfigDiff diff;
   const Pairing pairing = PairCases(old_config, new_config);
+  diff.old_of = pairing.old_of;
   CompareRules(old_config, new_config, pairing, diff);
   for (auto& [taken, postures] : GroupPostures(old_config, new_config)) {
     PostureDiff here;

@@ -41,10 +41,11 @@ struct PostureDiff {
 };
 
 struct ConfigDiff {
-  std::vector<std::string> rules;      // what changed of the cases, in words
-  std::vector<PostureDiff> postures;   // those with a difference
-  std::vector<std::string> only_text;  // what changes nothing that is sent
-  bool is_same = true;                 // the DSP is sent the same in every posture
+  std::vector<std::string> rules;             // what changed of the cases, in words
+  std::vector<PostureDiff> postures;          // those with a difference
+  std::vector<std::string> only_text;         // what changes nothing that is sent
+  bool is_same = true;                        // the DSP is sent the same in every posture
+  std::vector<std::optional<size_t>> old_of;  // of each new case, which old one it was
 };
 
 ConfigDiff CompareConfigs(const SideConfig& old_config, const SideConfig& new_config,

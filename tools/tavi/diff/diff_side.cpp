@@ -73,44 +73,10 @@ SideResponse ReadResponse(const std::string& path, const std::string& content, d
   return {"a response", ImportCorrection(*read.measurement, options).bins};
 }
 
-SideConfig ReadConfig(std::string text, const std::string& data_root) {
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  for (const std::string& path : DataFilesOf(text, data_root)) {
-    if (const EndlessFile endless = LookForEnd(path)) {
-      throw InputError(path + ": is " + endless.what + ": " + endless.consequence);
-    }
-  }
-  std::error_code error;
-  if (!data_root.empty() && !fs::is_directory(data_root, error)) {
-    throw InputError(data_root + ": is no folder to take data files from");
-  }
-  std::optional<simulator::DataFolder> in_force;
-  if (!data_root.empty()) in_force.emplace(fs::absolute(data_root).string());
-  const simulator::LogCapture silence([](const simulator::LogLine&) {});
-  const auto read = TelephonySpeakerCompensation::GetConfig(text);
-  const TelephonySpeakerCompensation engine(nullptr, read);
-
-  SideConfig config;
-  const std::vector<std::string> texts = android::base::Tokenize(text, " ");
-  config.written = texts.size();
-  config.postures = ProbePostures(engine);
-  for (size_t i = 0; i < engine.cases().size(); ++i) {
-    const std::vector<CompensationData>& outputs = engine.cases()[i].second;
-    SideCase a_case;
-    a_case.text = texts[i];
-    a_case.conditions = {read.cases[i].conditions.begin(), read.cases[i].conditions.end()};
-    for (const auto& [name, value] : a_case.conditions) {
-      std::vector<std::string> values = android::base::Tokenize(value, ",");
-      if (name == ScreenRotationIndex::kName) std::sort(values.begin(), values.end());
-      a_case.rules[name] = std::move(values);
-    }
-    for (const CompensationData& output : outputs) {
-      const size_t channel = output.type == CompensationData::kLeftType ? 0 : 1;
-      a_case.channels[channel] = {read.cases[i].outputs.at(std::string(kChannelNames[channel])),
-                                  output.raw_data};
-    }
-    config.cases.push_back(std::move(a_case));
-  }
+SideConfig ReadConfig(const std::string& path, std::string content, const std::string& data_root) {
+  if (!content.empty() && content.back() == '\n') content.pop_back();
+  SideConfig config = ReadSideConfig(std::move(content), data_root);
+  config.path = path;
   return config;
 }
 
@@ -122,7 +88,7 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
     for (const simulator::DspMessage& message : delivery.messages) {
       if (!message.is_response()) continue;
       auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
-      SideChannel channel{"", message.Response()};
+      SideChannel channel{"", message.Response(), false};
       if (std::none_of(known.begin(), known.end(),
                        [&channel](const auto& other) { return other.data == channel.data; })) {
         known.push_back(std::move(channel));
@@ -147,12 +113,55 @@ Side ReadSide(const SideOptions& options, double rate) {
     const fs::path folder = options.path;
     const std::string data_root =
         options.data_root.empty() ? (folder / kDataFolder).string() : options.data_root;
-    return ReadConfig(ReadFile((folder / kConfigFile).string()), data_root);
+    const std::string path = (folder / kConfigFile).string();
+    return ReadConfig(path, ReadFile(path), data_root);
   }
   const std::string content = ReadFile(options.path, kMaxMeasurementBytes);
   if (IsCapture(content)) return ReadCapture(options.path, content);
-  if (IsConfig(content)) return ReadConfig(content, options.data_root);
+  if (IsConfig(content)) return ReadConfig(options.path, content, options.data_root);
   return ReadResponse(options.path, content, rate);
+}
+
+SideConfig ReadSideConfig(std::string text, const std::string& data_root) {
+  for (const std::string& path : DataFilesOf(text, data_root)) {
+    if (const EndlessFile endless = LookForEnd(path)) {
+      throw InputError(path + ": is " + endless.what + ": " + endless.consequence);
+    }
+  }
+  std::error_code error;
+  if (!data_root.empty() && !fs::is_directory(data_root, error)) {
+    throw InputError(data_root + ": is no folder to take data files from");
+  }
+  std::optional<simulator::DataFolder> in_force;
+  if (!data_root.empty()) in_force.emplace(fs::absolute(data_root).string());
+  const simulator::LogCapture silence([](const simulator::LogLine&) {});
+  const auto read = TelephonySpeakerCompensation::GetConfig(text);
+  const TelephonySpeakerCompensation engine(nullptr, read);
+
+  SideConfig config;
+  const std::vector<std::string> texts = android::base::Tokenize(text, " ");
+  config.written = texts.size();
+  config.postures = ProbePostures(engine);
+  config.data_root = data_root;
+  for (size_t i = 0; i < engine.cases().size(); ++i) {
+    const std::vector<CompensationData>& outputs = engine.cases()[i].second;
+    SideCase a_case;
+    a_case.text = texts[i];
+    a_case.conditions = {read.cases[i].conditions.begin(), read.cases[i].conditions.end()};
+    for (const auto& [name, value] : a_case.conditions) {
+      std::vector<std::string> values = android::base::Tokenize(value, ",");
+      if (name == ScreenRotationIndex::kName) std::sort(values.begin(), values.end());
+      a_case.rules[name] = std::move(values);
+    }
+    for (const CompensationData& output : outputs) {
+      const size_t channel = output.type == CompensationData::kLeftType ? 0 : 1;
+      a_case.channels[channel] = {read.cases[i].outputs.at(std::string(kChannelNames[channel])),
+                                  output.raw_data, output.file_name.empty()};
+    }
+    config.cases.push_back(std::move(a_case));
+  }
+  config.text = std::move(text);
+  return config;
 }
 
 std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel) {

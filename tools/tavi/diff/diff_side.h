@@ -22,6 +22,7 @@ struct SideOptions {
 struct SideChannel {
   std::string file;  // as configured
   std::vector<float> data;
+  bool is_flat = false;  // for want of a usable file
 };
 
 struct SideCase {
@@ -33,6 +34,9 @@ struct SideCase {
 };
 
 struct SideConfig {
+  std::string text;
+  std::string path;             // of the file with the text; empty for none
+  std::string data_root;        // empty: the device's own
   std::vector<SideCase> cases;  // in force
   size_t written = 0;           // cases that stand in the text
   std::vector<PostureResult> postures;
@@ -53,6 +57,9 @@ using Side = std::variant<SideConfig, SideResponse, SideCapture>;
 // Reads a configuration, a folder that build made, a data file, a response or filter as text or
 // audio, or a capture; which it is its content tells. `rate` is that of the DSP. Throws InputError.
 Side ReadSide(const SideOptions& options, double rate);
+
+// The configuration `text`. No other data folder may be in force. Throws InputError.
+SideConfig ReadSideConfig(std::string text, const std::string& data_root);
 
 // Of what a case sends. One that is not 257 finite bins is none.
 std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel);

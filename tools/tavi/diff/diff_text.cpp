@@ -10,6 +10,7 @@
 #include "console/json_text.h"
 #include "console/terminal.h"
 #include "console/wording.h"
+#include "diff/diff_json.h"
 
 namespace brelmo::tavi::tools {
 
@@ -41,35 +42,11 @@ std::string ChannelText(const ChannelDiff& diff, const std::string& indent) {
   return text + indent + time + "\n";
 }
 
-Json GainToJson(const GainDifference& gain) {
-  return {
-      {"largest_db", gain.largest_db}, {"largest_hz", gain.largest_hz}, {"rms_db", gain.rms_db}};
-}
-
-Json ChannelToJson(const ChannelDiff& diff) {
-  Json object = {{"same", diff.is_same}};
-  if (!diff.what.empty()) object["what"] = diff.what;
-  if (diff.difference) {
-    const ResponseDifference& difference = *diff.difference;
-    object["deviation_db"] = difference.deviation_db;
-    object["from_300_to_8000_hz"] = GainToJson(difference.speech);
-    object["all"] = GainToJson(difference.all);
-    object["level_db"] = difference.level_db;
-    object["without_level"] = GainToJson(difference.remaining);
-    object["delay_samples"] = difference.delay_samples;
-    object["inverted"] = difference.is_inverted;
-    object["similarity"] = difference.similarity;
-  }
-  return object;
-}
-
 void Put(const Json& object) { std::printf("%s\n", JsonText(object, 2).c_str()); }
 
 std::string TakenText(const std::optional<size_t>& number) {
   return number ? "case " + std::to_string(*number) : "no case";
 }
-
-Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(*number) : Json(); }
 
 void PutList(const std::string& title, const std::vector<std::string>& lines, bool is_colour) {
   if (lines.empty()) return;
@@ -82,31 +59,10 @@ void PutVerdict(bool is_same, const std::string& same, const std::string& differ
         (is_same ? same : differs) + "\n");
 }
 
-Json ConfigToJson(const ConfigDiff& diff) {
-  Json postures = Json::array();
-  for (const PostureDiff& posture : diff.postures) {
-    Json object = {{"postures", DescribePostures(posture.postures)},
-                   {"old_case", OptionalNumber(posture.old_case)},
-                   {"new_case", OptionalNumber(posture.new_case)},
-                   {"other_case", posture.is_other_case},
-                   {"alternate", posture.is_alternate},
-                   {"same", posture.is_same_sound}};
-    for (size_t channel = 0; channel < 2; ++channel) {
-      object[kChannelKeys[channel]] =
-          posture.old_case && posture.new_case ? ChannelToJson(posture.channels[channel]) : Json();
-    }
-    postures.push_back(std::move(object));
-  }
-  return {{"same", diff.is_same},
-          {"rules", diff.rules},
-          {"postures", postures},
-          {"only_text", diff.only_text}};
-}
-
 }  // namespace
 
 void PutConfigDiff(const ConfigDiff& diff, bool is_json) {
-  if (is_json) return Put(ConfigToJson(diff));
+  if (is_json) return Put(ToJson(diff));
   const bool is_colour = IsColourWanted();
   PutList("rules", diff.rules, is_colour);
   std::vector<std::string> taken;
@@ -140,7 +96,7 @@ void PutConfigDiff(const ConfigDiff& diff, bool is_json) {
 }
 
 void PutResponseDiff(const ChannelDiff& diff, bool is_json) {
-  if (is_json) return Put(ChannelToJson(diff));
+  if (is_json) return Put(ToJson(diff));
   Print(false, "", ChannelText(diff, "    "));
   PutVerdict(diff.is_same, "the responses are the same", "the responses differ");
 }
@@ -152,9 +108,9 @@ void PutCaptureDiff(const std::vector<CapturedDiff>& diffs, bool is_json) {
     is_same = is_same && captured.diff.is_same;
     if (is_json) {
       Json object = {{"channel", kChannelKeys[captured.channel]},
-                     {"nearest_case", OptionalNumber(captured.case_number)},
+                     {"nearest_case", captured.case_number ? Json(*captured.case_number) : Json()},
                      {"file", captured.file}};
-      object.update(ChannelToJson(captured.diff));
+      object.update(ToJson(captured.diff));
       array.push_back(std::move(object));
       continue;
     }

@@ -218,14 +218,26 @@ bool IsSameChoice(const PostureResult& a, const PostureResult& b) {
   return a.taken == b.taken && a.alternate == b.alternate && a.matching == b.matching;
 }
 
-Json PosturesToJson(const std::vector<PostureResult>& postures) {
+Json OldToJson(const Against& against, size_t at) {
+  const PostureResult& posture = against.old_config.postures[at];
+  return {{"taken", OptionalNumber(posture.taken)},
+          {"alternate", OptionalNumber(posture.alternate)},
+          {"other_case", against.changes[at].is_other_case},
+          {"other_sound", against.changes[at].is_other_sound}};
+}
+
+Json PosturesToJson(const std::vector<PostureResult>& postures,
+                    const std::optional<Against>& against) {
   Json array = Json::array();
   for (const int rotation : ScreenRotationIndex::kSupportedRotations) {
     const PostureResult* first = nullptr;  // of the run
-    for (const PostureResult& posture : postures) {
+    for (size_t at = 0; at < postures.size(); ++at) {
+      const PostureResult& posture = postures[at];
       if (posture.posture.rotation != rotation) continue;
       const auto angle = posture.posture.hinge_angle;
-      if (first != nullptr && first->posture.hinge_angle && IsSameChoice(*first, posture)) {
+      const Json old = against ? OldToJson(*against, at) : Json();
+      if (first != nullptr && first->posture.hinge_angle && IsSameChoice(*first, posture) &&
+          (!against || array.back()["old"] == old)) {
         array.back()["to"] = *angle;
         continue;
       }
@@ -236,6 +248,7 @@ Json PosturesToJson(const std::vector<PostureResult>& postures) {
                        {"taken", OptionalNumber(posture.taken)},
                        {"alternate", OptionalNumber(posture.alternate)},
                        {"matching", posture.matching}});
+      if (against) array.back()["old"] = old;
     }
   }
   return array;
@@ -279,6 +292,8 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   ResponseData responses(options.check.filter.rate);
   Json cases =
       CasesToJson(text, as_read, readable, engine.cases(), options.check.filter.rate, responses);
+  Json against;
+  if (options.against) against = AgainstToJson(*options.against, responses);
   Json status_message;
   for (const simulator::DspMessages& write : BeginCall({})) {
     for (const DspMessage& message : write.messages) {
@@ -309,7 +324,8 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   data["frequency_hz"] = std::move(frequencies);
   data["cases"] = std::move(cases);
   data["responses"] = responses.Take();
-  data["postures"] = PosturesToJson(checked.postures);
+  data["postures"] = PosturesToJson(checked.postures, options.against);
+  if (options.against) data["against"] = std::move(against);
   data["findings"] = FindingsToJson(checked.findings, text);
   return data;
 }

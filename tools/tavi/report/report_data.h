@@ -26,6 +26,7 @@
 //                   and early_energy_db (shares), worst_gain_db, speech_level_db
 //   postures        in runs of hinge angles, both ends included, null before the first reading:
 //                   rotation, from, to; taken, alternate (cases or null), matching (all cases)
+//   against         where one was given, see against.h
 //   findings        of CheckConfig, in its order: name, severity, case, file, line, column,
 //                   message, consequence; excerpt: text and a marker line for under it, or null
 //
@@ -33,12 +34,14 @@
 // instead; "empty", the channel not being sent; "not-finite", NaNs being sent.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
 
 #include "check/check_config.h"
+#include "report/against.h"
 
 namespace brelmo::tavi::tools {
 
@@ -49,6 +52,7 @@ struct ReportOptions {
   CheckOptions check;
   std::string config_sha256;  // of the bytes that the text comes from; empty for those of the text
   std::string listen;         // audio that the cases are heard with, see listen.h; may be empty
+  std::optional<Against> against;  // of the same text
 };
 
 // Reads `text` and the data files it names, through the data folder in force. Logs nothing. The

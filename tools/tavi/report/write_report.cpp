@@ -53,11 +53,16 @@ void WriteReport(const std::string& text, const ReportOptions& options,
   const auto count = [&data](const char* severity, const char* noun) {
     return Count(data["counts"][severity].get<size_t>(), noun);
   };
-  std::fprintf(is_standard_output ? stderr : stdout, "%s: %s of %s in force; %s, %s, %s\n",
+  std::FILE* const said = is_standard_output ? stderr : stdout;
+  std::fprintf(said, "%s: %s of %s in force; %s, %s, %s\n",
                is_standard_output ? "report" : Printable(output.path).c_str(),
                std::to_string(data["module"]["cases_in_force"].get<size_t>()).c_str(),
                Count(data["cases"].size(), "case").c_str(), count("error", "error").c_str(),
                count("warning", "warning").c_str(), count("note", "note").c_str());
+  if (options.against) {
+    std::fprintf(said, "against %s: %s\n", Printable(options.against->old_config.path).c_str(),
+                 options.against->Summary().c_str());
+  }
 }
 
 }  // namespace brelmo::tavi::tools
