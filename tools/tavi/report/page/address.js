@@ -9,6 +9,7 @@ function addressOf() {
   const parameters = new URLSearchParams();
   if (state.shown !== null) parameters.set('case', state.shown);
   if (state.overlay !== null) parameters.set('with', state.overlay);
+  else if (against) parameters.set('with', 'none');
   parameters.set('view', state.view);
   parameters.set('hinge', state.hinge === null ? 'none' : state.hinge);
   parameters.set('rotation', state.rotation);
@@ -41,6 +42,7 @@ function readAddress() {
   };
   if (parameters.get('view') in VIEWS) state.view = parameters.get('view');
   state.overlay = whole('with', report.cases.length);
+  if (against && [null, OLD].includes(parameters.get('with'))) state.overlay = OLD;
   state.bin = whole('bin', report.frequency_hz.length) || state.bin;
   state.sample = whole('sample', 512) || 0;
   state.zoom = {};

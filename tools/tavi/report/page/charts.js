@@ -14,7 +14,8 @@ function dataset({ number, channel, values, label }, { panel, quantity, across }
   const first = firstOf(quantity);
   const at = (i) => (i >= first && i < values.length ? values[i] : null);
   const style = styleOf(number, channel, panel, shown);
-  const isFlat = style.colour === '--warning';
+  const output = outputOf(number, channel);
+  const isFlat = Boolean(output) && output.state === 'flat' && quantity !== 'change_db';
   const line = colour(style.colour);
   const points = values.slice(first);
   const place = AXES[across].at;
@@ -27,7 +28,7 @@ function dataset({ number, channel, values, label }, { panel, quantity, across }
     backgroundColor: line,
     borderWidth: isFlat ? 2.5 : number === shown ? 2 : 1.75,
     borderDash: style.dash,
-    order: number === shown ? 0 : 1,
+    order: number === shown ? 0 : 1,  // the lowest on top
     // A point between two gaps makes no line.
     pointRadius: points.map((_, i) => ((across === 'hz' && place(i + first) < POINTS_BELOW && !isFlat) ||
       (at(i + first - 1) === null && at(i + first + 1) === null) ? 2 : 0)),
@@ -261,10 +262,12 @@ function buildPickers() {
     `${number}: ${conditionsText(number) || visible(report.cases[number].text)}${report.cases[number].is_in_force ? '' : ' (not in force)'}`);
   const numbers = report.cases.map((_, i) => i);
   byId('shown').append(...numbers.map(option));
-  byId('overlay').append(make('option', { value: '' }, 'no other case'), ...numbers.map(option));
+  byId('overlay').append(make('option', { value: '' }, 'no other case'),
+    ...(against ? [make('option', { value: OLD }, `the old one, of ${visible(against.name)}`)] : []), ...numbers.map(option));
   byId('shown').addEventListener('change', () => selectCase(Number(byId('shown').value)));
   byId('overlay').addEventListener('change', () => {
-    state.overlay = byId('overlay').value === '' ? null : Number(byId('overlay').value);
+    const { value } = byId('overlay');
+    state.overlay = value === '' ? null : value === OLD ? OLD : Number(value);
     renderResponses();
   });
   document.querySelector('.pickers').hidden = numbers.length === 0;
@@ -272,6 +275,11 @@ function buildPickers() {
 
 function shownNote() {
   if (state.shown === null) return 'The configuration text holds no case, so there are no responses.';
+  const old = state.overlay === OLD && overlaid() === null ? ' There was no such case: it has no old curves.' : '';
+  return placeNote() + old;
+}
+
+function placeNote() {
   const run = runAt(state.hinge, state.rotation);
   if (state.shown === run.taken) return 'The case that the selected posture takes.';
   if (state.shown === run.alternate) return 'The case that alternates with the one taken in the selected posture.';
@@ -317,8 +325,10 @@ function renderResponses() {
       : CHANNELS.flatMap((channel) => noticesOf(each, channel, true)))));
     notices[panel].classList.toggle('in-place', !isDrawn(panel));
     plots[panel].hidden = !isDrawn(panel);
-    figures[panel].replaceChildren(...(panel === 'pair' ? pairFigures(cases) : timeFigures(cases, panel)));
-    for (const plot of plots[panel].children) plot.hidden = plot.dataset.view !== state.view;
+    figures[panel].replaceChildren(...figuresOf(cases, panel));
+    for (const plot of plots[panel].children) {
+      plot.hidden = plot.dataset.view !== state.view || (plot.classList.contains('change') && !cases.some(isOld));
+    }
     for (const each of chartsOf(panel)) {
       const chart = charts[idOf(each)];
       chart.setActiveElements([]);

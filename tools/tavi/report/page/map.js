@@ -4,21 +4,25 @@ const map = byId('map');
 const marker = make('div', { class: 'marker', 'aria-hidden': 'true' });
 const rows = [];  // of cells, as they stand: before the first reading, then one a rotation
 
-function choiceText(run) {
-  if (run.taken === null) return 'no case';
-  if (run.alternate === null) return `case ${run.taken}`;
-  return `case ${run.taken}, alternating with case ${run.alternate}`;
+function takenText({ taken, alternate }) {
+  if (taken === null) return 'no case';
+  if (alternate === null) return `case ${taken}`;
+  return `case ${taken}, alternating with case ${alternate}`;
 }
+
+const choiceText = (run) => `${takenText(run)}${isOtherCase(run) ? ` (old: ${takenText(run.old)})` : ''}`;
+
+const markText = ({ taken, alternate }) => (taken === null ? 'none' : alternate === null ? `${taken}` : `${taken} \u21c4 ${alternate}`);
 
 function makeCell(run, label) {
   const node = make('div', { class: 'cell', role: 'gridcell', tabindex: '-1', 'aria-label': label, title: label });
-  let text = 'none';
   if (run.taken === null) node.dataset.pattern = 'none';
-  else {
-    paint(node, run.taken, run.alternate);
-    text = run.alternate === null ? `${run.taken}` : `${run.taken} \u21c4 ${run.alternate}`;
+  else paint(node, run.taken, run.alternate);
+  node.append(make('span', { class: 'cell-text' }, markText(run)));
+  if (isOtherCase(run)) {
+    node.classList.add('changed');
+    node.append(make('span', { class: 'cell-old' }, make('span', { class: 'cell-old-text' }, markText(run.old))));
   }
-  node.append(make('span', { class: 'cell-text' }, text));
   return { run, node };
 }
 
@@ -77,6 +81,10 @@ function fitLabels() {
     label.hidden = !fits[i];
     label.parentElement.classList.toggle('narrow', isNarrow[i]);
   });
+  for (const label of map.querySelectorAll('.cell-old-text')) {
+    label.hidden = false;
+    label.hidden = label.offsetWidth > label.parentElement.clientWidth;
+  }
 }
 
 function currentCell() {
@@ -127,5 +135,9 @@ function buildMapLegend() {
   if (runs.some((run) => run.taken === null)) {
     entries.push([{ taken: null }, 'no case: the DSP keeps what it was sent last']);
   }
-  byId('map-legend').append(...entries.map(([run, text]) => make('li', {}, swatch(run), text)));
+  if (runs.some(isOtherCase)) {
+    const node = make('span', { class: 'swatch changed', 'aria-hidden': 'true' }, make('span', { class: 'cell-old' }));
+    entries.push([node, 'another case than the old one, whose number stands below']);
+  }
+  byId('map-legend').append(...entries.map(([run, text]) => make('li', {}, run instanceof Node ? run : swatch(run), text)));
 }

@@ -39,7 +39,7 @@ const state = {
   lastHinge: firstRun && firstRun.from !== null ? firstRun.from : 0,
   rotation: firstRun ? firstRun.rotation : 0,
   shown: report.cases.length > 0 ? 0 : null,  // the case whose responses are shown
-  overlay: null,
+  overlay: against ? OLD : null,  // what it is compared with: a case, or the old one
   view: 'response',
   bin: Math.max(1, nearestBin(1000)),  // that exact values are given for
   sample: 0,
@@ -94,8 +94,9 @@ function paint(node, taken, alternate = null) {
 }
 
 function chip(number) {
-  const node = make('span', { class: 'chip' }, make('span', { class: 'chip-text' }, `${number}`));
-  if (!report.cases[number].is_in_force) node.dataset.pattern = 'refused';
+  const node = make('span', { class: 'chip' }, make('span', { class: 'chip-text' }, `${isOld(number) ? oldNumber(number) : number}`));
+  if (isOld(number)) node.dataset.pattern = 'old';
+  else if (!report.cases[number].is_in_force) node.dataset.pattern = 'refused';
   else paint(node, number);
   return node;
 }

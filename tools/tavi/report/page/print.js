@@ -5,20 +5,23 @@ const PRINTED_WIDTH = 350;
 let printed = [];  // charts
 
 function printedPanel(number, panel) {
+  const old = state.overlay === OLD ? oldOf(number) : null;
+  const cases = old === null ? [number] : [number, old];
   const figure = make('figure', { class: 'channel' }, make('figcaption', {}, make('h4', {}, CHANNEL_TITLES[panel])),
-    make('ul', { class: 'legend' }, ...legendEntries([number], panel, number)),
-    make('div', { class: 'notices' }, ...(panel === 'pair' ? CHANNELS : [panel]).flatMap((channel) => noticesOf(number, channel, panel === 'pair'))));
+    make('ul', { class: 'legend' }, ...legendEntries(cases, panel, number)),
+    make('div', { class: 'notices' }, ...cases.flatMap((shown) =>
+      (panel === 'pair' ? CHANNELS : [panel]).flatMap((channel) => noticesOf(shown, channel, panel === 'pair')))));
   for (const each of chartsOf(panel)) {
-    if (curvesOf(each, [number]).length === 0) continue;
+    if (curvesOf(each, cases).length === 0) continue;
     const width = panel === 'pair' ? 2 * PRINTED_WIDTH : PRINTED_WIDTH;
     const canvas = make('canvas', { width, height: each.name === 'phase' ? 150 : 180 });
     figure.append(make('div', {}, canvas));
     const chart = makeChart(each, canvas, { ...chartOptions(each), responsive: false, events: [], devicePixelRatio: 2 });
-    fill(chart, each, [number], number);
+    fill(chart, each, cases, number);
     chart.update('none');
     printed.push(chart);
   }
-  figure.append(...(panel === 'pair' ? pairFigures([number]) : timeFigures([number], panel)));
+  figure.append(...figuresOf(cases, panel));
   return figure;
 }
 

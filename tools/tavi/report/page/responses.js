@@ -1,10 +1,12 @@
 // ---- Responses --------------------------------------------------------------------------------
 
 const outputOf = (number, channel) => (number === null ? undefined
-  : report.cases[number].outputs.find((output) => output.channel === channel));
+  : allCases[number].outputs.find((output) => output.channel === channel));
 const responseOf = (output) => (output && output.response !== null ? report.responses[output.response] : null);
 // The cases on show: the chosen one and what it is compared with.
-const shownCases = () => [state.shown, state.overlay].filter((number) => number !== null);
+const overlaid = () => (state.overlay !== OLD ? state.overlay
+  : state.shown === null ? null : oldOf(state.shown, runAt(state.hinge, state.rotation)));
+const shownCases = () => [state.shown, overlaid()].filter((number) => number !== null);
 
 function colour(name) {
   return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
@@ -18,16 +20,16 @@ const isNotANumber = (real, imaginary) => real === null || imaginary === null;
 const isZero = (real, imaginary) => real === 0 && imaginary === 0;
 
 function noticesOf(number, channel, withChannel = false) {
-  const title = make('strong', {}, `Case ${number}${withChannel ? `, ${channel},` : ''}`);
+  const title = make('strong', {}, `${caseTitle(number)}${withChannel ? `, ${channel},` : ''}`);
   const notice = (kind, ...text) => make('p', { class: `notice ${kind}` }, title.cloneNode(true), ...text);
-  if (!report.cases[number].is_in_force) {
+  if (!allCases[number].is_in_force) {
     return [notice('error', ' is not in force: the module does not read its files.')];
   }
   const output = outputOf(number, channel);
   const response = responseOf(output);
   if (output.state === 'flat') {
-    return [notice('warning', ' is sent flat: ', `${count(output.message.bins, 'bin')} of 1 + 0i, for `,
-      fileName(output), ' cannot be used. The findings say why.')];
+    return [notice('warning', ' is sent flat: ', `${count(response.real.length, 'bin')} of 1 + 0i, for `,
+      fileName(output), isOld(number) ? ' could not be used.' : ' cannot be used. The findings say why.')];
   }
   if (output.state === 'empty') {
     return [notice('error', ' is not sent on this channel: ', fileName(output),
@@ -74,7 +76,7 @@ function exactText(response, bin) {
 
 // What a value of a quantity is at an index, in words, and what it was made of.
 function valueText(number, panel, quantity, index) {
-  if (panel !== 'pair' && quantity !== 'group_delay_ms' && quantity !== 'impulse_db') {
+  if (panel !== 'pair' && (quantity === 'magnitude_db' || quantity === 'phase_degrees')) {
     const response = responseOf(outputOf(number, panel));
     return response ? exactText(response, index) : ['not sent', ''];
   }
@@ -87,8 +89,9 @@ function valueText(number, panel, quantity, index) {
 function renderReadout(panel) {
   const shown = shownCases();
   const { across, quantity } = chartsOf(panel)[0];
-  const columns = panel !== 'pair' ? shown.map((number) => [`Case ${number}`, number, panel, quantity])
-    : shown.flatMap((number) => [[`Case ${number}, left`, number, 'left', 'magnitude_db'],
+  const columns = panel !== 'pair' ? shown.map((number) => [caseTitle(number), number, panel, quantity])
+    .concat(quantity === 'magnitude_db' && shown.some(isOld) ? [['New less old', state.shown, panel, 'change_db']] : [])
+    : shown.flatMap((number) => [[`${caseTitle(number)}, left`, number, 'left', 'magnitude_db'],
       ['right', number, 'right', 'magnitude_db'], ['right less left', number, 'pair', 'difference_db']]);
   const row = (index) => make('tr', {}, make('th', { scope: 'row' }, AXES[across].name(index),
     make('span', { class: 'complex' }, AXES[across].place(index))),
@@ -115,7 +118,7 @@ const arcText = ({ start, length }) => `${count(length, 'sample')} from ${number
 
 function timeFigures(shown, channel) {
   const times = shown.map((each) => [each, responseOf(outputOf(each, channel))]).filter(([, response]) => response && response.time);
-  if (!isOfTime() || times.length === 0) return [];
+  if (times.length === 0) return [];
   const rows = [
     ['Energy outside of the first 257 taps', (time) => share(time.late_energy_db)],
     ['Energy earlier than 1 ms before the peak', (time) => share(time.early_energy_db)],
@@ -126,32 +129,35 @@ function timeFigures(shown, channel) {
     ['Level of speech', (time) => share(time.speech_level_db)],
   ];
   return [make('table', { class: 'figures' },
-    make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''), ...times.map(([each]) => make('th', { scope: 'col' }, `Case ${each}`)))),
+    make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''), ...times.map(([each]) => make('th', { scope: 'col' }, caseTitle(each))))),
     make('tbody', {}, ...rows.map(([title, text]) => make('tr', {}, make('th', { scope: 'row' }, title),
       ...times.map(([, response]) => make('td', {}, text(response.time)))))))];
 }
 
 function pairFigures(shown) {
-  return shown.map((each) => [each, report.cases[each].pair]).filter(([, pair]) => pair).map(([each, pair]) => {
+  return shown.map((each) => [each, allCases[each].pair]).filter(([, pair]) => pair).map(([each, pair]) => {
     const late = Math.abs(pair.delay_ms) < 0.001 ? 'Right comes with left'
       : `${pair.delay_ms > 0 ? 'Right' : 'Left'} comes ${decimal(Math.abs(pair.delay_ms), 3)} ms later than ${pair.delay_ms > 0 ? 'left' : 'right'}`;
     const text = pair.similarity < 0.5 ? 'The channels are too unlike for a delay between them to mean anything'
       : `${late}, with ${pair.is_inverted ? 'opposite' : 'the same'} polarity`;
     const level = pair.level_db === null ? '' : Math.abs(pair.level_db) < 0.05 ? '; both have the same level of speech' : `; right\u2019s level of speech is ${decimal(Math.abs(pair.level_db), 1)} dB ${pair.level_db < 0 ? 'lower' : 'higher'}`;
-    return make('p', { class: 'hint' }, make('strong', {}, `Case ${each}. `), `${text}${pair.similarity < 0.5 ? '' : level}.`);
+    return make('p', { class: 'hint' }, make('strong', {}, `${caseTitle(each)}. `), `${text}${pair.similarity < 0.5 ? '' : level}.`);
   });
 }
+
+const figuresOf = (cases, panel) => (panel === 'pair' ? pairFigures(cases)
+  : isOfTime() ? timeFigures(cases, panel) : changeFigures(cases, panel));
 
 function legendEntries(shown, panel, chosen = state.shown) {
   const entry = (each, channel, text) => {
     const style = styleOf(each, channel, panel, chosen);
-    const line = make('span', { class: style.dash.length === 0 ? 'line' : 'line dashed', 'aria-hidden': 'true' });
+    const line = make('span', { class: style.dash.length === 0 ? 'line' : style.dash[0] < 4 ? 'line dotted' : 'line dashed', 'aria-hidden': 'true' });
     line.style.setProperty('--line', `var(${style.colour})`);
     if (!hasCurve(valuesOf(each, channel, 'magnitude_db'), 'magnitude_db')) line.classList.add('undrawn');
     const output = outputOf(each, channel);
     return make('li', {}, line, chip(each), make('span', {}, text, output ? fileName(output) : '',
       output && output.state === 'flat' ? ' (flat)' : ''));
   };
-  if (panel !== 'pair') return shown.map((each) => entry(each, panel, `Case ${each} `));
-  return shown.flatMap((each) => CHANNELS.map((channel) => entry(each, channel, `Case ${each}, ${channel} `)));
+  if (panel !== 'pair') return shown.map((each) => entry(each, panel, `${caseTitle(each)} `));
+  return shown.flatMap((each) => CHANNELS.map((channel) => entry(each, channel, `${caseTitle(each)}, ${channel} `)));
 }

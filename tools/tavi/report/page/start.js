@@ -3,6 +3,7 @@
 Chart.defaults.font.family = getComputedStyle(document.body).fontFamily;
 Chart.defaults.font.size = 12;
 buildHead();
+buildAgainst();
 buildMap();
 buildControls();
 buildPickers();

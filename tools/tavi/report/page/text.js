@@ -45,6 +45,8 @@ function decimal(value, digits) {
   return Number(text) === 0 ? text.replace('-', '') : text.replace('-', '\u2212');
 }
 
+const signed = (value) => `${value > 0 ? '+' : ''}${decimal(value, 2)}`;
+
 function number(value) {
   return String(value).replace('-', '\u2212');
 }
@@ -75,8 +77,16 @@ function ranges(numbers) {
 const degrees = (value) => `${value}\u00b0`;
 const hertz = (value) => `${Number(value.toFixed(4))} Hz`;
 
+// The cases by number, and behind them those of what the report is laid against.
+const { against } = report;
+const allCases = against ? [...report.cases, ...against.cases] : report.cases;
+const OLD = 'old';
+const isOld = (number) => number >= report.cases.length;
+const oldNumber = (number) => number - report.cases.length;  // that it had
+const caseTitle = (number) => (isOld(number) ? `Old case ${oldNumber(number)}` : `Case ${number}`);
+
 function conditionsText(number) {
-  const conditions = Object.entries(report.cases[number].conditions);
+  const conditions = Object.entries(allCases[number].conditions);
   const words = { HingeAngle: 'hinge', ScreenRotation: 'rotation' };
   return conditions.map(([name, value]) => visible(`${words[name] || name} ${value}`)).join('; ');
 }

@@ -22,6 +22,10 @@ const QUANTITIES = {
   difference_db: { title: 'Right less left, dB', unit: 'dB', digits: 3, steps: [1, 2, 3, 6, 10, 20], least: 6, span: 80, share: 1 },
 };
 
+if (against) {
+  QUANTITIES.change_db = { title: 'New less old, dB', unit: 'dB', digits: 3, steps: [1, 2, 3, 6, 10, 20], least: 6, span: 80, share: 1 };
+}
+
 const milliseconds = (sample) => `${decimal(1000 * sample / report.rate_hz, 3)} ms`;
 
 // Bin 0 has no place on a logarithmic axis.
@@ -50,6 +54,7 @@ const AXES = {
 // Of a panel in a view: the charts' names are part of their ids.
 const CHARTS = CHANNELS.flatMap((panel) => [
   { view: 'response', panel, name: 'magnitude', quantity: 'magnitude_db', across: 'hz' },
+  ...(against ? [{ view: 'response', panel, name: 'change', quantity: 'change_db', across: 'hz' }] : []),
   { view: 'response', panel, name: 'phase', quantity: 'phase_degrees', across: 'hz' },
   { view: 'delay', panel, name: 'delay', quantity: 'group_delay_ms', across: 'hz' },
   { view: 'impulse', panel, name: 'impulse', quantity: 'impulse_db', across: 'samples' },
@@ -62,11 +67,18 @@ const isOfTime = () => state.view === 'delay' || state.view === 'impulse';
 const shownPanels = () => VIEWS[state.view].panels;
 const chartsOf = (panel) => CHARTS.filter((chart) => chart.panel === panel && chart.view === state.view);
 
+// As far as both go.
+const less = (values, others) => values && others && values.slice(0, others.length).map(
+  (value, i) => (value === null || others[i] === null ? null : value - others[i]));
+
+const changeOf = (number, old, channel) =>
+  less(valuesOf(number, channel, 'magnitude_db'), valuesOf(old, channel, 'magnitude_db'));
+
 function valuesOf(number, channel, quantity) {
   if (quantity === 'difference_db') {
-    const [left, right] = CHANNELS.map((each) => valuesOf(number, each, 'magnitude_db'));
-    return left && right && left.slice(0, right.length).map((value, i) => (value === null || right[i] === null ? null : right[i] - value));
+    return less(valuesOf(number, 'right', 'magnitude_db'), valuesOf(number, 'left', 'magnitude_db'));
   }
+  if (quantity === 'change_db') return changeOf(number, overlaid(), channel);
   const response = responseOf(outputOf(number, channel));
   if (!response) return null;
   if (quantity in response) return response[quantity];
@@ -78,17 +90,23 @@ const hasCurve = (values, quantity) => Boolean(values) && values.some((value, i)
 
 // What a chart draws of some cases: the quantity of its channel, or of both.
 function curvesOf({ panel, quantity }, cases) {
+  if (quantity === 'change_db') {
+    const [number, old] = cases;
+    const values = old !== undefined && isOld(old) ? changeOf(number, old, panel) : null;
+    return hasCurve(values, quantity) ? [{ number, channel: panel, values, label: 'New less old' }] : [];
+  }
   const channels = panel !== 'pair' ? [panel] : quantity === 'difference_db' ? ['pair'] : CHANNELS;
   return cases.flatMap((number) => channels.map((channel) => ({
     number, channel, values: valuesOf(number, channel, quantity),
-    label: `Case ${number}${channels.length > 1 ? `, ${channel}` : ''}`,
+    label: `${caseTitle(number)}${channels.length > 1 ? `, ${channel}` : ''}`,
   }))).filter((curve) => hasCurve(curve.values, quantity));
 }
 
-// The chosen case is drawn through, what it is compared with dashed; a flat channel looks like a
-// warning.
+// The chosen case is drawn through, what it is compared with dashed, an old one in grey; a flat
+// channel looks like a warning.
 function styleOf(number, channel, panel, shown = state.shown) {
   const output = outputOf(number, channel);
+  if (isOld(number)) return { colour: '--old', dash: panel === 'pair' && channel === 'right' ? [2, 3] : [7, 4] };
   if (output && output.state === 'flat') return { colour: '--warning', dash: [5, 4] };
   const colourName = panel === 'pair' && channel === 'right' ? '--muted' : `--line-${number % COLOURS}`;
   return { colour: colourName, dash: number === shown ? [] : [6, 4] };
@@ -108,15 +126,17 @@ function makeScale(quantity) {
   const { steps, least, span, share: seen } = QUANTITIES[quantity];
   const values = [];
   const known = new Set();
-  for (const each of report.cases.filter((candidate) => candidate.is_in_force)) {
+  const add = (more) => (more || []).forEach((value, i) => {
+    if (i >= firstOf(quantity) && value !== null) values.push(value);
+  });
+  allCases.forEach((each, number) => {
     const key = each.outputs.map((output) => output.response).join();
-    if (known.has(key)) continue;
+    if (quantity === 'change_db' || !each.is_in_force || known.has(key)) return;
     known.add(key);
-    for (const channel of quantity === 'difference_db' ? ['pair'] : CHANNELS) {
-      (valuesOf(each.number, channel, quantity) || []).forEach((value, i) => {
-        if (i >= firstOf(quantity) && value !== null) values.push(value);
-      });
-    }
+    for (const channel of quantity === 'difference_db' ? ['pair'] : CHANNELS) add(valuesOf(number, channel, quantity));
+  });
+  for (const pair of quantity === 'change_db' ? against.pairs : []) {
+    for (const channel of CHANNELS) add(changeOf(pair.new_case, report.cases.length + pair.old_case, channel));
   }
   if (values.length === 0) return { min: -least, max: least, step: least, isCut: false };
   values.sort((a, b) => a - b);
