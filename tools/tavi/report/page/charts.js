@@ -113,7 +113,8 @@ function chartOptions(each) {
     scales: {
       x: {
         type: each.across === 'hz' ? 'logarithmic' : 'linear',
-        title: { display: each.name !== 'magnitude', text: axis.title },
+        // Of charts below each other the last has it.
+        title: { display: !['magnitude', 'change'].includes(each.name), text: axis.title },
         ticks: each.across === 'hz' ? {
           autoSkip: false,
           maxRotation: 0,

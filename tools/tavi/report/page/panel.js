@@ -69,6 +69,7 @@ function matchNotes(run) {
   if (run.alternate !== null) {
     notes.push(`Both match. Case ${run.taken} is taken when a call begins, case ${run.alternate} by the next update, and so on by turns: every change of the hinge angle in the overlap sends the other one.`);
   }
+  if (isOtherCase(run)) notes.push(`The old configuration takes ${takenText(run.old)} here.`);
   const others = run.matching.filter((number) => number !== run.taken && number !== run.alternate);
   if (others.length > 0 && run.taken !== null) {
     notes.push(others.length === 1 ? `Case ${others[0]} matches as well, but is never taken here.`

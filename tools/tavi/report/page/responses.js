@@ -95,9 +95,9 @@ function renderReadout(panel) {
       ['right', number, 'right', 'magnitude_db'], ['right less left', number, 'pair', 'difference_db']]);
   const row = (index) => make('tr', {}, make('th', { scope: 'row' }, AXES[across].name(index),
     make('span', { class: 'complex' }, AXES[across].place(index))),
-  ...columns.map(([, number, ofPanel, ofQuantity]) => {
+  ...columns.map(([title, number, ofPanel, ofQuantity]) => {
     const [value, detail] = valueText(number, ofPanel, ofQuantity, index);
-    return make('td', {}, make('span', { class: 'exact' }, value),
+    return make('td', { 'data-title': title }, make('span', { class: 'exact' }, value),
       panel === 'pair' ? null : make('span', { class: 'complex' }, detail));
   }));
   const index = AXES[across].index();

@@ -3,6 +3,7 @@
 const MOST_ZOOM = 64;
 const WHEEL_STEP = 1.25;
 const LEAST_DRAG = 8;  // pixels
+const LEAST_PINCH = 40;  // pixels between two fingers, along an axis that they are to stretch
 
 const isLogarithmic = (axis) => axis === 'hz';
 const toLine = (axis, value) => (isLogarithmic(axis) ? Math.log(value) : value);
@@ -54,10 +55,37 @@ function resetZoom() {
   renderResponses();
 }
 
+// Two fingers keep the values that they were put on: across, and of the quantity when they stand a
+// few lines above each other.
+function pinch(chart, { across, quantity }, held, fingers) {
+  const { left, right, top, bottom } = chart.chartArea;
+  const stretch = (axis, window, [low, high], [from, to], [nowFrom, nowTo]) => {
+    const [begin, end] = window.map((value) => toLine(axis, value));
+    const perPixel = (end - begin) / (high - low);
+    const values = [from, to].map((pixel) => begin + (pixel - low) * perPixel);
+    const apart = nowTo - nowFrom;
+    if (Math.sign(apart) !== Math.sign(to - from) || Math.abs(apart) < LEAST_DRAG) return;
+    const scale = (values[1] - values[0]) / apart;
+    setWindow(axis, ...[low, high].map((pixel) => fromLine(axis, values[0] + (pixel - nowFrom) * scale)));
+  };
+  const along = (points, axis) => points.map((point) => point[axis]);
+  const apart = (axis) => Math.abs(held.fingers[0][axis] - held.fingers[1][axis]);
+  if (apart('x') >= LEAST_PINCH) {
+    stretch(across, held.across, [left, right], along(held.fingers, 'x'), along(fingers, 'x'));
+  }
+  if (apart('y') >= LEAST_PINCH) {
+    stretch(quantity, held.quantity, [bottom, top], along(held.fingers, 'y'), along(fingers, 'y'));
+  }
+  renderResponses();
+}
+
 // A rectangle that is dragged over a chart becomes what is seen: of the axis across, and of the
 // quantity when it is a few lines high.
-function attachZoom(chart, { across, quantity }) {
+function attachZoom(chart, each) {
+  const { across, quantity } = each;
   const { canvas } = chart;
+  const pointers = new Map();  // that are down, and where
+  let held = null;  // when the second finger came
   const valueAt = (scale, pixel) => chart.scales[scale].getValueForPixel(pixel);
   const place = (event) => {
     const box = canvas.getBoundingClientRect();
@@ -69,27 +97,39 @@ function attachZoom(chart, { across, quantity }) {
   };
   canvas.addEventListener('pointerdown', (event) => {
     if (event.button !== 0) return;
-    chart.drag = { from: place(event), to: place(event) };
+    pointers.set(event.pointerId, place(event));
     canvas.setPointerCapture(event.pointerId);
+    chart.drag = pointers.size === 1 ? { from: place(event), to: place(event) } : null;
+    held = pointers.size !== 2 ? null
+      : { fingers: [...pointers.values()], across: windowOf(across), quantity: windowOf(quantity) };
+    if (held) chart.draw();
   });
   canvas.addEventListener('pointermove', (event) => {
+    if (!pointers.has(event.pointerId)) return;
+    pointers.set(event.pointerId, place(event));
+    if (held) pinch(chart, each, held, [...pointers.values()]);
     if (!chart.drag) return;
     chart.drag.to = place(event);
     chart.draw();
   });
-  const end = (isDone) => {
+  // The page does not move under two fingers.
+  canvas.addEventListener('touchstart', (event) => { if (event.touches.length > 1) event.preventDefault(); }, { passive: false });
+  const end = (event, isDone) => {
+    pointers.delete(event.pointerId);
+    held = null;
     if (!chart.drag) return;
     const { from, to } = chart.drag;
     chart.drag = null;
     const [left, right] = [from.x, to.x].sort((a, b) => a - b);
     const [top, bottom] = [from.y, to.y].sort((a, b) => a - b);
     if (!isDone || right - left < LEAST_DRAG) { chart.draw(); return; }
+    const [lowest, highest] = [valueAt('y', bottom), valueAt('y', top)];
     setWindow(across, valueAt('x', left), valueAt('x', right));
-    if (bottom - top > 4 * LEAST_DRAG) setWindow(quantity, valueAt('y', bottom), valueAt('y', top));
+    if (bottom - top > 4 * LEAST_DRAG) setWindow(quantity, lowest, highest);
     renderResponses();
   };
-  canvas.addEventListener('pointerup', () => end(true));
-  canvas.addEventListener('pointercancel', () => end(false));
+  canvas.addEventListener('pointerup', (event) => end(event, true));
+  canvas.addEventListener('pointercancel', (event) => end(event, false));
   canvas.addEventListener('dblclick', resetZoom);
   // Without the control key a wheel moves the page, unless the chart was chosen.
   canvas.addEventListener('wheel', (event) => {
