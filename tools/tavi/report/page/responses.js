@@ -131,7 +131,7 @@ function timeFigures(shown, channel) {
   return [make('table', { class: 'figures' },
     make('thead', {}, make('tr', {}, make('th', { scope: 'col' }, ''), ...times.map(([each]) => make('th', { scope: 'col' }, caseTitle(each))))),
     make('tbody', {}, ...rows.map(([title, text]) => make('tr', {}, make('th', { scope: 'row' }, title),
-      ...times.map(([, response]) => make('td', {}, text(response.time)))))))];
+      ...times.map(([each, response]) => make('td', { 'data-title': caseTitle(each) }, text(response.time)))))))];
 }
 
 function pairFigures(shown) {
