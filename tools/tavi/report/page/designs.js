@@ -8,14 +8,18 @@ const DESIGN_CURVES = [
   { key: 'correction_db', label: 'correction', colour: '--line-2', dash: [6, 4] },
   { key: 'corrected_db', label: 'corrected', colour: '--line-0', dash: [] },
 ];
+const MASK = { label: 'limits of the mask', colour: '--line-3', dash: [10, 3] };
+
+const designs = report.build ? report.build.designs : [];
+const designed = [...new Set(designs.map((each) => each.case))];  // cases
+const designOf = (number, channel) => designs.find((each) => each.case === number && each.channel === channel);
 
 function designDatasets(design) {
   const line = ({ label, colour: name, dash }, points) => ({
     label, data: points, borderColor: colour(name), backgroundColor: colour(name),
     borderWidth: label === 'corrected' ? 2.5 : 1.5, borderDash: dash, pointRadius: 0,
   });
-  const limit = (label, { frequency_hz: hz, db }) =>
-    line({ label, colour: '--warning', dash: [8, 3] }, hz.map((x, i) => ({ x, y: db[i] })));
+  const limit = (label, { frequency_hz: hz, db }) => line({ ...MASK, label }, hz.map((x, i) => ({ x, y: db[i] })));
   return [
     ...DESIGN_CURVES.map((curve) =>
       line(curve, design.frequency_hz.map((x, i) => ({ x, y: design[curve.key][i] })))),
@@ -26,66 +30,93 @@ function designDatasets(design) {
 function designText(design) {
   const [from, to] = design.corrected;
   const mask = design.mask
-    ? ` ${design.mask.name}: margin ${decimal(design.mask.margin_before_db, 1)} dB before, ${decimal(design.mask.margin_after_db, 1)} dB after; the level floats.`
+    ? ` ${visible(design.mask.name)}: margin ${decimal(design.mask.margin_before_db, 1)} dB before, ${decimal(design.mask.margin_after_db, 1)} dB after; the level floats.`
     : '';
   return `Corrected from ${hertz(from)} to ${hertz(to)}; dB relative to the measured level there.${mask}`;
 }
 
-function renderDesigns(picked) {
-  for (const channel of ['left', 'right']) {
-    const figure = byId(`design-${channel}`);
-    const design = report.build.designs.find((each) => each.case === picked && each.channel === channel);
-    if (designCharts[channel]) designCharts[channel].destroy();
-    delete designCharts[channel];
-    const title = make('figcaption', {}, make('h3', {}, channel === 'left' ? 'Left channel' : 'Right channel'));
-    if (!design) {
-      figure.replaceChildren(title, make('p', { class: 'hint' }, 'Not made from a measurement.'));
-      continue;
-    }
-    const canvas = make('canvas', { role: 'img', 'aria-label': `${channel}: measured, target, correction and corrected` });
-    const frame = make('div', { class: 'plot' }, canvas);
-    frame.style.height = '320px';
-    figure.replaceChildren(title, make('p', { class: 'hint' }, designText(design)), frame);
-    const axis = (text, more) => ({
-      title: { display: true, text, color: colour('--muted') },
-      grid: { color: colour('--grid'), borderColor: colour('--rule') }, ...more,
-    });
-    designCharts[channel] = new Chart(canvas, {
-      type: 'line',
-      data: { datasets: designDatasets(design) },
-      options: {
-        animation: false, responsive: true, maintainAspectRatio: false, parsing: false, normalized: true,
-        interaction: { mode: 'nearest', axis: 'x', intersect: false },
-        scales: {
-          x: axis('Frequency in Hz', {
-            type: 'logarithmic', min: 100, max: 20000,
-            afterBuildTicks: (built) => {
-              built.ticks = [100, 200, 500, 1000, 2000, 5000, 10000, 20000].map((value) => ({ value }));
-            },
-            ticks: {
-              color: colour('--muted'), autoSkip: false, maxRotation: 0,
-              callback: (value) => (value >= 1000 ? `${value / 1000}k` : `${value}`),
-            },
-          }),
-          y: axis('dB', { type: 'linear', min: -24, max: 18, ticks: { color: colour('--muted'), stepSize: 6 } }),
-        },
-        plugins: { legend: { position: 'bottom', labels: { color: colour('--muted'), boxHeight: 1 } } },
+const designRange = () => [100, Math.min(20000, report.rate_hz / 2)];
+
+// One scale for all, of what matters: a loudspeaker's slopes may leave it.
+function designScale() {
+  const [from, to] = designRange();
+  const values = designs.flatMap((design) => DESIGN_CURVES.flatMap(({ key }) =>
+    design[key].filter((_, i) => design.frequency_hz[i] >= from && design.frequency_hz[i] <= to)));
+  const STEP = 6;
+  const max = Math.ceil((values.reduce((high, value) => Math.max(high, value), 0) + 1) / STEP) * STEP;
+  const lowest = values.reduce((low, value) => Math.min(low, value), 0);
+  return { min: Math.max(Math.floor((lowest - 1) / STEP) * STEP, max - 7 * STEP), max };
+}
+
+function designFigure(design, channel, canvas) {
+  const entry = ({ label, colour: name, dash }) => {
+    const line = make('span', { class: ['line', dash.length === 0 ? '' : dash[0] < 4 ? 'dotted' : 'dashed'].join(' '), 'aria-hidden': 'true' });
+    line.style.setProperty('--line', `var(${name})`);
+    return make('li', {}, line, label);
+  };
+  const title = make('figcaption', {}, make('h3', {}, CHANNEL_TITLES[channel]),
+    make('p', { class: 'hint' }, design ? designText(design) : 'Not made from a measurement.'));
+  const figure = make('figure', { class: 'channel' }, title);
+  if (design) {
+    figure.append(make('ul', { class: 'legend' }, ...[...DESIGN_CURVES, ...(design.mask ? [MASK] : [])].map(entry)),
+      make('div', { class: 'plots' }, make('div', { class: 'plot design' }, canvas)));
+  }
+  return figure;
+}
+
+function makeDesignChart(design, canvas, more) {
+  const axis = (text, rest) => ({
+    title: { display: true, text, color: colour('--muted') },
+    grid: { color: colour('--grid'), borderColor: colour('--rule') }, ...rest,
+  });
+  const [from, to] = designRange();
+  return new Chart(canvas, {
+    type: 'line',
+    data: { datasets: designDatasets(design) },
+    options: {
+      animation: false, responsive: true, maintainAspectRatio: false, parsing: false, normalized: true,
+      interaction: { mode: 'nearest', axis: 'x', intersect: false },
+      scales: {
+        x: axis('Frequency, Hz', {
+          type: 'logarithmic', min: from, max: to,
+          afterBuildTicks: (built) => { built.ticks = frequencyTicks(from, to); },
+          ticks: { color: colour('--muted'), autoSkip: false, maxRotation: 0, callback(value) { return frequencyLabel(value, this); } },
+        }),
+        y: axis('dB', {
+          type: 'linear', ...designScale(),
+          ticks: { color: colour('--muted'), stepSize: 6, callback: (value) => number(value) },
+        }),
       },
-    });
+      plugins: {
+        legend: { display: false },
+        tooltip: {
+          backgroundColor: colour('--tip'), titleColor: colour('--tip-text'), bodyColor: colour('--tip-text'),
+          callbacks: {
+            title: (items) => (items.length === 0 ? '' : hertz(items[0].parsed.x)),
+            label: ({ dataset: { label }, parsed: { y } }) => ` ${label}: ${decimal(y, 2)} dB`,
+          },
+        },
+      },
+      ...more,
+    },
+  });
+}
+
+function renderDesigns() {
+  const picked = Number(byId('designed').value);
+  for (const channel of CHANNELS) {
+    const design = designOf(picked, channel);
+    if (designCharts[channel]) designCharts[channel].destroy();
+    const canvas = make('canvas', { role: 'img', 'aria-label': `${CHANNEL_TITLES[channel]}: measured, target, correction and corrected` });
+    byId(`design-${channel}`).replaceChildren(designFigure(design, channel, canvas));
+    designCharts[channel] = design ? makeDesignChart(design, canvas) : null;
   }
 }
 
-if (report.build && report.build.designs.length > 0) {
-  const select = make('select', { id: 'designed' },
-    ...report.build.postures.map((name, i) => make('option', { value: `${i}` }, name)));
-  const render = () => renderDesigns(Number(select.value));
-  const section = make('section', { 'aria-labelledby': 'designs-title' },
-    make('h2', { id: 'designs-title', tabindex: '-1' }, 'Designs'),
-    make('div', { class: 'pickers' }, make('label', {}, 'Posture ', select)),
-    make('div', { class: 'channels' },
-      make('figure', { id: 'design-left', class: 'channel' }), make('figure', { id: 'design-right', class: 'channel' })));
-  byId('findings-title').parentElement.before(section);
-  select.addEventListener('change', render);
-  render();
-  window.matchMedia('(prefers-color-scheme: dark)').addEventListener('change', render);
+function buildDesigns() {
+  if (designed.length === 0) return;
+  byId('designs').hidden = false;
+  byId('designed').append(...designed.map((number) => make('option', { value: number }, visible(report.build.postures[number]))));
+  byId('designed').addEventListener('change', renderDesigns);
+  renderDesigns();
 }

@@ -10,12 +10,16 @@ buildPickers();
 buildViews();
 buildPanels();
 buildListen();
+buildDesigns();
 buildFindings();
 buildCases();
 if (firstRun) state.shown = firstRun.taken;
 renderPosture();
 renderResponses();
 followAddress();
-window.matchMedia('(prefers-color-scheme: dark)').addEventListener('change', renderResponses);
+window.matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
+  renderResponses();
+  if (designed.length > 0) renderDesigns();
+});
 window.addEventListener('beforeprint', beginPrint);
 window.addEventListener('afterprint', endPrint);
