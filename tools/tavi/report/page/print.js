@@ -2,13 +2,13 @@
 
 const MOST_PRINTED = 120;  // cases; each takes canvases
 const PRINTED_WIDTH = 350;
-const PRINTED_HEIGHTS = { change: 150, phase: 150 };  // others 180
+const PRINTED_HEIGHTS = { change: 150, phase: 150 };  // others 170
 let printed = [];  // charts
 
 function printedPanel(number, panel) {
   const old = state.overlay === OLD ? oldOf(number) : null;
   const cases = old === null ? [number] : [number, old];
-  const figure = make('figure', { class: 'channel' }, make('figcaption', {}, make('h4', {}, CHANNEL_TITLES[panel])),
+  const figure = make('figure', { class: panel === 'pair' ? 'channel wide' : 'channel' }, make('figcaption', {}, make('h4', {}, CHANNEL_TITLES[panel])),
     make('ul', { class: 'legend' }, ...legendEntries(cases, panel, number)),
     make('div', { class: 'notices' }, ...cases.flatMap((shown) =>
       (panel === 'pair' ? CHANNELS : [panel]).flatMap((channel) => noticesOf(shown, channel, panel === 'pair')))));
@@ -16,7 +16,7 @@ function printedPanel(number, panel) {
   for (const each of chartsOf(panel)) {
     if (curvesOf(each, cases).length === 0) continue;
     const width = panel === 'pair' ? 2 * PRINTED_WIDTH : PRINTED_WIDTH;
-    const canvas = make('canvas', { width, height: PRINTED_HEIGHTS[each.name] || 180 });
+    const canvas = make('canvas', { width, height: PRINTED_HEIGHTS[each.name] || 170 });
     frame.append(make('div', {}, canvas));
     const chart = makeChart(each, canvas, { ...chartOptions(each), responsive: false, events: [], devicePixelRatio: 2 });
     fill(chart, each, cases, number);
