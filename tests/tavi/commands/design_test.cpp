@@ -67,7 +67,7 @@ TEST_F(DesignCommandTest, WritesAFileAndSaysWhatItDoes) {
 TEST_F(DesignCommandTest, TakesATargetAndAMaskFromFiles) {
   // Drawn, not measured: that it is coarse, smooth and ends inside the range is no finding.
   const std::string target =
-      Written("target.csv", "# 1/3 octave smoothing\n400,0,0\n1000,8,170\n4000,0,-10\n");
+      Written("target.csv", "# 1/3 octave smoothing\n400 0 0\n1000 8 170\n4000 0 -10\n");
   const std::string mask = Written("own.csv", "200,2,-2\n7000,2,-2\n");
   const Outcome outcome = Design({"--target", target, "--mask", mask, "--format", "json"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;

@@ -8,6 +8,7 @@ import hashlib
 import json
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -93,6 +94,26 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(len(data["data_files"]), 12)
         for each in data["data_files"]:
             self.assertEqual(each["sha256"], sha256(EXAMPLE / "etc" / each["file"]))
+
+    def test_against_an_older_configuration(self):
+        old = self.folder / "old"
+        shutil.copytree(EXAMPLE / "etc", old / "etc")
+        text = (EXAMPLE / "device.conf").read_text().replace("0,44", "0,43").replace("45,", "44,")
+        (old / "device.conf").write_text(text)
+        said = self.report("-o", self.page, "--against", old).stdout.decode().splitlines()
+        self.assertEqual(
+            said[1:],
+            [f"against {old}/device.conf: another case is taken in 4 of 728 postures, something "
+             "else is sent in 4; 2 channels differ"],
+        )
+        said = self.report("-o", self.page, "--against", EXAMPLE).stdout.decode()
+        self.assertIn("the DSP is sent the same in every posture", said)
+        data = old / "etc" / "spk_desk_left.txt"
+        for arguments in (["--against", data], ["--against", self.folder / "none"],
+                          ["--old-root", old], ["--against", old, "-o", data, "--force"]):
+            with self.subTest(arguments=arguments):
+                self.report("-o", self.page, *arguments, exit_code=2)
+        self.assertEqual(data.read_bytes(), (EXAMPLE / "etc" / data.name).read_bytes())
 
     def test_bad_usage(self):
         for rate in ("0", "-48000", "nan", "inf", "1e999", "fast", ""):

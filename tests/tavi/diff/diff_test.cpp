@@ -181,6 +181,7 @@ TEST_F(DiffTest, NamesThePosturesWhereAnotherCaseIsTaken) {
                 testing::StartsWith("case " + std::to_string(number) + " is removed"));
     ASSERT_EQ(removed.postures.size(), 1U);
     EXPECT_FALSE(removed.postures[0].new_case);
+    EXPECT_TRUE(removed.postures[0].is_other_case);
 
     tuning = MakeTuning();
     std::rotate(tuning.cases.begin(), tuning.cases.begin() + static_cast<ptrdiff_t>(number),

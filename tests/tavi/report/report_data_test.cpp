@@ -119,6 +119,50 @@ TEST_F(ReportDataTest, PosturesInRuns) {
   EXPECT_EQ(report["cases"][1]["keys"], List(R"(["Name : HingeAngle, Supported Index: {0 1 }"])"));
 }
 
+TEST_F(ReportDataTest, AgainstAnOlderConfiguration) {
+  folder_.Write("a.txt", "1,0\n0,-2\n");
+  folder_.Write("b.txt", "0.5,0\n0,0.25\n");
+  folder_.Write("old/etc/a.txt", "1,0\n0,-2\n");
+  folder_.Write("old/etc/b.txt", "0.5,0\n0.25,0\n");
+  // The middle case begins later now, the last one is gone, and of the pair the right file is
+  // another.
+  folder_.Write("old/device.conf", Case("HingeAngle:0,44") + " " +
+                                       Case("HingeAngle:45,134", "b.txt") + " " +
+                                       Case("HingeAngle:135,180", "a.txt", "no.txt") + "\n");
+  const std::string text = Case("HingeAngle:51,134", "b.txt") + " " + Case("HingeAngle:0,50");
+  ReportOptions options;
+  options.against = ReadAgainst({folder_.path("old"), ""}, text, folder_.path(), 48000.0);
+  const Json report = Report(text, options);
+  const Json& against = report["against"];
+  EXPECT_EQ(
+      against["summary"],
+      "another case is taken in 208 of 728 postures, something else is sent in 724; 4 channels "
+      "differ");
+  EXPECT_EQ(against["counts"]["other_case"], 4 * (6 + 46));
+  Json runs = Json::array();
+  for (const Json& run : report["postures"]) {
+    if (run["rotation"] == 90) runs.push_back({run["from"], run["taken"], run["old"]});
+  }
+  EXPECT_EQ(runs, List(R"([
+    [null, null, {"taken": null, "alternate": null, "other_case": false, "other_sound": false}],
+    [0, 1, {"taken": 0, "alternate": null, "other_case": false, "other_sound": true}],
+    [45, 1, {"taken": 1, "alternate": null, "other_case": true, "other_sound": true}],
+    [51, 0, {"taken": 1, "alternate": null, "other_case": false, "other_sound": true}],
+    [135, null, {"taken": 2, "alternate": null, "other_case": true, "other_sound": true}]])"));
+  const auto magnitude = [&report](const Json& cases, size_t number, size_t channel) {
+    return report["responses"][size_t{cases[number]["outputs"][channel]["response"]}]["real"];
+  };
+  EXPECT_EQ(magnitude(against["cases"], 0, 1), List("[0.5, 0.25]"));
+  EXPECT_EQ(magnitude(report["cases"], 1, 1), List("[0.5, 0.0]"));
+  EXPECT_EQ(against["cases"][2]["outputs"][1]["state"], "flat");
+  Json pairs = Json::array();
+  for (const Json& pair : against["pairs"]) {
+    pairs.push_back(
+        {pair["new_case"], pair["old_case"], pair["is_same_case"], pair["left"]["same"]});
+  }
+  EXPECT_EQ(pairs, List("[[0, 1, true, false], [1, 0, true, true], [1, 1, false, false]]"));
+}
+
 TEST_F(ReportDataTest, CasesThatAreNotInForce) {
   folder_.Write("a.txt", "1,0\n");
   folder_.Write("b.txt", "1,0\n");

@@ -215,8 +215,9 @@ ConfigDiff CompareConfigs(const SideConfig& old_config, const SideConfig& new_co
     PostureDiff here;
     std::tie(here.is_alternate, here.old_case, here.new_case) = taken;
     here.postures = std::move(postures);
-    here.is_other_case =
-        here.old_case ? pairing.new_of[*here.old_case] != here.new_case : here.new_case.has_value();
+    // A case that is gone became none, and is another one all the same where none is taken.
+    here.is_other_case = here.old_case.has_value() != here.new_case.has_value() ||
+                         (here.old_case && pairing.new_of[*here.old_case] != here.new_case);
     here.is_same_sound = here.old_case.has_value() == here.new_case.has_value();
     for (size_t channel = 0; here.old_case && here.new_case && channel < 2; ++channel) {
       here.channels[channel] =

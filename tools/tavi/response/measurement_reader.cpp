@@ -143,14 +143,14 @@ class MeasurementReader {
     summary.header_lines = table.header_lines;
     measurement.frequency_hz = std::move(table.frequency_hz);
     measurement.magnitude_db = std::move(table.magnitude_db);
-    if (!table.phase_degrees.empty() && !options_.is_drawn) TakePhase(table.phase_degrees, measurement);
+    if (!table.phase_degrees.empty()) TakePhase(table.phase_degrees, measurement);
     return true;
   }
 
   void TakePhase(const std::vector<double>& degrees, Measurement& measurement) {
     SortedPhase sorted = SortPhase(measurement.frequency_hz, degrees, options_.from_hz,
                                    options_.to_hz, options_.delay == DelayPolicy::kRemove);
-    if (sorted.fast_share > kMaxFastShare) {
+    if (sorted.fast_share > kMaxFastShare && !options_.is_drawn) {
       const std::string consequence =
           sorted.degrees.empty()
               ? "the phase is not used, that of minimum phase takes its place: measure with less "

@@ -40,9 +40,9 @@ struct ReadOptions {
   double from_hz = 300.0;
   double to_hz = 8000.0;
   DelayPolicy delay = DelayPolicy::kAuto;
-  // A curve that is drawn rather than measured, such as a target: it may have few points and be
-  // smooth, and holds the first and the last of them over the rest of the range. A phase that it has
-  // is not looked at.
+  // A curve that is drawn rather than measured, such as a target: it may have few points, be smooth
+  // and turn its phase as it likes, and holds the first and the last of its points over the rest of
+  // the range.
   bool is_drawn = false;
 };
 

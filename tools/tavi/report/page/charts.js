@@ -276,7 +276,7 @@ function buildPickers() {
 
 function shownNote() {
   if (state.shown === null) return 'The configuration text holds no case, so there are no responses.';
-  const old = state.overlay === OLD && overlaid() === null ? ' There was no such case: it has no old curves.' : '';
+  const old = state.overlay === OLD && overlaid() === null && report.cases[state.shown].is_in_force ? ' There was no such case: it has no old curves.' : '';
   return placeNote() + old;
 }
 
