@@ -5,14 +5,16 @@
 """
 
 import cmath
+import math
 import os
 import struct
+import subprocess
 import sys
 import unittest
 import wave
 
 import webdriver
-from page_fixture import CHARTS, EXAMPLE, PageFixture, decibels, lines, read_bins
+from page_fixture import CHARTS, EXAMPLE, TAVI, PageFixture, decibels, lines, read_bins
 
 
 class PageViewsTest(PageFixture):
@@ -76,6 +78,77 @@ class PageViewsTest(PageFixture):
         self.assertEqual(visible_charts(), ["left-delay", "right-delay"])
         self.assertEqual(self.property("#overlay", "value"), "")
         self.assert_fits()
+
+    def place(self, x, y):
+        """In the window, from shares of the left channel's chart of magnitude."""
+        left, top, width, height = self.browser.run(
+            "const chart = Chart.getChart('left-magnitude'), area = chart.chartArea;"
+            "chart.canvas.scrollIntoView({block: 'center'});"
+            "const box = chart.canvas.getBoundingClientRect();"
+            "return [box.x + area.left, box.y + area.top, area.width, area.height]"
+        )
+        return [left + x * width, top + y * height]
+
+    def windows(self, chart="right-magnitude"):
+        """What is seen of a chart: parts of its axes, as shares of their whole lengths."""
+        low, high, bottom, top = self.browser.run(
+            "const {x, y} = Chart.getChart(arguments[0]).scales; return [x.min, x.max, y.min, y.max]",
+            chart,
+        )
+        whole = math.log(24000 / 93.75)
+        return [math.log(low / 93.75) / whole, math.log(high / 93.75) / whole, bottom, top]
+
+    def assert_windows(self, across, scale):
+        for value, expected, delta in zip(self.windows(), [*across, *scale], (0.02, 0.02, 0.6, 0.6)):
+            self.assertAlmostEqual(value, expected, delta=delta)
+
+    def test_charts_are_zoomed_by_pointer_and_fingers(self):
+        self.open_example()
+        *_, bottom, top = self.windows()
+        height = top - bottom
+        self.browser.drag(self.place(0.7, 0.5), self.place(0.2, 0.53))
+        self.assert_windows((0.2, 0.7), (bottom, top))
+        self.choose("#reset-zoom", webdriver.SPACE)
+        self.browser.drag(self.place(0.2, 0.25), self.place(0.7, 0.75))
+        self.assert_windows((0.2, 0.7), (bottom + height / 4, top - height / 4))
+        self.browser.emulate(390, 844, is_phone=True)
+        self.open_example()
+        at = self.place
+        self.browser.touch((at(0.2, 0.5), at(0.7, 0.5)))
+        self.assert_windows((0.2, 0.7), (bottom, top))
+        self.choose("#reset-zoom", webdriver.SPACE)
+        self.browser.touch((at(0.4, 0.5), at(0.2, 0.5)), (at(0.6, 0.5), at(0.8, 0.5)))
+        self.assert_windows((1 / 3, 2 / 3), (bottom, top))
+        self.browser.touch((at(0.2, 0.5), at(0.4, 0.5)), (at(0.8, 0.5), at(0.6, 0.5)))
+        self.assert_windows((0, 1), (bottom, top))
+        self.browser.touch((at(0.25, 0.3), at(0.25, 0.1)), (at(0.75, 0.7), at(0.75, 0.9)))
+        self.assert_windows((0, 1), (bottom + height / 4, top - height / 4))
+        self.choose("#reset-zoom", webdriver.SPACE)
+        start, end = at(0.5, 0.9), at(0.5, 0.1)
+        scrolled = self.browser.run("return scrollY")
+        self.browser.touch((start, end))
+        self.assert_windows((0, 1), (bottom, top))
+        self.assertGreater(self.browser.run("return scrollY"), scrolled, "a finger moves the page")
+        self.assertEqual(self.browser.run("return visualViewport.scale"), 1)
+
+    def test_designs_on_screen_and_paper(self):
+        source = EXAMPLE.parent / "measured" / "measured.toml"
+        page = self.folder / "tuning" / "report.html"
+        subprocess.run([TAVI, "build", source, "-o", page.parent], check=True, stdout=subprocess.DEVNULL)
+        self.url = page.as_uri()
+        self.browser.emulate(1400, 900, "dark")
+        self.browser.open(self.url)
+        labels = ["measured", "target", "correction", "corrected", "mask, upper limit", "mask, lower limit"]
+        chart = "Chart.getChart(document.querySelector(arguments[0]))"
+        self.assertEqual(self.browser.run(f"return {chart}.data.datasets.map(set => set.label)",
+                                          "#design-right canvas"), labels)
+        dark = self.browser.run(f"return {chart}.options.scales.x.ticks.color", "#design-right canvas")
+        self.browser.run("window.dispatchEvent(new Event('beforeprint'))")
+        self.assertEqual(len(self.in_all("#printed-designs canvas", "node.id")), 12)
+        self.assertNotEqual(
+            self.browser.run(f"return {chart}.options.scales.x.ticks.color", "#printed-designs canvas"), dark)
+        self.browser.run("window.dispatchEvent(new Event('afterprint'))")
+        self.assertEqual(self.in_all("#printed-designs canvas", "node.id"), [])
 
     def test_on_paper_every_case_has_its_curves(self):
         self.open_example()

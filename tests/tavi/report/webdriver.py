@@ -88,6 +88,27 @@ class Browser:
         """Where the pointer is."""
         ActionChains(self._driver, duration=0).click().perform()
 
+    def drag(self, start, end):
+        """By the pointer, pressed."""
+        actions = ActionChains(self._driver, duration=0)
+        pointer = actions.w3c_actions.pointer_action
+        pointer.move_to_location(*map(round, start)).pointer_down()
+        pointer.move_to_location(*map(round, end)).pointer_up()
+        actions.perform()
+
+    def touch(self, *fingers):
+        """Each finger is put where its way starts, one after the other, and all go it together."""
+        def send(kind, places):
+            self.devtools("Input.dispatchTouchEvent", type=kind,
+                          touchPoints=[{"x": x, "y": y, "id": number} for number, (x, y) in enumerate(places)])
+
+        for count in range(len(fingers)):
+            send("touchStart", [start for start, _ in fingers[:count + 1]])
+        for step in range(1, 5):
+            send("touchMove", [[a + (b - a) * step / 4 for a, b in zip(*finger)] for finger in fingers])
+        send("touchEnd", [])
+        self.settle()
+
     def settle(self):
         """Until what is due has been drawn."""
         self._driver.execute_async_script(
@@ -100,9 +121,10 @@ class Browser:
     def devtools(self, command, **parameters):
         return self._driver.execute_cdp_cmd(command, parameters)
 
-    def emulate(self, width, height, theme="light"):
+    def emulate(self, width, height, theme="light", is_phone=False):
         self.devtools("Emulation.setDeviceMetricsOverride", width=width, height=height,
-                      deviceScaleFactor=1, mobile=False)
+                      deviceScaleFactor=1, mobile=is_phone)
+        self.devtools("Emulation.setTouchEmulationEnabled", enabled=is_phone)
         self.devtools("Emulation.setEmulatedMedia",
                       features=[{"name": "prefers-color-scheme", "value": theme}])
 
