@@ -130,7 +130,8 @@ class TuningMaker {
     tuning_.remarks.push_back("input\t" + source + "\t" + Sha256(ReadFile(path_)));
     tuning_.inputs.push_back({path_, "the source"});
     for (const auto& [path, hash] : files.Hashes()) {
-      tuning_.remarks.push_back("input\t" + path + "\t" + hash);
+      tuning_.remarks.push_back("input\t" + path);
+      tuning_.remarks.back().append("\t").append(hash);
       tuning_.inputs.push_back({files.PathOf(path), "a file that the source names"});
     }
     for (size_t i = 0; i < project.postures.size(); ++i) {

@@ -134,5 +134,6 @@ function buildHead() {
     make('td', {}, sha256 === null ? 'cannot be read' : make('code', {}, sha256)));
   byId('hash-title').textContent = `SHA-256 of the configuration and of ${count(report.data_files.length, 'data file')}`;
   byId('hashes').append(make('tbody', {}, row('Configuration', report.configuration.sha256),
+    ...(against ? [row('Old configuration', against.sha256)] : []),
     ...report.data_files.map(({ file, sha256 }) => row(make('code', {}, visible(file)), sha256))));
 }
