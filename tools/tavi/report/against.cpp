@@ -44,7 +44,9 @@ size_t CountChannels(const ConfigDiff& diff) {
   std::set<std::pair<size_t, size_t>> channels;
   for (const PostureDiff& difference : diff.postures) {
     for (size_t channel = 0; difference.new_case && channel < kChannelKeys.size(); ++channel) {
-      if (!difference.channels[channel].is_same) channels.insert({*difference.new_case, channel});
+      if (!difference.old_case || !difference.channels[channel].is_same) {
+        channels.insert({*difference.new_case, channel});
+      }
     }
   }
   return channels.size();
@@ -149,9 +151,12 @@ std::string Against::Summary() const {
   const size_t other_sounds = CountWhere(*this, &PostureChange::is_other_sound);
   if (other_cases == 0 && other_sounds == 0) return "the DSP is sent the same in every posture";
   const std::string of_all = " of " + Count(changes.size(), "posture");
-  return "another case is taken in " + std::to_string(other_cases) + of_all +
-         ", something else is sent in " + std::to_string(other_sounds) + "; " +
-         Count(channels, "channel") + (channels == 1 ? " differs" : " differ");
+  std::string text = "another case is taken in " + std::to_string(other_cases) + of_all +
+                     ", something else is sent in " + std::to_string(other_sounds);
+  if (channels > 0) {
+    text += "; " + Count(channels, "channel") + (channels == 1 ? " differs" : " differ");
+  }
+  return text;
 }
 
 Against ReadAgainst(const SideOptions& old_side, const std::string& text,
