@@ -62,7 +62,7 @@ class FieldDevice : private simulator::HostObserver {
         {us_, thread_, simulator::SeverityName(line.severity)[0], line.tag, line.text});
   }
   void OnWrite(const simulator::DspWrite& write) override {
-    const auto now = std::chrono::system_clock::now();
+    const std::chrono::microseconds now(us_);
     recording_.bytes += tools::CaptureBytes(write, tools::CaptureFormat::kBytes, now);
     recording_.pcapng += tools::CaptureBytes(write, tools::CaptureFormat::kPcapng, now);
   }

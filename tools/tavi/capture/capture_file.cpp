@@ -303,11 +303,10 @@ std::string CaptureHead(CaptureFormat format) {
 }
 
 std::string CaptureBytes(const simulator::DspWrite& write, CaptureFormat format,
-                         std::chrono::system_clock::time_point delivered) {
+                         std::chrono::microseconds delivered) {
   const std::string bytes(write.bytes.begin(), write.bytes.end());
   if (format == CaptureFormat::kBytes) return bytes;
-  const auto time =
-      std::chrono::duration_cast<std::chrono::microseconds>(delivered.time_since_epoch()).count();
+  const int64_t time = delivered.count();
   std::string packet;
   Append(packet, uint32_t{0});
   Append(packet, static_cast<uint32_t>(static_cast<uint64_t>(time) >> 32));

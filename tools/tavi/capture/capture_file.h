@@ -50,8 +50,8 @@ enum class CaptureFormat { kBytes, kPcapng };
 CaptureFormat CaptureFormatOf(const std::string& path);
 // What such a file begins with.
 std::string CaptureHead(CaptureFormat format);
-// A delivery in it.
+// A delivery in it; `delivered` since 1970, or since a run began.
 std::string CaptureBytes(const simulator::DspWrite& write, CaptureFormat format,
-                         std::chrono::system_clock::time_point delivered);
+                         std::chrono::microseconds delivered);
 
 }  // namespace brelmo::tavi::tools

@@ -10,12 +10,19 @@ namespace {
 constexpr size_t kForeignLines = 50;
 constexpr std::string_view kTitle = "TelephonySpeakerCompensation :";
 
-// Takes what stands up to and with `word`; false when it is not there.
+// Takes what stands up to and with `word`, which begins the text or stands behind a blank; false
+// when it is not there. A line of the log has "UpdateTuningData: ".
 bool TakeBehind(std::string_view& text, std::string_view word) {
   const size_t at = text.find(word);
   if (at == std::string_view::npos) return false;
+  if (at > 0 && text[at - 1] != ' ' && text[at - 1] != '\t') return false;
   text.remove_prefix(at + word.size());
   return true;
+}
+
+// Whether the line ends with `word`, and has it as TakeBehind wants it.
+bool HasTitle(std::string_view line, std::string_view word) {
+  return TakeBehind(line, word) && line.empty();
 }
 
 }  // namespace
@@ -85,12 +92,11 @@ bool DumpReader::AddState(std::string_view line) {
     dump_->previous = keys;
     return true;
   }
-  if (std::string_view rest = line; TakeBehind(rest, "Parameter Index:")) {
+  if (HasTitle(line, "Parameter Index:")) {
     has_indices_title_ = true;
     return true;
   }
-  std::string_view rest = line;
-  return TakeBehind(rest, "Optional Parameters:") || TakeBehind(rest, "TuningData:");
+  return HasTitle(line, "Optional Parameters:") || HasTitle(line, "TuningData:");
 }
 
 bool DumpReader::AddCase(std::string_view line) {

@@ -134,10 +134,7 @@ std::optional<LogTime> TakeSeconds(std::string_view& text) {
   int64_t fraction = 0;
   if (!TakeFraction(rest, fraction)) return std::nullopt;
   text = rest;
-  // No device has been up for ten years.
-  constexpr int64_t kLongestUptime = 10LL * 366 * 24 * 3600;
-  return LogTime{seconds > kLongestUptime ? ClockKind::kEpoch : ClockKind::kMonotonic,
-                 seconds * kSecond + fraction, 0};
+  return TimeOfSeconds(seconds * kSecond + fraction);
 }
 
 std::optional<LogTime> TakeTime(std::string_view& text) {
@@ -323,6 +320,12 @@ std::string DescribeTime(const LogTime& time) {
                 static_cast<int>(ms / 60000 % 60), static_cast<int>(ms / 1000 % 60),
                 static_cast<int>(ms % 1000));
   return text;
+}
+
+LogTime TimeOfSeconds(int64_t us) {
+  // No device has been up for ten years.
+  constexpr int64_t kLongestUptime = 10 * 366 * kDay;
+  return {us > kLongestUptime ? ClockKind::kEpoch : ClockKind::kMonotonic, us, 0};
 }
 
 LogRecord ParseLogRecord(std::string_view line) {

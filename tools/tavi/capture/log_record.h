@@ -38,6 +38,9 @@ struct LogRecord {
   bool is_head_only = false;
 };
 
+// Of microseconds since 1970, or since a device or a run started, as their size tells.
+LogTime TimeOfSeconds(int64_t us);
+
 // What the line's beginning says; a line of no known format is all message. `line` is without its
 // end and outlives the result.
 LogRecord ParseLogRecord(std::string_view line);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -35,6 +36,7 @@ class MaterialReader {
       : on_progress_(on_progress) {}
 
   Material Read(const std::vector<std::string>& paths) {
+    material_.texts.emplace_back();  // of a line that has none
     std::optional<uint64_t> total = 0;
     for (const std::string& path : paths) {
       std::error_code error;
@@ -120,8 +122,7 @@ class MaterialReader {
     if (material_.faults.size() < kMostFaults) material_.faults.push_back({kind, place, text});
   }
   void AddTooMuch(const Place& place, const std::string& what) {
-    if (!is_too_much_) AddFault(MaterialFault::Kind::kTooMuch, place, what);
-    is_too_much_ = true;
+    if (too_much_.insert(what).second) AddFault(MaterialFault::Kind::kTooMuch, place, what);
   }
 
   // ---- Text ----
@@ -252,7 +253,9 @@ class MaterialReader {
       return;
     }
     if (material_.entries.size() == kMostEntries) {
-      AddTooMuch(place, "lines of the module beyond " + std::to_string(kMostEntries));
+      if (file().entries_left_out++ == 0) {
+        AddTooMuch(place, "more than " + std::to_string(kMostEntries) + " lines of the module");
+      }
       return;
     }
     ++file().entries;
@@ -271,7 +274,7 @@ class MaterialReader {
       entry.numbers[i] = message->numbers[i];
       if (message->keys[i]) entry.numbers[i] = InternKeys(*message->keys[i]);
     }
-    if (!message->text.empty()) entry.numbers[0] = InternText(message->text);
+    if (!message->text.empty()) entry.numbers[0] = InternText(message->text, place);
     material_.entries.push_back(entry);
   }
 
@@ -294,16 +297,23 @@ class MaterialReader {
     return entry->second;
   }
 
-  int InternText(std::string_view text) {
-    if (material_.texts.size() == kMostTexts) return static_cast<int>(kMostTexts) - 1;
-    material_.texts.emplace_back(text.substr(0, size_t{1} << 10));
+  int InternText(std::string_view text, const Place& place) {
+    const std::string kept(text.substr(0, size_t{1} << 10));
+    const auto found = text_numbers_.find(kept);
+    if (found != text_numbers_.end()) return found->second;
+    if (material_.texts.size() == kMostTexts) {
+      AddTooMuch(place, "more than " + std::to_string(kMostTexts) + " different faults of init");
+      return 0;
+    }
+    text_numbers_.emplace(kept, static_cast<int>(material_.texts.size()));
+    material_.texts.push_back(kept);
     return static_cast<int>(material_.texts.size()) - 1;
   }
 
   void TakeDumps() {
     for (Dump& dump : dumps_.Take()) {
       if (material_.dumps.size() == kMostDumps) {
-        AddTooMuch({file_number(), dump.line, 0}, "dumps beyond " + std::to_string(kMostDumps));
+        AddTooMuch({file_number(), dump.line, 0}, "more than " + std::to_string(kMostDumps) + " dumps");
         return;
       }
       ++file().dumps;
@@ -323,7 +333,7 @@ class MaterialReader {
                captured.damage->reason);
     }
     if (material_.deliveries.size() == kMostDeliveries) {
-      AddTooMuch(place, "deliveries beyond " + std::to_string(kMostDeliveries));
+      AddTooMuch(place, "more than " + std::to_string(kMostDeliveries) + " deliveries");
       return;
     }
     delivery.size = captured.size;
@@ -336,7 +346,7 @@ class MaterialReader {
       }
       const auto response = InternResponse(message);
       if (!response) {
-        AddTooMuch(place, "responses beyond " + std::to_string(kMostResponses));
+        AddTooMuch(place, "more than " + std::to_string(kMostResponses) + " different responses");
         continue;
       }
       (message.type == simulator::kLeftMessage ? delivery.left : delivery.right) = response;
@@ -365,9 +375,10 @@ class MaterialReader {
   std::optional<LogRecord> pending_head_;
   std::string pending_tag_;
   std::map<PostureKeys, int> key_numbers_;
+  std::map<std::string, int> text_numbers_;
   std::map<std::string, size_t> response_numbers_;
   size_t response_bytes_ = 0;
-  bool is_too_much_ = false;
+  std::set<std::string> too_much_;  // once each
 };
 
 }  // namespace

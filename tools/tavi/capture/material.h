@@ -55,6 +55,7 @@ struct MaterialFile {
   uint64_t bytes = 0;
   uint64_t lines = 0;
   size_t entries = 0;
+  size_t entries_left_out = 0;  // behind those that are looked at
   size_t dumps = 0;
   size_t deliveries = 0;
   bool has_borders = false;  // and results, of its capture
@@ -73,7 +74,7 @@ struct Material {
   std::vector<MaterialFile> files;
   std::vector<LogEntry> entries;  // in the order of the files
   std::vector<PostureKeys> keys;
-  std::vector<std::string> texts;
+  std::vector<std::string> texts;  // the first one is empty
   std::vector<std::pair<uint32_t, Dump>> dumps;  // with their file
   std::vector<Delivery> deliveries;
   std::vector<std::vector<float>> responses;  // each once

@@ -180,7 +180,7 @@ class Listing {
   void PutText(const CapturedDelivery& delivery, const std::vector<std::vector<float>>& responses,
                bool has_response) const {
     std::string text = "delivery " + std::to_string(number_);
-    if (delivery.time_us) text += "  " + DescribeTime({ClockKind::kEpoch, *delivery.time_us, 0});
+    if (delivery.time_us) text += "  " + DescribeTime(TimeOfSeconds(*delivery.time_us));
     text += "  offset " + std::to_string(delivery.offset);
     if (delivery.result) {
       text += *delivery.result == 0 ? "  accepted"

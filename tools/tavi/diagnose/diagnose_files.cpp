@@ -59,10 +59,7 @@ int DiagnoseFiles(const DiagnoseOptions& options) {
     config->Write(diagnosis.recovered->text + "\n");
     config->Commit();
   }
-  const bool is_something_wrong =
-      std::any_of(diagnosis.findings.begin(), diagnosis.findings.end(),
-                  [](const auto& found) { return found.finding.severity != Severity::kNote; });
-  return is_something_wrong ? 1 : 0;
+  return diagnosis.is_something_wrong() ? 1 : 0;
 }
 
 }  // namespace brelmo::tavi::tools

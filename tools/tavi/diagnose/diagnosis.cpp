@@ -71,6 +71,11 @@ FieldCase Diagnosis::field() const {
   return {material, story, naming(), is_fit};
 }
 
+bool Diagnosis::is_something_wrong() const {
+  return std::any_of(findings.begin(), findings.end(),
+                     [](const auto& found) { return found.finding.severity != Severity::kNote; });
+}
+
 Diagnosis Diagnose(Material material, const std::vector<CandidateSource>& sources) {
   Diagnosis diagnosis;
   diagnosis.material = std::move(material);
@@ -179,7 +184,10 @@ std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryE
       text += "; write" +
               (event.bytes > 0 ? " of " + std::to_string(event.bytes) + " bytes" : std::string()) +
               " " + result();
-      if (event.write != WriteResult::kAccepted) {
+      if (event.write == WriteResult::kUnknown) {
+        // Of a capture that has no results the head says it once.
+        if (!life.is_captured) text += "; what is in force then is not known";
+      } else if (event.write != WriteResult::kAccepted) {
         text += "; in force stays " + (event.in_force == kUnknownCase
                                            ? std::string("what there was")
                                            : NameCaseInShort(field, life, event.in_force));
@@ -188,6 +196,12 @@ std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryE
     }
     case StoryEvent::Kind::kOther:
       break;
+  }
+  for (const LogLineForm& form : LogLineForms()) {
+    if (event.entry == UINT32_MAX || form.event != field.material.entries[event.entry].event) {
+      continue;
+    }
+    return "the module logged " + Quote(std::string(form.function) + std::string(form.fragment));
   }
   return "";
 }

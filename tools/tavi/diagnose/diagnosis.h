@@ -34,6 +34,8 @@ struct Diagnosis {
     return best ? candidates[*best].get() : recovered_candidate.get();
   }
   FieldCase field() const;
+  // Some finding is more than a note.
+  bool is_something_wrong() const;
 };
 
 // Throws InputError.
@@ -41,7 +43,7 @@ Diagnosis Diagnose(Material material, const std::vector<CandidateSource>& source
 
 void PrintDiagnosis(const Diagnosis& diagnosis, bool is_colour);
 void PrintDiagnosisAsJson(const Diagnosis& diagnosis);
-// What happened in words; empty for an event that says nothing by itself.
+// What happened in words.
 std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryEvent& event);
 
 // What a scenario of ours begins with.

@@ -53,6 +53,15 @@ const char* ColourOf(const StoryEvent& event) {
   return event.kind == StoryEvent::Kind::kTold ? colour::kDim : colour::kPlain;
 }
 
+std::string DescribeInit(const Life& life) {
+  const size_t faults = life.init.size() - (life.end_of_init ? 1 : 0);
+  const bool is_good = life.end_of_init == LogEvent::kInitialized;
+  return std::string(is_good            ? "init: the module was set up"
+                     : life.end_of_init ? "init failed"
+                                        : "init, whose end is not there") +
+         (faults == 0 ? "" : "; " + Count(faults, "line") + " of what it found amiss before it");
+}
+
 void PutLife(const Diagnosis& diagnosis, const Life& life, bool is_colour) {
   const FieldCase field = diagnosis.field();
   const size_t count = diagnosis.story.lives.size();
@@ -74,21 +83,24 @@ void PutLife(const Diagnosis& diagnosis, const Life& life, bool is_colour) {
   if (!life.init.empty()) {
     const uint32_t last = life.init.back();
     const bool is_good = life.end_of_init == LogEvent::kInitialized;
-    const size_t faults = life.init.size() - (life.end_of_init ? 1 : 0);
     put(DescribeTime(diagnosis.material.TimeOf(diagnosis.material.entries[last])),
         PlaceOfEntry(diagnosis.material, last), is_good ? colour::kPlain : colour::kRed,
-        std::string(is_good            ? "init: the module was set up"
-                    : life.end_of_init ? "init failed"
-                                       : "init, whose end is not there") +
-            (faults == 0 ? ""
-                         : "; " + Count(faults, "line") + " of what it found amiss before it"));
+        DescribeInit(life));
   }
   for (const StoryEvent& event : life.events) {
-    const std::string text = DescribeEvent(field, life, event);
-    if (text.empty()) continue;
     put(TimeText(diagnosis.material, event), PlaceOf(diagnosis.material, event), ColourOf(event),
-        text + (event.is_behind_gap ? "  (lines before it are missing)" : ""));
+        DescribeEvent(field, life, event) +
+            (event.is_behind_gap ? "  (lines before it are missing)" : ""));
   }
+}
+
+// What is counted: "lines, parts of dumps and deliveries", of these what is there.
+std::string NameExplained(const Material& material) {
+  std::vector<std::string> kinds;
+  if (!material.entries.empty()) kinds.emplace_back("lines");
+  if (!material.dumps.empty()) kinds.emplace_back("parts of dumps");
+  if (!material.deliveries.empty()) kinds.emplace_back("deliveries");
+  return Enumerate(kinds);
 }
 
 void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
@@ -98,7 +110,8 @@ void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
     const Explanation& explanation = diagnosis.explanations[i];
     std::string text = "  " + Printable(diagnosis.candidates[i]->source().name) + " explains " +
                        std::to_string(explanation.explained) + " of " +
-                       std::to_string(explanation.total);
+                       std::to_string(explanation.total) + " " +
+                       NameExplained(diagnosis.material);
     if (explanation.first_against) {
       text += "; first against it: " + ShortPlace(diagnosis, explanation.first_against->place) +
               ": " + explanation.first_against->reason;
@@ -116,6 +129,27 @@ void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
             "; --write-config stores it\n");
   for (const std::string& doubt : diagnosis.recovered->doubts) {
     Print(false, "", "    " + Printable(doubt) + "\n");
+  }
+}
+
+// What the material cannot show, whatever was wrong.
+void PutWhatIsNotKnown(const Diagnosis& diagnosis) {
+  const auto& files = diagnosis.material.files;
+  const auto has = [&files](const auto& is_there) {
+    return std::any_of(files.begin(), files.end(), is_there);
+  };
+  if (!has([](const MaterialFile& file) { return file.entries > 0; })) {
+    Print(false, "", "  Without a log: what init refused, and what the host told, is not known.\n");
+  }
+  if (!has([](const MaterialFile& file) { return file.deliveries > 0; })) {
+    Print(false, "",
+          "  Without a capture: whether the responses sent are those of the files is not known.\n");
+  } else if (!has([](const MaterialFile& file) { return file.has_borders || file.entries > 0; })) {
+    Print(false, "", "  Without results in the capture: what the DSP accepted is not known.\n");
+  }
+  if (diagnosis.naming() == nullptr) {
+    Print(false, "",
+          "  Without a configuration: whether the cases taken are those to be taken is not known.\n");
   }
 }
 
@@ -158,6 +192,18 @@ const char* WriteName(WriteResult result) {
   return "unknown";
 }
 
+Json InitToJson(const Diagnosis& diagnosis, const Life& life) {
+  const uint32_t last = life.init.back();
+  const std::string time = DescribeTime(diagnosis.material.TimeOf(diagnosis.material.entries[last]));
+  Json object = {{"kind", "init"}};
+  object["time"] = time.empty() ? Json() : Json(time);
+  object["process"] = life.process >= 0 ? Json(life.process) : Json();
+  object["place"] = PlaceToJson(diagnosis, PlaceOfEntry(diagnosis.material, last));
+  object["text"] = DescribeInit(life);
+  object["success"] = life.end_of_init ? Json(life.end_of_init == LogEvent::kInitialized) : Json();
+  return object;
+}
+
 Json EventToJson(const Diagnosis& diagnosis, const Life& life, const StoryEvent& event) {
   const FieldCase field = diagnosis.field();
   Json object = {{"kind", KindName(event.kind)}};
@@ -195,8 +241,19 @@ void PrintDiagnosis(const Diagnosis& diagnosis, bool is_colour) {
     Print(false, "", "  There is no log and no capture to tell it.\n");
   }
   for (const Life& life : diagnosis.story.lives) PutLife(diagnosis, life, is_colour);
+  for (const MaterialFile& file : diagnosis.material.files) {
+    if (file.entries_left_out == 0) continue;
+    Print(is_colour, colour::kRed,
+          "  " + Count(file.entries_left_out, "more line") + " of the module in " +
+              Printable(file.name) + " not looked at\n");
+  }
   PutCandidates(diagnosis, is_colour);
-  PutTitle("Why it sounded wrong", is_colour);
+  if (diagnosis.is_something_wrong()) {
+    PutTitle("Why it sounded wrong", is_colour);
+  } else {
+    PutTitle("Nothing wrong was found", is_colour);
+    PutWhatIsNotKnown(diagnosis);
+  }
   Print(false, "", "\n");
   for (const FieldFinding& found : diagnosis.findings) {
     Finding shown = found.finding;
@@ -227,11 +284,13 @@ void PrintDiagnosisAsJson(const Diagnosis& diagnosis) {
     files.push_back({{"file", file.name},
                      {"lines", file.lines},
                      {"log_lines", file.entries},
+                     {"log_lines_left_out", file.entries_left_out},
                      {"dumps", file.dumps},
                      {"deliveries", file.deliveries}});
   }
   Json timeline = Json::array();
   for (const Life& life : diagnosis.story.lives) {
+    if (!life.init.empty()) timeline.push_back(InitToJson(diagnosis, life));
     for (const StoryEvent& event : life.events) {
       timeline.push_back(EventToJson(diagnosis, life, event));
     }

@@ -49,7 +49,7 @@ class Explainer {
     const auto form = std::find_if(forms.begin(), forms.end(), [&entry](const LogLineForm& one) {
       return one.event == entry.event;
     });
-    if (form != forms.end() && form->arguments == LogArguments::kText && !material_.texts.empty()) {
+    if (form != forms.end() && form->arguments == LogArguments::kText) {
       message.text = material_.texts[static_cast<size_t>(entry.numbers[0])];
       message.numbers[0] = 0;
     }

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <algorithm>
+
 #include "capture/log_record.h"
 #include "capture/nearest_response.h"
 #include "console/wording.h"
@@ -27,15 +29,26 @@ std::string NameKeys(const PostureKeys& keys) {
   return "the case of " + text;
 }
 
+// By the first delivery that has them.
 std::string NameResponses(const FieldCase& field, size_t id) {
   const auto& [left, right] = field.story.responses[id];
-  const auto name = [&field](const std::optional<size_t>& number) {
-    if (!number) return std::string("none");
-    return IsFlatResponse(field.material.responses[*number])
-               ? std::string("flat")
-               : "response " + std::to_string(*number);
-  };
-  return "left " + name(left) + " and right " + name(right);
+  const auto& deliveries = field.material.deliveries;
+  const auto first = std::find_if(deliveries.begin(), deliveries.end(),
+                                  [&, left = left, right = right](const Delivery& delivery) {
+                                    return delivery.left == left && delivery.right == right;
+                                  });
+  std::string text = "the responses of delivery " + std::to_string(first->number);
+  if (field.material.files[first->place.file].deliveries < deliveries.size()) {
+    text += " of " + Printable(field.material.files[first->place.file].name);
+  }
+  std::vector<std::string> strange;
+  for (const auto& [channel, number] : {std::pair("left", left), std::pair("right", right)}) {
+    if (!number) strange.push_back(std::string(channel) + " none");
+    if (number && IsFlatResponse(field.material.responses[*number])) {
+      strange.push_back(std::string(channel) + " flat");
+    }
+  }
+  return text + (strange.empty() ? "" : " (" + Enumerate(strange) + ")");
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace brelmo::tavi::tools {
 namespace {
 
 std::string TextOf(const Material& material, const LogEntry& entry) {
-  return material.texts.empty() ? "" : Quote(material.texts[static_cast<size_t>(entry.numbers[0])]);
+  return Quote(material.texts[static_cast<size_t>(entry.numbers[0])]);
 }
 
 // What a line of init says of the configuration.

@@ -281,7 +281,8 @@ void FindInMaterial(const FieldCase& field, std::vector<FieldFinding>& found) {
         break;
       case MaterialFault::Kind::kTooMuch:
         add("too-much", Severity::kWarning, {fault.place}, "there are " + fault.text,
-            "they were not looked at; give the part in question alone");
+            "from here on they were not looked at, and what is wrong there is not known; give the "
+            "part in question alone");
         break;
     }
   }

@@ -285,7 +285,9 @@ void TellCapture(const Material& material, uint32_t file, Story& story) {
     event.from = current;
     event.to = id->second;
     current = event.to;
-    if (event.write != WriteResult::kRefused) in_force = event.to;
+    if (event.write == WriteResult::kAccepted) in_force = event.to;
+    // One of the two; from then on even a refusal leaves that open.
+    if (event.write == WriteResult::kUnknown && in_force != event.to) in_force = kUnknownCase;
     event.in_force = in_force;
     life.events.push_back(event);
   }
@@ -390,7 +392,7 @@ std::string TimeText(const Material& material, const StoryEvent& event) {
     return DescribeTime(material.TimeOf(material.entries[event.entry]));
   }
   const auto& time = material.deliveries[event.delivery].time_us;
-  return time ? DescribeTime({ClockKind::kEpoch, *time, 0}) : "";
+  return time ? DescribeTime(TimeOfSeconds(*time)) : "";
 }
 
 }  // namespace brelmo::tavi::tools

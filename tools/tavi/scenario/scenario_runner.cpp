@@ -367,12 +367,12 @@ void ScenarioRunner::OnWrite(const simulator::DspWrite& write) {
   if (!write.is_accepted()) ++totals_.refused_writes;
   if (write.is_accepted() && write.has_response()) accepted_ = write;
   // Behind the module's back: its lock is held here.
-  const auto time = std::chrono::system_clock::now();
+  const auto time = std::chrono::duration_cast<std::chrono::microseconds>(Time());
   Report([this, write, time](RunReporter& reporter) { ReportWrite(reporter, write, time); });
 }
 
 void ScenarioRunner::ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
-                                 std::chrono::system_clock::time_point time) {
+                                 std::chrono::microseconds time) {
   NamedWrite named = {write, cases_.CasesOf(write), {}};
   for (const auto& message : write.parsed.messages) {
     named.files.push_back(cases_.FilesOf(message));

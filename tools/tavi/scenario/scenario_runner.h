@@ -97,7 +97,7 @@ class ScenarioRunner : private simulator::HostObserver {
   // Where the scenario is active and no case fits the posture, says so.
   void ReportNoCase(const simulator::HostEvent& event);
   void ReportWrite(RunReporter& reporter, const simulator::DspWrite& write,
-                   std::chrono::system_clock::time_point time);
+                   std::chrono::microseconds time);
 
   void OnHostCall(const std::string& call) override;
   void OnWrite(const simulator::DspWrite& write) override;
