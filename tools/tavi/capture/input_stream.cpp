@@ -35,6 +35,22 @@ size_t PutUtf8(unsigned unit, char* out) {
   return 3;
 }
 
+bool StartsWith(std::string_view text, std::string_view beginning) {
+  return text.substr(0, beginning.size()) == beginning;
+}
+
+// Whether the beginning of a file is of UTF-16 without a mark: characters of ASCII, each in the
+// byte `at` of two. No capture begins so.
+bool IsWide(std::string_view head, size_t at) {
+  if (head.size() < 8) return false;
+  for (size_t i = 0; i < 8; i += 2) {
+    const char low = head[i + at];
+    const bool is_text = (low >= ' ' && low <= '~') || low == '\n' || low == '\r' || low == '\t';
+    if (!is_text || head[i + 1 - at] != '\0') return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 InputStream::InputStream(const std::string& path) : path_(path), buffer_(kBufferSize) {
@@ -57,20 +73,18 @@ InputStream::InputStream(const std::string& path, std::string_view content)
 
 void InputStream::Begin() {
   std::setvbuf(file_.get(), nullptr, _IONBF, 0);
-  Fill(2);
-  if (available() >= 2) {
-    const auto first = static_cast<unsigned char>(buffer_[0]);
-    const auto second = static_cast<unsigned char>(buffer_[1]);
-    is_big_endian_ = first == 0xfe && second == 0xff;
-    is_utf16_ = is_big_endian_ || (first == 0xff && second == 0xfe);
-  }
+  const std::string_view head = Peek(8);
+  const bool has_mark = StartsWith(head, "\xff\xfe") || StartsWith(head, "\xfe\xff");
+  is_big_endian_ = StartsWith(head, "\xfe\xff") || IsWide(head, 1);
+  is_utf16_ = has_mark || is_big_endian_ || IsWide(head, 0);
+  if (StartsWith(head, "\xef\xbb\xbf")) Consume(3);
   if (!is_utf16_) return;
   // From the beginning, which a pipe does not have.
-  if (std::fseek(file_.get(), 2, SEEK_SET) != 0) {
+  if (std::fseek(file_.get(), has_mark ? 2 : 0, SEEK_SET) != 0) {
     throw InputError(path_ + ": is UTF-16, which can be read from a file only");
   }
   begin_ = end_ = 0;
-  bytes_read_ = 2;
+  bytes_read_ = has_mark ? 2 : 0;
   is_at_end_ = false;
 }
 

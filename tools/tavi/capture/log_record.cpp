@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <utility>
+
 #include "capture/posture_keys.h"
 
 namespace brelmo::tavi::tools {
@@ -146,10 +148,18 @@ bool IsSeverity(char c) {
   return c != '\0' && std::string_view("VDIWEFAS").find(c) != std::string_view::npos;
 }
 
-// "( 1234)" or "( 1234: 5678)".
-bool TakeIds(std::string_view& text, LogRecord& record) {
+// "( 1234)" or "( 1234: 5678)"; with the user before them where `has_user`, which is a number or a
+// name.
+bool TakeIds(std::string_view& text, bool has_user, LogRecord& record) {
   std::string_view rest = text;
   if (!TakeWord(rest, "(")) return false;
+  if (has_user) {
+    const size_t colon = rest.find(':');
+    if (colon == std::string_view::npos || rest.find(')') < colon) {
+      return false;
+    }
+    rest.remove_prefix(colon + 1);
+  }
   SkipBlanks(rest);
   const auto process = TakeInt(rest);
   if (!process) return false;
@@ -177,7 +187,9 @@ bool ParseTagged(std::string_view rest, LogRecord& record) {
   // A tag may hold colons; "(" or ": " ends it.
   for (size_t i = 0; i < rest.size(); ++i) {
     std::string_view behind = rest.substr(i);
-    const bool has_ids = behind[0] == '(' && TakeIds(behind, record);
+    // No thread stands there: of two numbers the first one is the user.
+    const bool has_ids = behind[0] == '(' && (TakeIds(behind, true, record) ||
+                                              TakeIds(behind, false, record));
     if (!(has_ids ? TakeWord(behind, ":") : TakeWord(behind, ": ") || behind == ":")) continue;
     TakeWord(behind, " ");
     record.tag = WithoutBlanks(rest.substr(0, i));
@@ -284,12 +296,14 @@ bool ParseSeverityFirst(std::string_view rest, LogRecord& record) {
   if (rest[1] == '/') return ParseTagged(rest.substr(2), record);
   if (rest[1] != '(') return false;
   rest.remove_prefix(1);
-  if (!TakeIds(rest, record)) return false;
+  if (!TakeIds(rest, false, record) && !TakeIds(rest, true, record)) return false;
   TakeWord(rest, " ");
   record.message = rest;
   // The format "process" puts the tag behind the message.
   const size_t open = rest.rfind("  (");
-  if (record.thread == -1 && open != std::string_view::npos && rest.back() == ')') {
+  if (open != std::string_view::npos && rest.back() == ')') {
+    // It has no thread: of two numbers the first one is the user.
+    if (record.thread != -1) record.process = std::exchange(record.thread, -1);
     record.tag = WithoutBlanks(rest.substr(open + 3, rest.size() - open - 4));
     record.message = rest.substr(0, open);
   }

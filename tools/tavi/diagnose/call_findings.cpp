@@ -32,7 +32,7 @@ class CallFinder {
       } else if (event.write == WriteResult::kRefused) {
         AddRefusedStatus(i);
       }
-      if (event.kind == Kind::kScenarioOn) FindNoCase(i);
+      if (event.kind == Kind::kScenarioOn && !event.is_either_status) FindNoCase(i);
     }
     if (life_.is_captured) {
       FindResponsesWithoutStatus();
@@ -60,8 +60,26 @@ class CallFinder {
   // " for 3.2 s", up to the event; " for at least 3.2 s" where that is the material's last one.
   std::string For(size_t from, size_t to, bool has_ended) const {
     const auto time = TimeBetween(field_.material, field_.story, events_[from], events_[to]);
+    if (AreLinesMissing(from, to)) {
+      const std::string end = ", or until something of which the lines are missing";
+      return (has_ended && time ? " for " + DescribeDuration(*time) : "") + end;
+    }
     if (!time || to == from) return has_ended ? "" : ", to the end of what is there";
     return (has_ended ? " for " : " for at least ") + DescribeDuration(*time);
+  }
+
+  // Between the two, as far as the material tells.
+  bool AreLinesMissing(size_t from, size_t to) const {
+    for (size_t i = from + 1; i <= to; ++i) {
+      if (events_[i].is_behind_gap) return true;
+    }
+    const Place begin = PlaceAt(from);
+    const Place end = PlaceAt(to);
+    const auto& faults = field_.material.faults;
+    return std::any_of(faults.begin(), faults.end(), [&](const MaterialFault& fault) {
+      return fault.kind == MaterialFault::Kind::kDroppedLines && fault.place.file == begin.file &&
+             begin.line < fault.place.line && fault.place.line < end.line;
+    });
   }
 
   // The event that ends what began with `i`, or the last one.
@@ -97,6 +115,15 @@ class CallFinder {
     const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
       return later.kind == Kind::kScenarioOn || later.kind == Kind::kScenarioOff;
     });
+    if (events_[i].is_either_status) {
+      Add("call-without-status", Severity::kError, false, {PlaceAt(i)},
+          "a status was refused and not repeated, at the beginning or at the end of a call: the log "
+          "begins too late to tell; the DSP kept the one before" +
+              For(i, end, has_ended),
+          "a DSP that has status 0 need not apply the responses, and one that has 1 compensates what "
+          "is no call");
+      return;
+    }
     Add(is_on ? "call-without-status" : "status-without-call", Severity::kError,
         !events_[i].is_behind_gap, {PlaceAt(i)},
         is_on ? "the status of a call was refused and not repeated; the DSP took the scenario for "
@@ -144,7 +171,8 @@ class CallFinder {
               "; have the host deliver an angle right after the module registers, or add a case "
               "without a hinge angle's condition");
     } else {
-      const bool is_certain = field_.candidate == nullptr || posture == Reading::kSome;
+      const bool is_certain = field_.candidate == nullptr ||
+                              (field_.is_candidate_fit && posture == Reading::kSome);
       Add("no-case", Severity::kWarning, is_certain, {PlaceAt(i)},
           what + (posture == Reading::kEither && !has_had_case
                       ? ": no case covers the posture, or the hinge had not been read"

@@ -67,8 +67,10 @@ void DropRepeated(std::vector<FieldFinding>& findings) {
 
 FieldCase Diagnosis::field() const {
   const bool is_fit =
-      best ? !explanations[*best].is_refuted && !is_tie : recovered_candidate != nullptr;
-  return {material, story, naming(), is_fit};
+      best ? !explanations[*best].is_refuted && equals.empty() : recovered_candidate != nullptr;
+  FieldCase field = {material, story, naming(), is_fit};
+  for (const size_t other : equals) field.equals.push_back(candidates[other].get());
+  return field;
 }
 
 bool Diagnosis::is_something_wrong() const {
@@ -94,8 +96,7 @@ Diagnosis Diagnose(Material material, const std::vector<CandidateSource>& source
     if (!diagnosis.best || rank(i) < rank(*diagnosis.best)) diagnosis.best = i;
   }
   for (size_t i = 0; i < diagnosis.candidates.size(); ++i) {
-    diagnosis.is_tie =
-        diagnosis.is_tie || (i != *diagnosis.best && rank(i) == rank(*diagnosis.best));
+    if (i != *diagnosis.best && rank(i) == rank(*diagnosis.best)) diagnosis.equals.push_back(i);
   }
   for (const auto& [file, dump] : diagnosis.material.dumps) {
     if (!diagnosis.recovered) diagnosis.recovered = RecoverConfig(dump);
@@ -175,6 +176,9 @@ std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryE
                                  : "told: common event " + number;
     }
     case StoryEvent::Kind::kScenarioOn:
+      if (event.is_either_status) {
+        return "scenario on or off, the log does not tell which: status sent, " + result();
+      }
       return "scenario on: status 1, " + result();
     case StoryEvent::Kind::kScenarioOff:
       return "scenario off: status 0, " + result();

@@ -22,8 +22,8 @@ struct Diagnosis {
   Story story;
   std::vector<std::unique_ptr<Candidate>> candidates;
   std::vector<Explanation> explanations;  // of each
-  std::optional<size_t> best;             // the candidate that explains most
-  bool is_tie = false;                    // another one explains as much
+  std::optional<size_t> best;             // the candidate that explains most, the first of several
+  std::vector<size_t> equals;             // others that explain as much
   std::optional<RecoveredConfig> recovered;
   std::unique_ptr<Candidate> recovered_candidate;
   std::vector<FieldFinding> findings;  // the most severe first

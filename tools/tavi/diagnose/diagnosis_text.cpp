@@ -94,6 +94,13 @@ void PutLife(const Diagnosis& diagnosis, const Life& life, bool is_colour) {
   }
 }
 
+// Of those that explain most, and that it can have been.
+bool IsBest(const Diagnosis& diagnosis, size_t i) {
+  const auto& equals = diagnosis.equals;
+  const bool is_among = diagnosis.best == i || std::count(equals.begin(), equals.end(), i) != 0;
+  return is_among && !diagnosis.explanations[i].is_refuted;
+}
+
 // What is counted: "lines, parts of dumps and deliveries", of these what is there.
 std::string NameExplained(const Material& material) {
   std::vector<std::string> kinds;
@@ -116,11 +123,13 @@ void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
       text += "; first against it: " + ShortPlace(diagnosis, explanation.first_against->place) +
               ": " + explanation.first_against->reason;
     }
-    const bool is_best = diagnosis.best == i && !explanation.is_refuted;
+    const bool is_best = IsBest(diagnosis, i);
     Print(is_colour, is_best ? colour::kGreen : colour::kPlain, text + "\n");
   }
-  if (diagnosis.is_tie) {
-    Print(false, "", "  The material does not tell the best of them apart.\n");
+  if (!diagnosis.equals.empty()) {
+    Print(false, "",
+          "  The material does not tell the best of them apart; cases are named as all of them have "
+          "them.\n");
   }
   if (!diagnosis.recovered_candidate) return;
   Print(false, "",
@@ -206,7 +215,7 @@ Json InitToJson(const Diagnosis& diagnosis, const Life& life) {
 
 Json EventToJson(const Diagnosis& diagnosis, const Life& life, const StoryEvent& event) {
   const FieldCase field = diagnosis.field();
-  Json object = {{"kind", KindName(event.kind)}};
+  Json object = {{"kind", event.is_either_status ? "scenario-on-or-off" : KindName(event.kind)}};
   const std::string time = TimeText(diagnosis.material, event);
   object["time"] = time.empty() ? Json() : Json(time);
   object["process"] = life.process >= 0 ? Json(life.process) : Json();
@@ -218,9 +227,7 @@ Json EventToJson(const Diagnosis& diagnosis, const Life& life, const StoryEvent&
   if (is_write) object["write"] = WriteName(event.write);
   if (event.kind == StoryEvent::Kind::kCase) {
     const auto number = [&](CaseId id) {
-      if (field.candidate == nullptr || life.is_captured || id < 0) return Json();
-      const auto found =
-          field.candidate->CaseOfKeys(diagnosis.material.keys[static_cast<size_t>(id)]);
+      const auto found = CaseNumberOf(field, life, id);
       return found ? Json(*found) : Json();
     };
     object["case"] = number(event.to);
@@ -301,7 +308,7 @@ void PrintDiagnosisAsJson(const Diagnosis& diagnosis) {
     Json object = {{"name", diagnosis.candidates[i]->source().name},
                    {"explained", explanation.explained},
                    {"total", explanation.total},
-                   {"best", diagnosis.best == i && !explanation.is_refuted}};
+                   {"best", IsBest(diagnosis, i)}};
     object["first_against"] = explanation.first_against
                                   ? PlaceToJson(diagnosis, explanation.first_against->place)
                                   : Json();

@@ -51,6 +51,30 @@ std::string NameResponses(const FieldCase& field, size_t id) {
   return text + (strange.empty() ? "" : " (" + Enumerate(strange) + ")");
 }
 
+// Those of a candidate that it can be; several may have the same responses.
+std::vector<size_t> CasesOf(const Candidate& candidate, const FieldCase& field, const Life& life,
+                            size_t index) {
+  if (!life.is_captured) {
+    const auto number = candidate.CaseOfKeys(field.material.keys[index]);
+    return number ? std::vector<size_t>{*number} : std::vector<size_t>();
+  }
+  const auto& [left, right] = field.story.responses[index];
+  return candidate.CasesOfResponses(left ? &field.material.responses[*left] : nullptr,
+                                    right ? &field.material.responses[*right] : nullptr);
+}
+
+// Empty when it has no such case.
+std::string NameCaseOf(const Candidate& candidate, const FieldCase& field, const Life& life,
+                       size_t index) {
+  const auto cases = CasesOf(candidate, field, life, index);
+  if (cases.size() == 1) return candidate.DescribeCase(cases[0]);
+  std::string text;
+  for (const size_t number : cases) {
+    text += (text.empty() ? "case " : " or ") + std::to_string(number);
+  }
+  return text;
+}
+
 }  // namespace
 
 FieldFinding MakeFieldFinding(const FieldCase& field, const std::string& name, Severity severity,
@@ -93,24 +117,28 @@ std::string NameCase(const FieldCase& field, const Life& life, CaseId id) {
   if (id == kNoCase) return "no case";
   if (id == kUnknownCase) return "a case that the material does not tell";
   const auto index = static_cast<size_t>(id);
-  if (field.candidate != nullptr && life.is_captured) {
-    const auto& [left, right] = field.story.responses[index];
-    const auto cases =
-        field.candidate->CasesOfResponses(left ? &field.material.responses[*left] : nullptr,
-                                          right ? &field.material.responses[*right] : nullptr);
-    if (cases.size() == 1) return field.candidate->DescribeCase(cases[0]);
-    if (!cases.empty()) {
-      std::string text;
-      for (const size_t number : cases) {
-        text += (text.empty() ? "case " : " or ") + std::to_string(number);
-      }
-      return text;
-    }
-  } else if (field.candidate != nullptr) {
-    const auto number = field.candidate->CaseOfKeys(field.material.keys[index]);
-    if (number) return field.candidate->DescribeCase(*number);
+  const std::string own =
+      life.is_captured ? NameResponses(field, index) : NameKeys(field.material.keys[index]);
+  if (field.candidate == nullptr) return own;
+  std::string name = NameCaseOf(*field.candidate, field, life, index);
+  for (const Candidate* const other : field.equals) {
+    const std::string theirs = NameCaseOf(*other, field, life, index);
+    if (theirs == name) continue;
+    // Of one number, in other postures.
+    name = name.substr(0, name.find(" ("));
+    if (name != theirs.substr(0, theirs.find(" ("))) return own;
   }
-  return life.is_captured ? NameResponses(field, index) : NameKeys(field.material.keys[index]);
+  return name.empty() ? own : name;
+}
+
+std::optional<size_t> CaseNumberOf(const FieldCase& field, const Life& life, CaseId id) {
+  if (field.candidate == nullptr || id < 0) return std::nullopt;
+  const auto cases = CasesOf(*field.candidate, field, life, static_cast<size_t>(id));
+  const bool is_agreed =
+      std::all_of(field.equals.begin(), field.equals.end(), [&](const Candidate* other) {
+        return CasesOf(*other, field, life, static_cast<size_t>(id)) == cases;
+      });
+  return is_agreed && cases.size() == 1 ? std::optional<size_t>(cases[0]) : std::nullopt;
 }
 
 std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id) {

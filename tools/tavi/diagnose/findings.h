@@ -26,6 +26,8 @@ struct FieldCase {
   const Candidate* candidate = nullptr;
   // It explains what is there: what follows from it is certain.
   bool is_candidate_fit = false;
+  // Those that explain as much.
+  std::vector<const Candidate*> equals = {};
 };
 
 // Of one life, in the order of time.
@@ -46,6 +48,8 @@ Place PlaceOfEntry(const Material& material, uint32_t entry);
 std::string DescribePlace(const Material& material, const Place& place);
 // "case 2 (hinge angle 45 to 134)", or by its keys.
 std::string NameCase(const FieldCase& field, const Life& life, CaseId id);
+// Its number, where the material and all candidates agree on one.
+std::optional<size_t> CaseNumberOf(const FieldCase& field, const Life& life, CaseId id);
 // Without the postures.
 std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id);
 // "1.25 s", "2 min 5 s".

@@ -81,6 +81,7 @@ PostureSet PostureWalk::Advance(const PostureSet& now, size_t i, State& state) c
   switch (event.kind) {
     case Kind::kScenarioOn:
       state = {true, std::nullopt};
+      if (event.is_either_status) return choices.Everywhere();
       return IsWithoutCase(i) ? choices.Stay(from, std::nullopt, std::nullopt) : from;
     case Kind::kScenarioOff:
       state = {false, std::nullopt};

@@ -51,6 +51,7 @@ class LogTeller {
     lives_.emplace_back();
     life().process = process;
     is_on_.reset();
+    either_status_.reset();
     current_ = kUnknownCase;
     in_force_ = kUnknownCase;
     awaited_.reset();
@@ -132,20 +133,34 @@ class LogTeller {
     } else if (is_on_) {
       is_on = !*is_on_;
     }
+    if (cause || is_on_) SettleStatus(!is_on);
+    const bool is_either = !cause && !is_on_;
     StoryEvent& event = Append(is_on ? Kind::kScenarioOn : Kind::kScenarioOff, number);
+    event.is_either_status = is_either;
+    if (is_either) either_status_ = life().events.size() - 1;
     event.write =
         entry.event == LogEvent::kStatusAccepted ? WriteResult::kAccepted : WriteResult::kRefused;
     event.bytes = entry.numbers[0];
     event.cause = cause.value_or(UINT32_MAX);
     if (is_contradiction || (!cause && (is_on_ || life().events.size() > 1))) MarkGap(event);
-    is_on_ = is_on;
+    if (!is_either) is_on_ = is_on;
     current_ = kNoCase;
+  }
+
+  // What follows tells which a status was that nothing before it tells: they come by turns.
+  void SettleStatus(bool is_on) {
+    if (!either_status_) return;
+    StoryEvent& event = life().events[*either_status_];
+    event.kind = is_on ? Kind::kScenarioOn : Kind::kScenarioOff;
+    event.is_either_status = false;
+    either_status_.reset();
   }
 
   void AddCase(uint32_t number, const LogEntry& entry) {
     CloseAwaited();
     StoryEvent& event = Append(Kind::kCase, number);
     const bool is_first = entry.event == LogEvent::kCaseTaken;
+    if (is_first) SettleStatus(true);
     event.from = is_first ? kNoCase : entry.numbers[0];
     event.to = is_first ? entry.numbers[0] : entry.numbers[1];
     const bool is_known = current_ != kUnknownCase;
@@ -211,6 +226,7 @@ class LogTeller {
   std::vector<Life> lives_;
   bool is_in_init_ = false;
   std::optional<bool> is_on_;
+  std::optional<size_t> either_status_;  // one of which it is not known yet
   CaseId current_ = kUnknownCase;
   CaseId in_force_ = kUnknownCase;
   std::optional<size_t> awaited_;      // a case whose outcome is to come
@@ -303,7 +319,8 @@ bool Fits(const StoryEvent& event, const Delivery& delivery) {
       (*delivery.result == 0) != (event.write == WriteResult::kAccepted)) {
     return false;
   }
-  return !is_status || *delivery.status == (event.kind == Kind::kScenarioOn);
+  return !is_status || event.is_either_status ||
+         *delivery.status == (event.kind == Kind::kScenarioOn);
 }
 
 // Gives the writes of the one life that a log tells their deliveries, where there is one way only.
@@ -339,8 +356,11 @@ void Align(const Material& material, Story& story) {
   if (!shift) return;
   for (size_t i = 0; i < shorter; ++i) {
     const bool is_more_writes = writes.size() > deliveries.size();
-    writes[i + (is_more_writes ? *shift : 0)]->delivery =
-        static_cast<uint32_t>(i + (is_more_writes ? 0 : *shift));
+    StoryEvent& event = *writes[i + (is_more_writes ? *shift : 0)];
+    event.delivery = static_cast<uint32_t>(i + (is_more_writes ? 0 : *shift));
+    if (!event.is_either_status) continue;
+    event.kind = *deliveries[event.delivery].status ? Kind::kScenarioOn : Kind::kScenarioOff;
+    event.is_either_status = false;
   }
   story.is_capture_aligned = true;
 }

@@ -38,6 +38,8 @@ struct StoryEvent {
   LogEvent outcome = LogEvent::kUnknown;  // of a case, where a line tells it
   // Lines before it are missing: it does not follow from what stands there.
   bool is_behind_gap = false;
+  // Of a status: whether it is the one or the other is not known.
+  bool is_either_status = false;
   bool is_usecase = false;  // of what is told
   int number = 0;           // of what is told
   int bytes = 0;            // of a write; 0 when not known
