@@ -19,6 +19,7 @@ class CallFinder {
       : field_(field), life_(life), events_(life.events), found_(found) {}
 
   void Run() {
+    is_whole_ = !AreLinesMissing(0, events_.size() - 1);
     for (size_t i = 0; i < events_.size(); ++i) {
       const StoryEvent& event = events_[i];
       if (event.kind == Kind::kCase && event.write == WriteResult::kRefused) {
@@ -125,7 +126,7 @@ class CallFinder {
       return;
     }
     Add(is_on ? "call-without-status" : "status-without-call", Severity::kError,
-        !events_[i].is_behind_gap, {PlaceAt(i)},
+        is_whole_, {PlaceAt(i)},
         is_on ? "the status of a call was refused and not repeated; the DSP took the scenario for "
                 "inactive" +
                     For(i, end, has_ended)
@@ -165,14 +166,16 @@ class CallFinder {
         std::any_of(events_.begin(), events_.begin() + static_cast<ptrdiff_t>(i),
                     [](const StoryEvent& event) { return event.kind == Kind::kCase; });
     if (posture == Reading::kNone && !has_had_case) {
-      Add("before-first-reading", Severity::kWarning, field_.is_candidate_fit, {PlaceAt(i)},
+      Add("before-first-reading", Severity::kWarning, field_.is_candidate_fit && is_whole_,
+          {PlaceAt(i)},
           what + ": the hinge had not been read",
           consequence +
               "; have the host deliver an angle right after the module registers, or add a case "
               "without a hinge angle's condition");
     } else {
-      const bool is_certain = field_.candidate == nullptr ||
-                              (field_.is_candidate_fit && posture == Reading::kSome);
+      const bool is_certain = is_whole_ &&
+                              (field_.candidate == nullptr || field_.is_candidate_fit) &&
+                              (posture == Reading::kSome || has_had_case);
       Add("no-case", Severity::kWarning, is_certain, {PlaceAt(i)},
           what + (posture == Reading::kEither && !has_had_case
                       ? ": no case covers the posture, or the hinge had not been read"
@@ -261,6 +264,7 @@ class CallFinder {
   const Life& life_;
   const std::vector<StoryEvent>& events_;
   std::vector<FieldFinding>& found_;
+  bool is_whole_ = true;  // no lines are known to be missing
   std::optional<PostureTrack> track_;
 };
 

@@ -63,6 +63,13 @@ bool IsNear(const LogEntry& first, const LogEntry& later) {
   return later.clock == first.clock && std::abs(later.us - first.us) <= kWindowUs;
 }
 
+// Whether the lines of init from `i` on have an end of their own.
+bool AreOfNextInit(const std::vector<LogEntry>& entries, const std::vector<uint32_t>& numbers,
+                   size_t i) {
+  while (i < numbers.size() && IsOfInit(entries[numbers[i]].event)) ++i;
+  return i < numbers.size() && entries[numbers[i]].event == LogEvent::kInitialized;
+}
+
 // Which of the lines up to `end` belongs where line `i` stands: `i` when none fits better.
 size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t>& numbers,
                 size_t i, size_t end, const Expectation& expectation) {
@@ -72,7 +79,8 @@ size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t
   for (size_t k = i + 1; k < end; ++k) {
     const LogEntry& later = entries[numbers[k]];
     if (is_init_end) {
-      if (IsOfInit(later.event) && expectation.Fits(later)) return k;
+      if (!IsOfInit(later.event) || AreOfNextInit(entries, numbers, k)) break;
+      if (expectation.Fits(later)) return k;
       continue;
     }
     has_status = has_status || IsStatus(later.event);

@@ -119,11 +119,21 @@ class LogTeller {
     return found == last_told_.end() ? std::nullopt : std::optional<uint32_t>(found->second);
   }
 
+  // The status of what was told comes at once, or when a write that is on its way has ended.
+  bool IsLongBefore(const StoryEvent& told, const LogEntry& entry) const {
+    constexpr int64_t kLong = 2000000;
+    const LogEntry& before = material_.entries[told.entry];
+    return before.clock == entry.clock && entry.us - before.us > kLong;
+  }
+
   void AddStatus(uint32_t number, const LogEntry& entry) {
     CloseAwaited();
     auto cause = CauseOf(entry);
     // Each is answered once; else the line of the one that counts is missing.
-    if (cause && (!IsOfScenario(life().events[*cause]) || *cause == answered_)) cause.reset();
+    if (cause && (!IsOfScenario(life().events[*cause]) || *cause == answered_ ||
+                  IsLongBefore(life().events[*cause], entry))) {
+      cause.reset();
+    }
     bool is_contradiction = false;
     bool is_on = true;
     if (cause) {
