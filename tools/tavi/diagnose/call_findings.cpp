@@ -173,9 +173,10 @@ class CallFinder {
               "; have the host deliver an angle right after the module registers, or add a case "
               "without a hinge angle's condition");
     } else {
-      const bool is_certain = is_whole_ &&
-                              (field_.candidate == nullptr || field_.is_candidate_fit) &&
-                              (posture == Reading::kSome || has_had_case);
+      const bool is_read = field_.candidate == nullptr
+                               ? has_had_case
+                               : field_.is_candidate_fit && posture == Reading::kSome;
+      const bool is_certain = is_whole_ && is_read;
       Add("no-case", Severity::kWarning, is_certain, {PlaceAt(i)},
           what + (posture == Reading::kEither && !has_had_case
                       ? ": no case covers the posture, or the hinge had not been read"

@@ -66,8 +66,9 @@ bool IsNear(const LogEntry& first, const LogEntry& later) {
 // Whether the lines of init from `i` on have an end of their own.
 bool AreOfNextInit(const std::vector<LogEntry>& entries, const std::vector<uint32_t>& numbers,
                    size_t i) {
-  while (i < numbers.size() && IsOfInit(entries[numbers[i]].event)) ++i;
-  return i < numbers.size() && entries[numbers[i]].event == LogEvent::kInitialized;
+  const auto event = [&](size_t at) { return entries[numbers[at]].event; };
+  while (i < numbers.size() && IsOfInit(event(i)) && event(i) != LogEvent::kInitialized) ++i;
+  return i < numbers.size() && event(i) == LogEvent::kInitialized;
 }
 
 // Which of the lines up to `end` belongs where line `i` stands: `i` when none fits better.
@@ -79,7 +80,9 @@ size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t
   for (size_t k = i + 1; k < end; ++k) {
     const LogEntry& later = entries[numbers[k]];
     if (is_init_end) {
-      if (!IsOfInit(later.event) || AreOfNextInit(entries, numbers, k)) break;
+      // Without times they may as well be of the next init.
+      if (!IsOfInit(later.event) || later.clock == ClockKind::kNone) break;
+      if (AreOfNextInit(entries, numbers, k)) break;
       if (expectation.Fits(later)) return k;
       continue;
     }

@@ -40,9 +40,24 @@ bool PostureWalk::IsWithoutCase(size_t i) const {
   for (size_t k = i + 1; k < events.size(); ++k) {
     if (events[k].kind == Kind::kTold || events[k].kind == Kind::kOther) continue;
     if (events[k].is_behind_gap) return false;
+    // A case that the scenario takes is taken at once.
+    constexpr int64_t kAtOnce = 20000;
+    const auto time = TimeBetween(material_, story_, events[i], events[k]);
+    if (time && *time > kAtOnce) return true;
     return events[k].kind != Kind::kCase || (has_threads_ && events[k].cause != events[i].cause);
   }
   return false;
+}
+
+// Without threads and times: something was told before its first case, which the module would have
+// taken by then but for a thread that came in between.
+bool PostureWalk::IsLikelyWithoutCase(size_t i) const {
+  const auto& events = life_.events;
+  if (has_threads_ || i + 2 >= events.size() || events[i + 1].kind != Kind::kTold) return false;
+  const auto next = std::find_if(events.begin() + static_cast<ptrdiff_t>(i) + 1, events.end(),
+                                 [](const StoryEvent& event) { return event.kind != Kind::kTold; });
+  return next != events.end() && next->kind == Kind::kCase && !next->is_behind_gap &&
+         next->cause != events[i].cause;
 }
 
 PostureSet PostureWalk::Begin(State& state) const {
@@ -82,7 +97,12 @@ PostureSet PostureWalk::Advance(const PostureSet& now, size_t i, State& state) c
     case Kind::kScenarioOn:
       state = {true, std::nullopt};
       if (event.is_either_status) return choices.Everywhere();
-      return IsWithoutCase(i) ? choices.Stay(from, std::nullopt, std::nullopt) : from;
+      if (IsWithoutCase(i)) return choices.Stay(from, std::nullopt, std::nullopt);
+      if (IsLikelyWithoutCase(i)) {
+        const PostureSet uncovered = choices.Stay(from, std::nullopt, std::nullopt);
+        return uncovered.any() ? uncovered : from;
+      }
+      return from;
     case Kind::kScenarioOff:
       state = {false, std::nullopt};
       return from;

@@ -36,6 +36,7 @@ class PostureWalk {
 
  private:
   bool IsWithoutCase(size_t i) const;
+  bool IsLikelyWithoutCase(size_t i) const;
   PostureSet AdvanceCase(const PostureSet& now, const StoryEvent& event, State& state) const;
 
   const Candidate& candidate_;

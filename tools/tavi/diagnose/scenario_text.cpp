@@ -16,7 +16,8 @@ using Kind = StoryEvent::Kind;
 // What makes the scenario active, and what does not; the log has no values.
 constexpr int kSupportedValue = 5;
 constexpr int kOtherValue = 7;
-constexpr int kUsecases[] = {6, 23, 24};
+constexpr int kUsecase = 6;
+constexpr int kOtherUsecase = 23;
 constexpr int kUnknownCode = -5;
 constexpr size_t kMostEvents = 3000;
 
@@ -39,9 +40,8 @@ class LifeWriter {
       if (is_in_call) {
         PutPosture(0);
         Step("announce " + std::to_string(kSupportedValue));
-        Step("start " + std::to_string(kUsecases[0]));
         has_value_ = true;
-        usecases_ = {kUsecases[0]};
+        StartUsecase();
       }
     }
     for (size_t i = 0; i < life_.events.size(); ++i) {
@@ -202,27 +202,41 @@ class LifeWriter {
     if (is_on) {
       if (!has_value_) Step("announce " + std::to_string(kSupportedValue));
       has_value_ = true;
-      if (usecases_.empty()) StartUsecase();
+      if (!is_running_) StartUsecase();
     } else {
-      StopUsecases();
+      StopUsecase();
     }
   }
 
+  // Which use case it was is not logged: one runs at most, and further ones are that one again.
   void StartUsecase() {
-    for (const int usecase : kUsecases) {
-      if (std::find(usecases_.begin(), usecases_.end(), usecase) != usecases_.end()) continue;
-      usecases_.push_back(usecase);
-      Step("start " + std::to_string(usecase));
-      return;
-    }
-    Comment("a use case started, more than the module knows");
+    Step("start " + std::to_string(kUsecase) + (is_running_ ? "  # which one is not logged" : ""));
+    is_running_ = true;
+  }
+  void StopUsecase() {
+    Step("stop " + std::to_string(kUsecase));
+    is_running_ = false;
   }
 
-  void StopUsecases() {
-    while (!usecases_.empty()) {
-      Step("stop " + std::to_string(usecases_.back()));
-      usecases_.pop_back();
+  // A stop without which the scenario stays what it is.
+  void StopWithoutEffect(size_t i) {
+    const bool is_needed = is_running_ && (has_value_ || IsRunningNext(i));
+    if (is_needed || !is_running_) {
+      Step("stop " + std::to_string(kOtherUsecase) + "  # which one is not logged");
+    } else {
+      StopUsecase();
     }
+  }
+
+  // Whether a use case runs when a value makes the scenario begin next.
+  bool IsRunningNext(size_t i) const {
+    for (size_t k = i + 1; k < life_.events.size(); ++k) {
+      const StoryEvent& later = life_.events[k];
+      if (later.kind == Kind::kScenarioOn) {
+        return later.cause != UINT32_MAX && !life_.events[later.cause].is_usecase;
+      }
+    }
+    return false;
   }
 
   // Whether a supported value is there when the next use case starts, by whether that begins the
@@ -235,7 +249,7 @@ class LifeWriter {
       }
       if (later.kind != Kind::kTold || !later.is_usecase || later.number != 21) continue;
       const std::vector<size_t> caused = CausedBy(k);
-      if (caused.empty() && usecases_.empty()) return false;
+      if (caused.empty() && !is_running_) return false;
     }
     return std::nullopt;
   }
@@ -253,23 +267,22 @@ class LifeWriter {
         StartUsecase();
     } else if (event.is_usecase && event.number == 22) {
       if (causes(Kind::kScenarioOff)) {
-        StopUsecases();
-      } else if (!usecases_.empty()) {
-        Step("stop " + std::to_string(usecases_.back()));
-        usecases_.pop_back();
+        StopUsecase();
+      } else {
+        StopWithoutEffect(i);
       }
     } else if (event.is_usecase) {
       Step("raw usecase " + std::to_string(event.number));
     } else if (event.number == 2) {
       const bool is_supported =
-          causes(Kind::kScenarioOn) || (!has_value_ && HasValueNext(i).value_or(true));
-      if (causes(Kind::kScenarioOn) && usecases_.empty()) StartUsecase();
+          causes(Kind::kScenarioOn) || (!has_value_ && !is_running_ && HasValueNext(i).value_or(true));
+      if (causes(Kind::kScenarioOn) && !is_running_) StartUsecase();
       Step("announce " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       has_value_ = has_value_ || is_supported;
     } else if (event.number == 4) {
       const bool is_supported =
-          causes(Kind::kScenarioOff) || (has_value_ && !HasValueNext(i).value_or(true));
+          causes(Kind::kScenarioOff) || (has_value_ && !is_running_ && !HasValueNext(i).value_or(true));
       Step("withdraw " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       if (is_supported) has_value_ = false;
@@ -355,7 +368,7 @@ class LifeWriter {
   std::optional<int> hinge_;
   bool has_value_ = false;
   bool is_status_refused_too_ = false;
-  std::vector<int> usecases_;
+  bool is_running_ = false;
 };
 
 }  // namespace

@@ -121,7 +121,7 @@ class LogTeller {
 
   // The status of what was told comes at once, or when a write that is on its way has ended.
   bool IsLongBefore(const StoryEvent& told, const LogEntry& entry) const {
-    constexpr int64_t kLong = 2000000;
+    constexpr int64_t kLong = 1000000;
     const LogEntry& before = material_.entries[told.entry];
     return before.clock == entry.clock && entry.us - before.us > kLong;
   }
@@ -183,7 +183,9 @@ class LogTeller {
       const bool is_rotation = !told.is_usecase && told.number == 8;
       // A line on the sensor's thread comes of no told event; without threads, one right behind it
       // does.
-      const bool is_near = entry.thread >= 0 || *cause + 3 >= life().events.size();
+      const bool is_near =
+          entry.thread >= 0 ||
+          (*cause + 3 >= life().events.size() && !IsLongBefore(told, entry));
       if ((is_of_scenario || is_rotation) && is_near && used_cause_ != *cause) {
         event.cause = *cause;
         if (is_rotation) used_cause_ = *cause;
