@@ -81,7 +81,7 @@ struct LogLineForm {
   std::string_view tag;
   std::string_view function;  // empty for a line without one
   std::string_view fragment;  // behind the function's name
-  LogArguments arguments;
+  LogArguments arguments = LogArguments::kNone;
   std::string_view between = {};  // of two arguments
   std::string_view end = {};      // behind the last one
 };

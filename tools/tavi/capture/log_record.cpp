@@ -188,8 +188,8 @@ bool ParseTagged(std::string_view rest, LogRecord& record) {
   for (size_t i = 0; i < rest.size(); ++i) {
     std::string_view behind = rest.substr(i);
     // No thread stands there: of two numbers the first one is the user.
-    const bool has_ids = behind[0] == '(' && (TakeIds(behind, true, record) ||
-                                              TakeIds(behind, false, record));
+    const bool has_ids =
+        behind[0] == '(' && (TakeIds(behind, true, record) || TakeIds(behind, false, record));
     if (!(has_ids ? TakeWord(behind, ":") : TakeWord(behind, ": ") || behind == ":")) continue;
     TakeWord(behind, " ");
     record.tag = WithoutBlanks(rest.substr(0, i));

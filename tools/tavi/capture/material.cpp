@@ -313,7 +313,8 @@ class MaterialReader {
   void TakeDumps() {
     for (Dump& dump : dumps_.Take()) {
       if (material_.dumps.size() == kMostDumps) {
-        AddTooMuch({file_number(), dump.line, 0}, "more than " + std::to_string(kMostDumps) + " dumps");
+        AddTooMuch({file_number(), dump.line, 0},
+                   "more than " + std::to_string(kMostDumps) + " dumps");
         return;
       }
       ++file().dumps;

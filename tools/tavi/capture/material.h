@@ -74,7 +74,7 @@ struct Material {
   std::vector<MaterialFile> files;
   std::vector<LogEntry> entries;  // in the order of the files
   std::vector<PostureKeys> keys;
-  std::vector<std::string> texts;  // the first one is empty
+  std::vector<std::string> texts;                // the first one is empty
   std::vector<std::pair<uint32_t, Dump>> dumps;  // with their file
   std::vector<Delivery> deliveries;
   std::vector<std::vector<float>> responses;  // each once

@@ -118,15 +118,17 @@ class CallFinder {
     });
     if (events_[i].is_either_status) {
       Add("call-without-status", Severity::kError, false, {PlaceAt(i)},
-          "a status was refused and not repeated, at the beginning or at the end of a call: the log "
+          "a status was refused and not repeated, at the beginning or at the end of a call: the "
+          "log "
           "begins too late to tell; the DSP kept the one before" +
               For(i, end, has_ended),
-          "a DSP that has status 0 need not apply the responses, and one that has 1 compensates what "
+          "a DSP that has status 0 need not apply the responses, and one that has 1 compensates "
+          "what "
           "is no call");
       return;
     }
-    Add(is_on ? "call-without-status" : "status-without-call", Severity::kError,
-        is_whole_, {PlaceAt(i)},
+    Add(is_on ? "call-without-status" : "status-without-call", Severity::kError, is_whole_,
+        {PlaceAt(i)},
         is_on ? "the status of a call was refused and not repeated; the DSP took the scenario for "
                 "inactive" +
                     For(i, end, has_ended)
@@ -167,8 +169,7 @@ class CallFinder {
                     [](const StoryEvent& event) { return event.kind == Kind::kCase; });
     if (posture == Reading::kNone && !has_had_case) {
       Add("before-first-reading", Severity::kWarning, field_.is_candidate_fit && is_whole_,
-          {PlaceAt(i)},
-          what + ": the hinge had not been read",
+          {PlaceAt(i)}, what + ": the hinge had not been read",
           consequence +
               "; have the host deliver an angle right after the module registers, or add a case "
               "without a hinge angle's condition");

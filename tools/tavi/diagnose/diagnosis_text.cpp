@@ -117,8 +117,7 @@ void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
     const Explanation& explanation = diagnosis.explanations[i];
     std::string text = "  " + Printable(diagnosis.candidates[i]->source().name) + " explains " +
                        std::to_string(explanation.explained) + " of " +
-                       std::to_string(explanation.total) + " " +
-                       NameExplained(diagnosis.material);
+                       std::to_string(explanation.total) + " " + NameExplained(diagnosis.material);
     if (explanation.first_against) {
       text += "; first against it: " + ShortPlace(diagnosis, explanation.first_against->place) +
               ": " + explanation.first_against->reason;
@@ -127,9 +126,10 @@ void PutCandidates(const Diagnosis& diagnosis, bool is_colour) {
     Print(is_colour, is_best ? colour::kGreen : colour::kPlain, text + "\n");
   }
   if (!diagnosis.equals.empty()) {
-    Print(false, "",
-          "  The material does not tell the best of them apart; cases are named as all of them have "
-          "them.\n");
+    Print(
+        false, "",
+        "  The material does not tell the best of them apart; cases are named as all of them have "
+        "them.\n");
   }
   if (!diagnosis.recovered_candidate) return;
   Print(false, "",
@@ -157,8 +157,9 @@ void PutWhatIsNotKnown(const Diagnosis& diagnosis) {
     Print(false, "", "  Without results in the capture: what the DSP accepted is not known.\n");
   }
   if (diagnosis.naming() == nullptr) {
-    Print(false, "",
-          "  Without a configuration: whether the cases taken are those to be taken is not known.\n");
+    Print(
+        false, "",
+        "  Without a configuration: whether the cases taken are those to be taken is not known.\n");
   }
 }
 
@@ -203,7 +204,8 @@ const char* WriteName(WriteResult result) {
 
 Json InitToJson(const Diagnosis& diagnosis, const Life& life) {
   const uint32_t last = life.init.back();
-  const std::string time = DescribeTime(diagnosis.material.TimeOf(diagnosis.material.entries[last]));
+  const std::string time =
+      DescribeTime(diagnosis.material.TimeOf(diagnosis.material.entries[last]));
   Json object = {{"kind", "init"}};
   object["time"] = time.empty() ? Json() : Json(time);
   object["process"] = life.process >= 0 ? Json(life.process) : Json();

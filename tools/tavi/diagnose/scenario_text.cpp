@@ -274,15 +274,15 @@ class LifeWriter {
     } else if (event.is_usecase) {
       Step("raw usecase " + std::to_string(event.number));
     } else if (event.number == 2) {
-      const bool is_supported =
-          causes(Kind::kScenarioOn) || (!has_value_ && !is_running_ && HasValueNext(i).value_or(true));
+      const bool is_supported = causes(Kind::kScenarioOn) ||
+                                (!has_value_ && !is_running_ && HasValueNext(i).value_or(true));
       if (causes(Kind::kScenarioOn) && !is_running_) StartUsecase();
       Step("announce " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       has_value_ = has_value_ || is_supported;
     } else if (event.number == 4) {
-      const bool is_supported =
-          causes(Kind::kScenarioOff) || (has_value_ && !is_running_ && !HasValueNext(i).value_or(true));
+      const bool is_supported = causes(Kind::kScenarioOff) ||
+                                (has_value_ && !is_running_ && !HasValueNext(i).value_or(true));
       Step("withdraw " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       if (is_supported) has_value_ = false;
@@ -381,6 +381,15 @@ std::string WriteScenario(const Diagnosis& diagnosis) {
     text += "# Play it with the configuration of " + Printable(candidate->source().name) + ".\n";
   } else {
     text += "# Without a configuration, what the hinge did is not known and left out.\n";
+  }
+  const auto& entries = diagnosis.material.entries;
+  const bool is_bare = std::any_of(entries.begin(), entries.end(), [](const LogEntry& entry) {
+    return entry.thread < 0 && entry.clock == ClockKind::kNone;
+  });
+  if (is_bare) {
+    text +=
+        "# The log has neither times nor threads: what came of which event is likely only, and an\n"
+        "# expectation may fail for that.\n";
   }
   size_t played = 0;
   for (const Life& life : diagnosis.story.lives) {

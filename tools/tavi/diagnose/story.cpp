@@ -184,8 +184,7 @@ class LogTeller {
       // A line on the sensor's thread comes of no told event; without threads, one right behind it
       // does.
       const bool is_near =
-          entry.thread >= 0 ||
-          (*cause + 3 >= life().events.size() && !IsLongBefore(told, entry));
+          entry.thread >= 0 || (*cause + 3 >= life().events.size() && !IsLongBefore(told, entry));
       if ((is_of_scenario || is_rotation) && is_near && used_cause_ != *cause) {
         event.cause = *cause;
         if (is_rotation) used_cause_ = *cause;
