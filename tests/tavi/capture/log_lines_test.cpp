@@ -40,6 +40,8 @@ std::set<std::string> FormsInSources() {
     EXPECT_EQ(std::distance(std::sregex_iterator(text.begin(), text.end(), any), {}),
               std::distance(std::sregex_iterator(text.begin(), text.end(), statement), {}))
         << file.path();
+    const std::regex other(R"re(__android_log|LogMessage|\b(?:[A-Z_]+LOG|LOG_[A-Z])\w*\s*\()re");
+    EXPECT_FALSE(std::regex_search(text, other)) << file.path() << " logs by other means";
   }
   return forms;
 }
