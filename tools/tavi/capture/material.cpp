@@ -62,6 +62,11 @@ class MaterialReader {
   [[noreturn]] void ThrowNothing() {
     const std::string& name = file().name;
     if (file().bytes == 0) throw InputError(name + ": is empty");
+    if (file().has_borders) {
+      throw InputError(name +
+                       ": is a packet capture that holds no delivery: nothing was written to the "
+                       "DSP, or its packets are of another link type than 147");
+    }
     throw InputError(
         name + ": holds nothing of the module: no line under its tags (" + std::string(kEntryTag) +
         ", " + std::string(kEngineTag) + ", " + std::string(kIndexTag) +
@@ -119,7 +124,12 @@ class MaterialReader {
 
   void AddFault(MaterialFault::Kind kind, const Place& place, const std::string& text) {
     constexpr size_t kMostFaults = 1000;
-    if (material_.faults.size() < kMostFaults) material_.faults.push_back({kind, place, text});
+    const bool is_known = !material_.faults.empty() && material_.faults.back().kind == kind &&
+                          material_.faults.back().place.file == place.file &&
+                          material_.faults.back().place.line == place.line &&
+                          material_.faults.back().place.offset == place.offset;
+    if (!is_known && material_.faults.size() < kMostFaults)
+      material_.faults.push_back({kind, place, text});
   }
   void AddTooMuch(const Place& place, const std::string& what) {
     if (too_much_.insert(what).second) AddFault(MaterialFault::Kind::kTooMuch, place, what);

@@ -52,10 +52,19 @@ class CallFinder {
   void Add(const std::string& name, Severity severity, bool is_certain,
            const std::vector<Place>& places, const std::string& message,
            const std::string& consequence) {
-    constexpr size_t kMostFindings = 2000;
-    if (found_.size() >= kMostFindings) return;
+    last_of_name_[name] = found_.size();
     found_.push_back(
         MakeFieldFinding(field_, name, severity, is_certain, places, message, consequence));
+  }
+
+  // Whether there are so many of the name that one more is counted only. To look for the end of
+  // each would take time that grows with the square of the log.
+  bool IsOneOfMany(const std::string& name) {
+    constexpr size_t kMostOfAName = 200;
+    const auto last = last_of_name_.find(name);
+    if (++counts_[name] <= kMostOfAName || last == last_of_name_.end()) return false;
+    ++found_[last->second].more;
+    return true;
   }
 
   // " for 3.2 s", up to the event; " for at least 3.2 s" where that is the material's last one.
@@ -93,6 +102,7 @@ class CallFinder {
   }
 
   void AddRefused(size_t i, const std::string& what, const std::string& name) {
+    if (IsOneOfMany(name)) return;
     const StoryEvent& event = events_[i];
     const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
       return (later.kind == Kind::kCase && later.write == WriteResult::kAccepted) ||
@@ -113,11 +123,13 @@ class CallFinder {
 
   void AddRefusedStatus(size_t i) {
     const bool is_on = events_[i].kind == Kind::kScenarioOn;
+    const std::string name = is_on ? "call-without-status" : "status-without-call";
+    if (IsOneOfMany(name)) return;
     const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
       return later.kind == Kind::kScenarioOn || later.kind == Kind::kScenarioOff;
     });
     if (events_[i].is_either_status) {
-      Add("call-without-status", Severity::kError, false, {PlaceAt(i)},
+      Add(name, Severity::kError, false, {PlaceAt(i)},
           "a status was refused and not repeated, at the beginning or at the end of a call: the "
           "log "
           "begins too late to tell; the DSP kept the one before" +
@@ -127,8 +139,7 @@ class CallFinder {
           "is no call");
       return;
     }
-    Add(is_on ? "call-without-status" : "status-without-call", Severity::kError, is_whole_,
-        {PlaceAt(i)},
+    Add(name, Severity::kError, is_whole_, {PlaceAt(i)},
         is_on ? "the status of a call was refused and not repeated; the DSP took the scenario for "
                 "inactive" +
                     For(i, end, has_ended)
@@ -154,6 +165,7 @@ class CallFinder {
         return;
       }
     }
+    if (IsOneOfMany("no-case")) return;
     const std::string what = is_late ? "a call had no case" + For(i, end, true) + ", then " +
                                            NameCase(field_, life_, events_[end].to) + " was taken"
                                      : "a whole call had no case" + For(i, end, true);
@@ -238,6 +250,7 @@ class CallFinder {
   }
 
   void AddCallWithoutStatus(size_t begin, size_t end, size_t announced) {
+    if (IsOneOfMany("call-without-status")) return;
     Add("call-without-status", Severity::kWarning, false, {PlaceAt(begin), PlaceAt(end)},
         "a use case ran" + For(begin, end, true) + " without the scenario becoming active: " +
             (announced == 0 ? "no common value had been announced since init"
@@ -252,7 +265,7 @@ class CallFinder {
       const StoryEvent& event = events_[i];
       if (event.kind == Kind::kScenarioOn) is_inactive = false;
       if (event.kind == Kind::kScenarioOff) is_inactive = true;
-      if (event.kind == Kind::kCase && is_inactive) {
+      if (event.kind == Kind::kCase && is_inactive && !IsOneOfMany("call-without-status")) {
         Add("call-without-status", Severity::kWarning, true, {PlaceAt(i)},
             "responses were sent while the status was 0",
             "the module sends none then: deliveries are missing in the capture, or are of another "
@@ -266,7 +279,9 @@ class CallFinder {
   const Life& life_;
   const std::vector<StoryEvent>& events_;
   std::vector<FieldFinding>& found_;
-  bool is_whole_ = true;  // no lines are known to be missing
+  std::map<std::string, size_t> counts_;
+  std::map<std::string, size_t> last_of_name_;  // in found_
+  bool is_whole_ = true;                        // no lines are known to be missing
   std::optional<PostureTrack> track_;
 };
 

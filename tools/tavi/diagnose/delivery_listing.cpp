@@ -108,6 +108,8 @@ class Listing {
     ++number_;
   }
 
+  size_t count() const { return number_; }
+
   void CommitFiles() {
     if (folder_) folder_->Commit();
   }
@@ -312,6 +314,13 @@ void ListDeliveries(const DecodeOptions& options) {
   const auto broken =
       LooksLikePcapng(beginning) ? ReadPcapng(stream, put) : ReadMessages(stream, put);
   if (!damage) damage = broken;
+  if (!beginning.empty() && !damage && listing.count() == 0) {
+    std::fprintf(
+        stderr,
+        "tavi: %s: holds no delivery: nothing was written to the DSP, or its packets are of "
+        "another link type than 147\n",
+        Printable(options.capture).c_str());
+  }
   listing.CommitFiles();
   if (!damage) return;
   throw InputError(

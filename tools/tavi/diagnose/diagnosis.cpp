@@ -34,7 +34,8 @@ void KeepFew(std::vector<FieldFinding>& findings) {
   std::vector<FieldFinding> kept;
   for (FieldFinding& finding : findings) {
     const std::string name = finding.finding.name;
-    if (++counts[name] > kMostOfAName) continue;
+    counts[name] += 1 + finding.more;
+    if (counts[name] > kMostOfAName) continue;
     last[name] = kept.size();
     kept.push_back(std::move(finding));
   }

@@ -33,8 +33,11 @@ void PutFiles(const Diagnosis& diagnosis) {
   for (const MaterialFile& file : diagnosis.material.files) {
     std::vector<std::string> parts;
     if (file.entries > 0) {
-      parts.push_back(Count(file.entries, "line") + " of the module among " +
-                      std::to_string(file.lines));
+      parts.push_back(
+          Count(file.entries, "line") + " of the module among " + std::to_string(file.lines) +
+          (file.entries_left_out == 0
+               ? ""
+               : ", the first ones of " + std::to_string(file.entries + file.entries_left_out)));
     }
     if (file.dumps > 0) parts.push_back(Count(file.dumps, "dump"));
     if (file.deliveries > 0) {

@@ -16,6 +16,7 @@ struct FieldFinding {
   // It follows from the material; else it is likely.
   bool is_certain = true;
   std::vector<Place> evidence;  // the first one is the finding's own place
+  size_t more = 0;              // of its name behind it, which are counted only
 };
 
 // What findings are made of.

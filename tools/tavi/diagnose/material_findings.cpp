@@ -258,6 +258,12 @@ void FindInMaterial(const FieldCase& field, std::vector<FieldFinding>& found) {
         "the host sent " + Count(unsupported.second, "event") + " that the module did not ask for",
         "the module ignores them");
   }
+  if (field.story.repeated_lines > 0) {
+    add("log-overlap", Severity::kNote, {},
+        Count(field.story.repeated_lines, "line") +
+            (field.story.repeated_lines == 1 ? " is" : " are") + " in more than one file",
+        "each is taken once");
+  }
   std::vector<Place> jumps;
   for (const uint32_t entry : field.story.clock_jumps) {
     if (jumps.size() < kMostPlaces) jumps.push_back(PlaceOfEntry(material, entry));

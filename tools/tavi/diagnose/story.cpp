@@ -247,32 +247,67 @@ class LogTeller {
   uint32_t answered_ = UINT32_MAX;  // what the last status came of
 };
 
-// The lines of each process in their order, those of a log that was stored in several files behind
-// one another.
-std::vector<std::vector<uint32_t>> LinesByProcess(const Material& material) {
+// Takes the lines of `later` that `lines` has, too, out of it: logs of one device overlap.
+size_t DropRepeated(const Material& material, const std::vector<uint32_t>& lines,
+                    std::vector<uint32_t>& later) {
+  const auto key = [&material](uint32_t number) {
+    const LogEntry& entry = material.entries[number];
+    return std::make_tuple(entry.us, entry.thread, entry.event, entry.numbers[0], entry.numbers[1]);
+  };
+  std::map<decltype(key(0)), size_t> counts;
+  for (const uint32_t number : lines) ++counts[key(number)];
+  const auto is_repeated = [&](uint32_t number) {
+    const auto found = counts.find(key(number));
+    if (found == counts.end() || found->second == 0) return false;
+    --found->second;
+    return true;
+  };
+  const size_t before = later.size();
+  later.erase(std::remove_if(later.begin(), later.end(), is_repeated), later.end());
+  return before - later.size();
+}
+
+// Puts `later` between the others by their times; each keeps its order.
+std::vector<uint32_t> MergeByTime(const Material& material, const std::vector<uint32_t>& lines,
+                                  const std::vector<uint32_t>& later) {
+  std::vector<uint32_t> merged;
+  merged.reserve(lines.size() + later.size());
+  auto next = lines.begin();
+  for (const uint32_t number : later) {
+    while (next != lines.end() && material.entries[*next].us <= material.entries[number].us) {
+      merged.push_back(*next++);
+    }
+    merged.push_back(number);
+  }
+  merged.insert(merged.end(), next, lines.end());
+  return merged;
+}
+
+// The lines of each process in their order, those of several files by their times.
+std::vector<std::vector<uint32_t>> LinesByProcess(const Material& material, Story& story) {
   // A process has one number, and logs that have none, or other clocks, are not put together.
-  std::map<std::tuple<int, int, ClockKind>, std::vector<uint32_t>> groups;
+  std::map<std::tuple<int, int, ClockKind>, std::map<uint32_t, std::vector<uint32_t>>> groups;
   for (uint32_t i = 0; i < material.entries.size(); ++i) {
     const LogEntry& entry = material.entries[i];
     const bool has_ids = entry.process >= 0 && entry.clock != ClockKind::kNone;
     groups[{has_ids ? -1 : static_cast<int>(entry.file), entry.process,
-            has_ids ? entry.clock : ClockKind::kNone}]
+            has_ids ? entry.clock : ClockKind::kNone}][entry.file]
         .push_back(i);
   }
   std::vector<std::vector<uint32_t>> result;
-  for (auto& [key, numbers] : groups) {
-    // Files in the order of their first lines.
-    std::map<uint32_t, std::pair<int64_t, uint32_t>> first;
-    for (const uint32_t number : numbers) {
-      const LogEntry& entry = material.entries[number];
-      first.try_emplace(entry.file, entry.us, entry.file);
+  for (auto& [key, by_file] : groups) {
+    std::vector<std::vector<uint32_t>> files;
+    for (auto& [file, numbers] : by_file) files.push_back(std::move(numbers));
+    const auto is_earlier = [&material](const auto& a, const auto& b) {
+      return material.entries[a.front()].us < material.entries[b.front()].us;
+    };
+    std::stable_sort(files.begin(), files.end(), is_earlier);
+    std::vector<uint32_t> lines = std::move(files.front());
+    for (size_t i = 1; i < files.size(); ++i) {
+      story.repeated_lines += DropRepeated(material, lines, files[i]);
+      lines = MergeByTime(material, lines, files[i]);
     }
-    if (first.size() > 1) {
-      std::stable_sort(numbers.begin(), numbers.end(), [&](uint32_t a, uint32_t b) {
-        return first[material.entries[a].file] < first[material.entries[b].file];
-      });
-    }
-    result.push_back(std::move(numbers));
+    result.push_back(std::move(lines));
   }
   std::stable_sort(result.begin(), result.end(), [&material](const auto& a, const auto& b) {
     return material.entries[a.front()].us < material.entries[b.front()].us;
@@ -353,11 +388,15 @@ void Align(const Material& material, Story& story) {
   const auto shorter = std::min(writes.size(), deliveries.size());
   const auto longer = std::max(writes.size(), deliveries.size());
   std::optional<size_t> shift;
+  size_t compared = 0;
   for (size_t by = 0; by + shorter <= longer; ++by) {
     const size_t in_writes = writes.size() > deliveries.size() ? by : 0;
     const size_t in_deliveries = writes.size() > deliveries.size() ? 0 : by;
     bool is_fit = true;
-    for (size_t i = 0; i < shorter && is_fit; ++i) {
+    // Of what repeats itself all the time there is more than one way anyhow.
+    constexpr size_t kMostCompared = 100000000;
+    if (compared > kMostCompared) return;
+    for (size_t i = 0; i < shorter && is_fit; ++i, ++compared) {
       is_fit = Fits(*writes[in_writes + i], deliveries[in_deliveries + i]);
     }
     if (!is_fit) continue;
@@ -380,12 +419,13 @@ void Align(const Material& material, Story& story) {
 
 Story BuildStory(const Material& material) {
   Story story;
-  for (std::vector<uint32_t>& numbers : LinesByProcess(material)) {
+  for (std::vector<uint32_t>& numbers : LinesByProcess(material, story)) {
     PutInOrder(material, numbers, story.clock_jumps);
     LogTeller teller(material, story);
     for (const uint32_t number : numbers) teller.Add(number);
     teller.End();
   }
+  std::sort(story.clock_jumps.begin(), story.clock_jumps.end());
   Align(material, story);
   if (!story.is_capture_aligned) {
     for (uint32_t file = 0; file < material.files.size(); ++file) {
@@ -406,9 +446,9 @@ std::optional<int64_t> TimeBetween(const Material& material, const Story& story,
   const LogEntry& begin = material.entries[from.entry];
   const LogEntry& end = material.entries[to.entry];
   if (begin.clock == ClockKind::kNone || begin.clock != end.clock) return std::nullopt;
-  for (const uint32_t jump : story.clock_jumps) {
-    if (from.entry < jump && jump <= to.entry) return std::nullopt;
-  }
+  const auto& jumps = story.clock_jumps;
+  const auto jump = std::upper_bound(jumps.begin(), jumps.end(), from.entry);
+  if (jump != jumps.end() && *jump <= to.entry) return std::nullopt;
   return end.us >= begin.us ? std::optional<int64_t>(end.us - begin.us) : std::nullopt;
 }
 

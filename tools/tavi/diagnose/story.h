@@ -69,7 +69,9 @@ struct Story {
   std::vector<std::pair<std::optional<size_t>, std::optional<size_t>>> responses;
   // Entries, in Material::entries, before which lines are missing.
   std::vector<uint32_t> gaps;
-  // Entries at which the log's clock goes back.
+  // Lines that several files have, and that are taken once.
+  size_t repeated_lines = 0;
+  // Entries at which the log's clock goes back, ascending.
   std::vector<uint32_t> clock_jumps;
   // The deliveries of the capture are the writes of the log.
   bool is_capture_aligned = false;
