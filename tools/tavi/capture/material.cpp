@@ -62,6 +62,10 @@ class MaterialReader {
   [[noreturn]] void ThrowNothing() {
     const std::string& name = file().name;
     if (file().bytes == 0) throw InputError(name + ": is empty");
+    if (file().has_borders && !material_.faults.empty()) {
+      throw InputError(name + ": is a packet capture that ends before its first delivery: " +
+                       material_.faults.back().text);
+    }
     if (file().has_borders) {
       throw InputError(name +
                        ": is a packet capture that holds no delivery: nothing was written to the "
