@@ -99,9 +99,7 @@ const std::vector<Fault>& Faults() {
 
 class DiagnosedFaultsTest : public testing::Test {
  protected:
-  DiagnosedFaultsTest() {
-    WriteFiles("desk/");
-  }
+  DiagnosedFaultsTest() { WriteFiles("desk/"); }
 
   void WriteFiles(const std::string& folder) const {
     int number = 1;

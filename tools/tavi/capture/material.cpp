@@ -100,7 +100,9 @@ class MaterialReader {
       const uint64_t offset = stream.offset();
       if (!stream.TakeLine(line, is_cut)) break;
       ++file().lines;
-      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+      // What an editor, or a file system after a crash, put there.
+      while (!line.empty() && line.front() == '\0') line.remove_prefix(1);
+      while (!line.empty() && (line.back() == '\r' || line.back() == '\0')) line.remove_suffix(1);
       TakeLine(line, offset);
     }
     dumps_.End();

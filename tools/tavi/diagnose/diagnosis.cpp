@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "console/input.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
@@ -80,6 +81,15 @@ bool Diagnosis::is_something_wrong() const {
 }
 
 Diagnosis Diagnose(Material material, const std::vector<CandidateSource>& sources) {
+  const auto is_unread = [](const LogEntry& entry) {
+    return entry.event == LogEvent::kCut || entry.event == LogEvent::kUnknown;
+  };
+  if (material.dumps.empty() && material.deliveries.empty() &&
+      std::all_of(material.entries.begin(), material.entries.end(), is_unread)) {
+    throw InputError(material.files.front().name + ": all " +
+                     Count(material.entries.size(), "line") +
+                     " of the module are cut, or of another version of it");
+  }
   Diagnosis diagnosis;
   diagnosis.material = std::move(material);
   diagnosis.story = BuildStory(diagnosis.material);

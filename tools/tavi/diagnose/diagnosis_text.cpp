@@ -153,6 +153,15 @@ void PutWhatIsNotKnown(const Diagnosis& diagnosis) {
   if (!has([](const MaterialFile& file) { return file.entries > 0; })) {
     Print(false, "", "  Without a log: what init refused, and what the host told, is not known.\n");
   }
+  const auto& findings = diagnosis.findings;
+  if (std::any_of(findings.begin(), findings.end(), [](const FieldFinding& found) {
+        const std::string& name = found.finding.name;
+        return name == "log-gap" || name == "log-begins-late" || name == "cut-line" ||
+               name == "unknown-line";
+      })) {
+    Print(false, "",
+          "  Lines of the log are missing or not understood: what they say is not known.\n");
+  }
   if (!has([](const MaterialFile& file) { return file.deliveries > 0; })) {
     Print(false, "",
           "  Without a capture: whether the responses sent are those of the files is not known.\n");
