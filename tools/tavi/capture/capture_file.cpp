@@ -128,6 +128,7 @@ void TakePacket(const BlockBytes& block, const std::vector<Interface>& interface
                                                        std::to_string(block.U32(24)) +
                                                        " bytes were captured"};
   }
+  delivery.may_be_cut = delivery.damage.has_value();
   handler(delivery);
 }
 
@@ -257,15 +258,20 @@ std::optional<Damage> ReadPcapng(InputStream& stream, const DeliveryHandler& han
 
 std::optional<Damage> ReadMessages(InputStream& stream, const DeliveryHandler& handler) {
   CapturedDelivery delivery;  // without messages while none is begun
-  const auto end_delivery = [&] {
-    if (!delivery.messages.empty()) handler(delivery);
+  bool is_first = true;
+  const auto end_delivery = [&](bool is_last) {
+    delivery.may_be_cut = is_first || is_last;
+    if (!delivery.messages.empty()) {
+      handler(delivery);
+      is_first = false;
+    }
     delivery = CapturedDelivery();
   };
   for (;;) {
     const uint64_t offset = stream.offset();
     const std::string_view head = stream.Peek(kHeaderSize + 4);
     if (head.empty()) {
-      end_delivery();
+      end_delivery(true);
       return std::nullopt;
     }
     const size_t size = MessageSize(head);
@@ -273,7 +279,7 @@ std::optional<Damage> ReadMessages(InputStream& stream, const DeliveryHandler& h
     DspMessages parsed = simulator::ParseDspMessages(
         reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
     if (size == 0 || bytes.size() < size || parsed.damage) {
-      end_delivery();
+      end_delivery(true);
       return Damage{offset, size == 0 ? ReasonOf(bytes, parsed) : parsed.damage->reason};
     }
     DspMessage& message = parsed.messages.front();
@@ -281,7 +287,7 @@ std::optional<Damage> ReadMessages(InputStream& stream, const DeliveryHandler& h
       return !message.is_response() || !other.is_response() || other.type == message.type;
     };
     if (std::any_of(delivery.messages.begin(), delivery.messages.end(), is_of_another)) {
-      end_delivery();
+      end_delivery(false);
     }
     if (delivery.messages.empty()) delivery.offset = offset;
     delivery.size += size;

@@ -24,6 +24,8 @@ struct CapturedDelivery {
   // delivery of its own, a channel is in each delivery once.
   std::optional<int64_t> time_us;  // since 1970, UTC
   std::optional<int> result;
+  // What it holds may be a part of it: bare bytes begin or end with it, or make no sense there.
+  bool may_be_cut = false;
   bool has_border = false;
   // Offsets are those in the file.
   std::vector<simulator::DspMessage> messages;

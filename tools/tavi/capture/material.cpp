@@ -354,6 +354,7 @@ class MaterialReader {
       return;
     }
     delivery.size = captured.size;
+    delivery.may_be_cut = captured.may_be_cut;
     delivery.time_us = captured.time_us;
     delivery.result = captured.result;
     for (const simulator::DspMessage& message : captured.messages) {

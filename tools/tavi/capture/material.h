@@ -41,6 +41,7 @@ struct Delivery {
   Place place;
   size_t number = 0;  // in its file, from 0
   size_t size = 0;
+  bool may_be_cut = false;  // see CapturedDelivery
   std::optional<int64_t> time_us;
   std::optional<int> result;
   std::optional<bool> status;
@@ -48,6 +49,7 @@ struct Delivery {
   std::optional<size_t> left;
   std::optional<size_t> right;
   bool has_response() const { return left || right; }
+  bool has_one_channel() const { return left.has_value() != right.has_value(); }
 };
 
 struct MaterialFile {

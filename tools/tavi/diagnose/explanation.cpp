@@ -171,8 +171,16 @@ class Explainer {
     const auto response = [this](const std::optional<size_t>& number) {
       return number ? &material_.responses[*number] : nullptr;
     };
+    // The other channel may have been cut off.
+    const bool is_part = delivery.may_be_cut && delivery.has_one_channel() &&
+                         std::any_of(candidate_.cases().begin(), candidate_.cases().end(),
+                                     [&](const CandidateCase& one) {
+                                       return delivery.left
+                                                  ? one.left.response == *response(delivery.left)
+                                                  : one.right.response == *response(delivery.right);
+                                     });
     const bool is_known =
-        !delivery.has_response() || candidate_.source().is_recovered ||
+        is_part || !delivery.has_response() || candidate_.source().is_recovered ||
         !candidate_.CasesOfResponses(response(delivery.left), response(delivery.right)).empty();
     // The findings tell which file it is.
     Count(is_known, delivery.place, "no case of the configuration sends these responses", false);

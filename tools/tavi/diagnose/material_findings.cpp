@@ -142,7 +142,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
   for (const Delivery& delivery : material.deliveries) {
     if (delivery.left) sent[{true, *delivery.left}].push_back(&delivery);
     if (delivery.right) sent[{false, *delivery.right}].push_back(&delivery);
-    if (delivery.left.has_value() != delivery.right.has_value()) lone.push_back(delivery.place);
+    if (delivery.has_one_channel() && !delivery.may_be_cut) lone.push_back(delivery.place);
   }
   for (const auto& [key, deliveries] : sent) {
     const auto& [is_left, number] = key;
