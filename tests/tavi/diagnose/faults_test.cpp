@@ -140,6 +140,7 @@ class DiagnosedFaultsTest : public testing::Test {
     EXPECT_TRUE(is_named || !must_name) << row << " is not named: " << variant;
     for (const std::string& name : named) {
       if (name == fault.name || fault.also.count(name) != 0) continue;
+      if (variant == "cut bytes" && name == "capture-damaged") continue;
       const auto found =
           std::find_if(diagnosis.findings.begin(), diagnosis.findings.end(),
                        [&name](const auto& one) { return one.finding.name == name; });
@@ -217,6 +218,11 @@ TEST_F(DiagnosedFaultsTest, AreNamedAndNoOthers) {
     Judge(fault, Diagnose({recording.pcapng}, at_desk), fault.is_in_capture, "pcapng, two");
     const bool needs_results = fault.broken_file.empty() && fault.name != "alternating-cases";
     Judge(fault, Diagnose({recording.bytes}, {right}), !needs_results, "bytes");
+    // Into its last response: a part of a delivery is no channel that is never sent.
+    if (recording.bytes.size() > 100) {
+      const std::string cut = recording.bytes.substr(0, recording.bytes.size() - 20);
+      Judge(fault, Diagnose({cut}, {right}), false, "cut bytes");
+    }
     // In any order, and the log goes on behind the dump as if none had been there.
     const auto middle = recording.log.begin() + static_cast<ptrdiff_t>(recording.log.size() / 2);
     const std::string first = Render({recording.log.begin(), middle}, "time");
