@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <tuple>
 
 #include "diagnose/line_order.h"
 
@@ -247,74 +246,6 @@ class LogTeller {
   uint32_t answered_ = UINT32_MAX;  // what the last status came of
 };
 
-// Takes the lines of `later` that `lines` has, too, out of it: logs of one device overlap.
-size_t DropRepeated(const Material& material, const std::vector<uint32_t>& lines,
-                    std::vector<uint32_t>& later) {
-  const auto key = [&material](uint32_t number) {
-    const LogEntry& entry = material.entries[number];
-    return std::make_tuple(entry.us, entry.thread, entry.event, entry.numbers[0], entry.numbers[1]);
-  };
-  std::map<decltype(key(0)), size_t> counts;
-  for (const uint32_t number : lines) ++counts[key(number)];
-  const auto is_repeated = [&](uint32_t number) {
-    const auto found = counts.find(key(number));
-    if (found == counts.end() || found->second == 0) return false;
-    --found->second;
-    return true;
-  };
-  const size_t before = later.size();
-  later.erase(std::remove_if(later.begin(), later.end(), is_repeated), later.end());
-  return before - later.size();
-}
-
-// Puts `later` between the others by their times; each keeps its order.
-std::vector<uint32_t> MergeByTime(const Material& material, const std::vector<uint32_t>& lines,
-                                  const std::vector<uint32_t>& later) {
-  std::vector<uint32_t> merged;
-  merged.reserve(lines.size() + later.size());
-  auto next = lines.begin();
-  for (const uint32_t number : later) {
-    while (next != lines.end() && material.entries[*next].us <= material.entries[number].us) {
-      merged.push_back(*next++);
-    }
-    merged.push_back(number);
-  }
-  merged.insert(merged.end(), next, lines.end());
-  return merged;
-}
-
-// The lines of each process in their order, those of several files by their times.
-std::vector<std::vector<uint32_t>> LinesByProcess(const Material& material, Story& story) {
-  // A process has one number, and logs that have none, or other clocks, are not put together.
-  std::map<std::tuple<int, int, ClockKind>, std::map<uint32_t, std::vector<uint32_t>>> groups;
-  for (uint32_t i = 0; i < material.entries.size(); ++i) {
-    const LogEntry& entry = material.entries[i];
-    const bool has_ids = entry.process >= 0 && entry.clock != ClockKind::kNone;
-    groups[{has_ids ? -1 : static_cast<int>(entry.file), entry.process,
-            has_ids ? entry.clock : ClockKind::kNone}][entry.file]
-        .push_back(i);
-  }
-  std::vector<std::vector<uint32_t>> result;
-  for (auto& [key, by_file] : groups) {
-    std::vector<std::vector<uint32_t>> files;
-    for (auto& [file, numbers] : by_file) files.push_back(std::move(numbers));
-    const auto is_earlier = [&material](const auto& a, const auto& b) {
-      return material.entries[a.front()].us < material.entries[b.front()].us;
-    };
-    std::stable_sort(files.begin(), files.end(), is_earlier);
-    std::vector<uint32_t> lines = std::move(files.front());
-    for (size_t i = 1; i < files.size(); ++i) {
-      story.repeated_lines += DropRepeated(material, lines, files[i]);
-      lines = MergeByTime(material, lines, files[i]);
-    }
-    result.push_back(std::move(lines));
-  }
-  std::stable_sort(result.begin(), result.end(), [&material](const auto& a, const auto& b) {
-    return material.entries[a.front()].us < material.entries[b.front()].us;
-  });
-  return result;
-}
-
 void TellCapture(const Material& material, uint32_t file, Story& story) {
   std::map<std::pair<std::optional<size_t>, std::optional<size_t>>, CaseId> ids;
   for (size_t i = 0; i < story.responses.size(); ++i) {
@@ -419,7 +350,7 @@ void Align(const Material& material, Story& story) {
 
 Story BuildStory(const Material& material) {
   Story story;
-  for (std::vector<uint32_t>& numbers : LinesByProcess(material, story)) {
+  for (std::vector<uint32_t>& numbers : LinesByProcess(material, story.repeated_lines)) {
     PutInOrder(material, numbers, story.clock_jumps);
     LogTeller teller(material, story);
     for (const uint32_t number : numbers) teller.Add(number);
