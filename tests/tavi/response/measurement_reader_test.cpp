@@ -162,6 +162,8 @@ TEST(MeasurementReaderTest, TheSameResponseInAnyDress) {
       "Loudspeaker 1/48\nFrequency\tGain\tPhase\n" + tabs,
       "\"Klippel, 3\"\n\"a\"\n\"b\"\n" + Grouped(tabs, ","),
       "# x\n% y = 3\n// z\n; w\n" + plain + "# the end",
+      "Box 3 4\nFrequency Gain Phase\n" + plain,
+      "Set 1 2\n* Freq(Hz) SPL(dB) Phase(degrees)\n" + plain,
       Replace(plain, "\n", "\r\n"),
       Replace(remarks + tabs, "\n", "\r"),
       Replace(plain, "\n", "\n\n* between\n\n"),
@@ -267,6 +269,8 @@ TEST(MeasurementReaderTest, WhatIsRefusedOrWarnedOf) {
     return good.substr(0, end);
   };
   const std::string three = first(3);
+  std::string data_file = "1,0|";
+  for (int bin = 1; bin < 257; ++bin) data_file += "0." + std::to_string(999 - bin) + ",0.1|";
   const FindingRow findings[] = {
       {"no-data", "", 0, 0, "no line begins with"},
       {"no-data", "* only|Freq SPL|", 0, 0, "no line begins with"},
@@ -280,10 +284,17 @@ TEST(MeasurementReaderTest, WhatIsRefusedOrWarnedOf) {
       {"not-a-number", "100\t\t80\t|200\t\t90|", 1, 5, "an empty field is no number"},
       {"not-a-number", "96 points an octave|100 80|", 1, 4, "\"points\" is no number"},
       {"not-a-number", "100 80|200 8\xe4|", 2, 5, "\"8\\xe4\" is no number"},
+      {"not-a-number", "20O 80 0|" + three, 1, 1, "\"20O\" is no number, in a line that"},
+      {"not-a-number", "Level 1|* why|nan;80|100;80|200;81|", 3, 1, "\"nan\" is no number, in"},
+      {"not-a-number", "20O  8O 0|" + three, 1, 1, "\"20O\" is no number, in a line that"},
+      {"column-count", "90|" + three, 1, 1, "the line has 1 field while the first data line has 3"},
+      {"data-file", data_file, 1, 1, "257 bins of real and imaginary part"},
+      {"data-file", "1,0|0.5,-0.5|-0.5,0|", 1, 1, "3 bins of real and imaginary part"},
       {"not-a-number", "1,000.5 80|2,00.5 80|", 2, 1, "\"2,00.5\" is no number"},
       {"not-a-number", "100 80\r|200 x\r|", 2, 5, "\"x\" is no number"},
       {"value-out-of-range", three + "200 4000 0|", 4, 5, "4000 is no value in dB (-300 to 300)"},
-      {"value-out-of-range", "-100 80|100 80|", 1, 1, "-100 is no value in Hz"},
+      {"value-out-of-range", "-100,80|100,80|", 1, 1, "-100 is no value in Hz"},
+      {"value-out-of-range", "5e-324 80|9000 80|", 1, 1, "is no value in Hz (0.001 to"},
       {"column-count", three + "200 80|", 4, 7, "ends before column 3"},
       {"column-count", three + "200 80 0 1|", 4, 1, "has 4 fields while the first data line has 3"},
       {"frequency-order", three + "99.5 80 0|", 4, 1, "99.5 Hz stands behind 105.946 Hz"},

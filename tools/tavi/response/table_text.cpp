@@ -8,6 +8,7 @@
 #include "response/measurement.h"
 #include "response/number_text.h"
 #include "response/table_columns.h"
+#include "response/table_doubts.h"
 #include "response/table_lines.h"
 #include "response/text_encoding.h"
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr size_t kMaxPoints = 1000000;
 constexpr double kMaxFrequencyHz = 1e7;
+constexpr double kMinFrequencyHz = 0.001;  // but for 0 Hz
 constexpr double kMaxPhaseDegrees = 1e8;
 
 // One way to read the data lines.
@@ -119,7 +121,10 @@ class FormReader {
   void ReadPoint(const TextLine& line) {
     ResponseTable& table = reading_.table;
     SplitFields(line.text, form_.separator, &fields_);
-    const auto frequency = Value(line, columns_.frequency, 0.0, kMaxFrequencyHz, "Hz");
+    auto frequency = Value(line, columns_.frequency, 0.0, kMaxFrequencyHz, "Hz");
+    if (frequency && *frequency != 0.0) {
+      frequency = Value(line, columns_.frequency, kMinFrequencyHz, kMaxFrequencyHz, "Hz");
+    }
     if (!frequency) return;
     const auto magnitude =
         Value(line, columns_.magnitude, kLeastMagnitudeDb, -kLeastMagnitudeDb, "dB");
@@ -153,10 +158,10 @@ class FormReader {
     }
     last_frequency_ = *frequency;
     if (*frequency == 0.0) {
-      Finding note =
+      const Finding note =
           MakeFinding("point-at-dc", Severity::kNote, std::nullopt, "the point at 0 Hz is left out",
                       "a logarithmic frequency axis has no place for it");
-      reading_.notes.push_back(Placed(note, line, field));
+      reading_.notes.push_back(PlacedIn(note, file_, line, field));
       return;
     }
     if (++reading_.points > kMaxPoints) {
@@ -200,22 +205,8 @@ class FormReader {
 
   std::string AsRead() const { return " (read with " + Describe(form_) + ")"; }
 
-  // Points at a part of the line, at the whole of it when `part` has no place in it.
-  Finding Placed(Finding finding, const TextLine& line, std::string_view part) const {
-    finding.file = file_;
-    finding.line = line.number;
-    finding.line_text = std::string(line.text);
-    finding.column = 1;
-    finding.length = line.text.size();
-    if (part.data() != nullptr) {
-      finding.column = static_cast<size_t>(part.data() - line.text.data()) + 1;
-      finding.length = part.size();
-    }
-    return finding;
-  }
-
   void Fail(const TextLine& line, std::string_view part, const Finding& finding) {
-    reading_.failure = Placed(finding, line, part);
+    reading_.failure = PlacedIn(finding, file_, line, part);
     reading_.offset = reading_.failure->column;
   }
 
@@ -274,18 +265,13 @@ bool MayHaveDecimalCommas(const TableLayout& layout) {
 }
 
 Finding AmbiguousCommas(const std::string& file, const TextLine& line) {
-  Finding finding = MakeRefusal(
+  const Finding finding = MakeRefusal(
       "ambiguous-numbers",
       "the lines can be read in two ways: as three columns with comma as separator, and as two "
       "with "
       "comma as separator and as decimal sign",
       "say --column 1,2,3 for three columns, or export with another separator or decimal point");
-  finding.file = file;
-  finding.line = line.number;
-  finding.column = 1;
-  finding.length = line.text.size();
-  finding.line_text = std::string(line.text);
-  return finding;
+  return PlacedIn(finding, file, line, {});
 }
 
 Finding Ambiguous(const std::string& file, const TextLine& line, const TableForm& form,
@@ -342,10 +328,15 @@ TableResult ReadTable(const std::string& file, std::string_view text,
     }
   }
   if (!fitting) {
-    result.findings.push_back(*furthest.failure);
+    result.findings.push_back(DataFileDoubt(file, layout).value_or(*furthest.failure));
     return result;
   }
   const auto& [form, reading] = *fitting;
+  const size_t count = reading.table.columns.size() + reading.table.unused_columns.size();
+  if (auto doubt = HeaderDoubt(file, layout, form.separator, form.format, count)) {
+    result.findings.push_back(std::move(*doubt));
+    return result;
+  }
   if (form.separator == FieldSeparator::kComma && wanted.empty() &&
       FindNames(layout, form.separator, 3).empty() && MayHaveDecimalCommas(layout)) {
     result.findings.push_back(AmbiguousCommas(file, *layout.first_data));
@@ -359,16 +350,11 @@ TableResult ReadTable(const std::string& file, std::string_view text,
     return result;
   }
   if (layout.smoothing) {
-    Finding warning = MakeFinding(
+    const Finding warning = MakeFinding(
         "smoothed-export", Severity::kWarning, std::nullopt, "the response was smoothed",
         "what smoothing hides cannot be corrected, and smoothed dB and phase need not belong "
         "together: export without smoothing");
-    warning.file = file;
-    warning.line = layout.smoothing->number;
-    warning.column = 1;
-    warning.length = layout.smoothing->text.size();
-    warning.line_text = std::string(layout.smoothing->text);
-    result.smoothed = std::move(warning);
+    result.smoothed = PlacedIn(warning, file, *layout.smoothing, {});
   }
   result.table = reading.table;
   return result;
