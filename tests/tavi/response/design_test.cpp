@@ -172,6 +172,24 @@ TEST(DesignTest, AKnownPeakIsFlattened) {
   }
 }
 
+// At a level at which nothing is to be done outside the peak, the return to 0 dB outside the range
+// leaves no step. At the level of the mean the correction stands 2 dB up there, and returns from
+// it.
+TEST(DesignTest, AKnownPeakIsFlatBeyondTheRangeUnlessTheLevelIsTheMean) {
+  const Measurement measurement = Measured({Peak(1000, 6, 1)}, 80);
+  DesignOptions options;
+  options.level_db = 80;
+  const Range around{200, 12000};
+  const auto left = [&] {
+    return LargestLeft(measurement, DesignCorrection(measurement, options).time.impulse, around);
+  };
+  EXPECT_GT(left(), 0.7);
+  for (const LevelRule level : {LevelRule::kPeak, LevelRule::kAbsolute}) {
+    options.level = level;
+    EXPECT_LT(left(), 0.1);
+  }
+}
+
 TEST(DesignTest, OutsideTheRangeNothingIsCorrected) {
   DesignOptions options;
   options.range = {1000, 4000};
