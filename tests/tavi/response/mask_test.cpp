@@ -70,7 +70,8 @@ TEST(MaskTest, ABadFileIsRefusedWithItsLine) {
            {"100,six,-6\n", "\"six\" is no number"},
            {"100,6,nan\n", "\"nan\" is no number"},
            {"freq,upper,lower\n", "\"freq\" is no number"},
-           {"-100,6,-6\n", "does not rise"}}) {
+           {"-100,6,-6\n", "\"-100\" is no frequency in Hz"},
+           {"100,6,-6000\n", "\"-6000\" is no limit in dB"}}) {
     try {
       ParseMask(text, "m");
       ADD_FAILURE() << text;

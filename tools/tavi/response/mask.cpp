@@ -16,6 +16,9 @@ namespace brelmo::tavi::tools {
 namespace {
 
 constexpr const char* kSuffix = ".csv";
+// What is beyond them is no frequency and no level, and would be no number once it is interpolated.
+constexpr Range kFrequencies{0.001, 1e7};
+constexpr double kLargestDb = 300.0;
 
 [[noreturn]] void Refuse(const std::string& name, size_t line, const std::string& reason) {
   throw InputError(
@@ -94,6 +97,9 @@ Mask ParseMask(const std::string& text, const std::string& name) {
     if (fields.size() != 3) Refuse(name, number, Quote(line) + " has not three fields");
     const auto hz = Number(fields[0]);
     if (!hz) Refuse(name, number, Quote(fields[0]) + " is no number");
+    if (*hz < kFrequencies.from_hz || *hz > kFrequencies.to_hz) {
+      Refuse(name, number, Quote(fields[0]) + " is no frequency in Hz (0.001 to 1e7)");
+    }
     if (!(*hz > last_hz)) Refuse(name, number, "the frequency does not rise");
     last_hz = *hz;
     for (const bool is_upper : {true, false}) {
@@ -101,13 +107,17 @@ Mask ParseMask(const std::string& text, const std::string& name) {
       if (field.empty()) continue;
       const auto db = Number(field);
       if (!db) Refuse(name, number, Quote(field) + " is no number");
+      if (std::abs(*db) > kLargestDb) {
+        Refuse(name, number, Quote(field) + " is no limit in dB (-300 to 300)");
+      }
       Curve& limit = is_upper ? mask.upper : mask.lower;
       limit.hz.push_back(*hz);
       limit.db.push_back(*db);
     }
   }
   if (mask.upper.hz.empty() || mask.lower.hz.empty()) {
-    Refuse(name, number, "there is no upper or no lower limit, and any response would keep to it");
+    Refuse(name, std::max<size_t>(number, 1),
+           "there is no upper or no lower limit, and any response would keep to it");
   }
   return mask;
 }
