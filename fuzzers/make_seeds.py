@@ -148,6 +148,19 @@ def main(example, output):
         seeds[f"measurement/{name}"] = b"\0" + content
         seeds[f"measurement/{name}_kept"] = b"\x61" + content
 
+    masks = example.parents[1] / "tools/tavi/masks"
+    for path in sorted(masks.glob("*.csv")):
+        seeds[f"mask/{path.stem}"] = path.read_bytes()
+
+    sources = [*example.glob("*.toml"), *example.parent.glob("*/*.toml")]
+    for path in sorted(set(sources)):
+        text = path.read_text()
+        seeds[f"source/{path.stem}"] = text.encode()[:2900]
+        # Each of its postures by itself.
+        head, *postures = text.split("[[posture]]")
+        for number, posture in enumerate(postures):
+            seeds[f"source/{path.stem}_{number}"] = f"{head}[[posture]]{posture}".encode()
+
     active = message(0, struct.pack("<I", 1))
     responses = [response("\n".join(text.splitlines()[:20])) for text in texts.values()]
     seeds["dsp_messages/status"] = active

@@ -141,6 +141,9 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
     std::string says;
   } faults[] = {
       {"rate = \n", "1:", "[no-toml]"},
+      {"# n\xC3\xA4\n# n\xE4\n", "2:4", "\"\\xe4\" is no UTF-8 [no-toml]"},
+      {"\xEF\xBB\xBF# n\xC3\xA4\n'\xC3\xA4' = \"\"\"\n\xC3\xA4\\\"\"\"\"\"\nr\xC3\xA4te = 1\n",
+       "4:2", "\"\xC3\xA4\" stands outside of quotation marks [no-toml]"},
       {"# n\xC3\xA4\n" + whole + "nane = 1\n" + flat, "6:1", "the nearest that there is is name"},
       {"\"\xC3\xA4\" = 1\n", "1:1", "[unknown-key]"},
       {"rate = '48000'\n" + whole + flat, "1:8", "rate is to be a number of Hz"},

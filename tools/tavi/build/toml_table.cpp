@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "console/wording.h"
+#include "response/text_encoding.h"
 
 namespace brelmo::tavi::tools {
 
@@ -26,12 +27,71 @@ std::string ListOf(const std::vector<std::string>& words) {
   return Enumerate(quoted);
 }
 
+// The first byte that is beyond ASCII and stands neither in a string nor in a comment, where TOML
+// has no place for it; the end when there is none, or when something breaks TOML's rules before it.
+size_t FirstForeign(std::string_view text) {
+  const auto starts = [text](size_t at, std::string_view what) {
+    return text.substr(at, what.size()) == what;
+  };
+  std::string_view close;  // of the string or comment that is open
+  for (size_t at = 0; at < text.size();) {
+    if (close.empty()) {
+      if ((static_cast<unsigned char>(text[at]) & 0x80U) != 0) return at;
+      for (const auto& [open, end] :
+           {std::pair<std::string_view, std::string_view>{"\"\"\"", "\"\"\""},
+            {"\'\'\'", "\'\'\'"},
+            {"\"", "\""},
+            {"\'", "\'"},
+            {"#", "\n"}}) {
+        if (!starts(at, open)) continue;
+        close = end;
+        at += open.size() - 1;
+        break;
+      }
+      ++at;
+    } else if (starts(at, close)) {
+      at += close.size();
+      // Quotation marks right before those that close belong to the string.
+      while (close.size() == 3 && at < text.size() && text[at] == close[0]) ++at;
+      close = {};
+    } else if (text[at] == '\n' && close.size() == 1) {
+      return text.size();
+    } else {
+      at += text[at] == '\\' && close[0] == '"' ? 2 : 1;
+    }
+  }
+  return text.size();
+}
+
 }  // namespace
 
 TomlSource::TomlSource(std::string text, std::string name)
     : text_(std::move(text)), name_(std::move(name)) {
   for (size_t at = 0; (at = text_.find('\n', at)) != std::string::npos;) {
     line_starts_.push_back(++at);
+  }
+  // Where the library is not exact (it names a block of bytes), and where it must not come (it
+  // takes foreign letters among keys for what cannot be).
+  const auto refuse_at = [this](size_t at, size_t length, const std::string& why,
+                                const std::string& cure) {
+    const auto behind = std::upper_bound(line_starts_.begin(), line_starts_.end(), at);
+    Refuse({static_cast<size_t>(behind - line_starts_.begin()), at - *(behind - 1) + 1, length},
+           "no-toml", Quote(std::string_view(text_).substr(at, length)) + why,
+           "nothing of the source is read; " + cure);
+  };
+  const size_t good = Utf8Prefix(text_);
+  if (good < text_.size()) {
+    refuse_at(good, 1, " is no UTF-8", "save it as UTF-8, comments too");
+    return;
+  }
+  constexpr std::string_view kMark = "\xef\xbb\xbf";
+  const size_t start = text_.compare(0, kMark.size(), kMark) == 0 ? kMark.size() : 0;
+  const size_t foreign = start + FirstForeign(std::string_view(text_).substr(start));
+  if (foreign < text_.size()) {
+    const size_t length = FirstGlyph(std::string_view(text_).substr(foreign)).bytes;
+    refuse_at(foreign, length, " stands outside of quotation marks",
+              "write names and numbers in ASCII, or a key in quotation marks");
+    return;
   }
   try {
     root_ = toml::parse(std::string_view(text_));

@@ -54,24 +54,34 @@ std::string DecodeUtf16(std::string_view bytes, bool is_big_endian) {
   return text;
 }
 
-bool IsUtf8(std::string_view text) {
-  for (size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x80) continue;
-    const size_t more = byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : 1;
-    if (byte < 0xc2 || byte > 0xf4 || at + more >= text.size()) return false;
-    for (size_t i = 0; i < more; ++i) {
-      if ((static_cast<unsigned char>(text[++at]) & 0xc0U) != 0x80U) return false;
-    }
-  }
-  return true;
-}
-
 bool StartsWith(std::string_view text, std::string_view beginning) {
   return text.substr(0, beginning.size()) == beginning;
 }
 
 }  // namespace
+
+size_t Utf8Prefix(std::string_view text) {
+  size_t at = 0;
+  while (at < text.size()) {
+    const auto byte_at = [text](size_t i) {
+      return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+    };
+    const unsigned first = byte_at(at);
+    const size_t more = first < 0x80 ? 0 : first >= 0xf0 ? 3 : first >= 0xe0 ? 2 : 1;
+    if (more > 0 && (first < 0xc2 || first > 0xf4)) return at;
+    for (size_t i = 1; i <= more; ++i) {
+      if ((byte_at(at + i) & 0xc0U) != 0x80U) return at;
+    }
+    // A character in more bytes than it takes, half of a pair, or beyond the last.
+    const unsigned second = byte_at(at + 1);
+    if ((first == 0xe0 && second < 0xa0) || (first == 0xed && second >= 0xa0) ||
+        (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90)) {
+      return at;
+    }
+    at += 1 + more;
+  }
+  return at;
+}
 
 DecodedText DecodeText(std::string_view bytes) {
   using std::string_view_literals::operator""sv;
@@ -86,7 +96,7 @@ DecodedText DecodeText(std::string_view bytes) {
     const bool has_high_first = bytes[0] == '\0';
     return {DecodeUtf16(bytes, has_high_first), has_high_first ? "UTF-16BE" : "UTF-16LE"};
   }
-  return {std::string(bytes), IsUtf8(bytes) ? "UTF-8" : "8-bit"};
+  return {std::string(bytes), Utf8Prefix(bytes) == bytes.size() ? "UTF-8" : "8-bit"};
 }
 
 bool LineCursor::Next(TextLine* line) {

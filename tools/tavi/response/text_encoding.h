@@ -16,6 +16,9 @@ struct DecodedText {
 
 DecodedText DecodeText(std::string_view bytes);
 
+// How many bytes there are before the first that belongs to no UTF-8 character.
+size_t Utf8Prefix(std::string_view text);
+
 struct TextLine {
   size_t number = 0;      // counted from 1
   std::string_view text;  // without its end
