@@ -55,6 +55,13 @@ std::string Response(double db, double seconds) {
   return text;
 }
 
+std::string Replaced(std::string text, char from, const std::string& to) {
+  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, 1, to);
+  }
+  return text;
+}
+
 constexpr const char* kWhole = "name = 'all'\nhinge = [0, 180]\nrotation = [0, 90, 180, 270]\n";
 
 class BuildTest : public testing::Test {
@@ -182,6 +189,64 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
   EXPECT_THAT(gap.out, HasSubstr("p.toml:3:9: warning: no case is taken in these postures: hinge "
                                  "angle 91 to 180"));
   EXPECT_TRUE(FilesIn(out_) == made);
+}
+
+TEST_F(BuildTest, MakesAChannelOfEachKindWithItsOptions) {
+  folder_.Write("late.frd", Response(-6, 0.0005));  // 24 samples
+  folder_.Write("flat.frd", Response(80, 0));
+  folder_.Write("two.csv", Replaced(Response(80, 0), ' ', ",1,"));
+  const auto made = [&](const std::string& head, const std::string& posture,
+                        const std::string& left) {
+    const Tuning tuning = MakeTuning(
+        Source(head + "[[posture]]\n" + kWhole + posture + left + "right.filters = []\n"), false);
+    EXPECT_FALSE(tuning.files.empty()) << left;
+    return tuning.files.empty() ? "" : tuning.files.at("etc/spk_all_left.txt");
+  };
+  const std::string late = "left.correction = 'late.frd'\n";
+  const std::string flat = "left.measured = 'flat.frd'\n";
+  const std::string at_83 = "[design]\nlevel = 83\n";
+  const std::string at_84 = "design.level = 84\n";
+  const struct {
+    std::string head, posture, left;
+    double db, delay;
+  } table[] = {
+      {"", "", late, -6, 24},
+      {"", "", late + "left.gain = -3\n", -9, 24},
+      {"", "", late + "left.remove_delay = true\nleft.taps = 257\n", -6, 0},
+      {"", "", late + "left.phase = 'minimum'\n", -6, 0},
+      {"rate = 96000\n", "", late, -6, 48},
+      {"", "", flat, 0, 0},
+      {at_83, "", flat, 3, 0},
+      {at_83, at_84, flat, 4, 0},
+      {at_83, at_84, flat + "left.level = 85\n", 5, 0},
+      {at_83, at_84, flat + "left.max_boost = 2\n", 2, 0},
+      {at_83, at_84, flat + "left.level = 'peak'\n", 0, 0},
+      {at_83, at_84, "left.measured = 'two.csv'\nleft.column = [1, 3, 5]\n", 4, 0},
+      // A correction is not designed: what stands there of designs does not count for it.
+      {at_83, at_84, late, -6, 24},
+      {at_83, at_84, "left.filters = [{type = 'gain', db = -4}, {type = 'delay', samples = 5}]\n",
+       -4, 5},
+  };
+  const std::vector<tools::Complex> nothing(257, 1.0);
+  for (const auto& row : table) {
+    const auto bins = BinsIn(made(row.head, row.posture, row.left));
+    ASSERT_EQ(bins.size(), 257U) << row.left;
+    // A level of the range's shows in all of the speech nearly as high.
+    const auto difference = tools::ComparePair(nothing, bins, 48000);
+    EXPECT_NEAR(difference.level_db, row.db, 0.3) << row.head << row.posture << row.left;
+    EXPECT_NEAR(difference.delay_samples, row.delay, 0.3) << row.head << row.posture << row.left;
+  }
+  // A finished file stays as it is to the byte.
+  std::string finished;
+  for (int bin = 0; bin < 257; ++bin) finished += "2.5e-1,0\n";
+  folder_.Write("mine.txt", finished);
+  EXPECT_EQ(made(at_83, at_84, "left.file = 'mine.txt'\n"), finished);
+  for (const char* other : {"left.gain = 3\n", "left.level = 80\n", "left.max_cut = 1\n"}) {
+    const Tuning tuning = MakeTuning(
+        Channels(std::string("left.file = 'mine.txt'\nright.filters = []\n") + other), false);
+    ASSERT_FALSE(tuning.findings.empty()) << other;
+    EXPECT_EQ(tuning.findings[0].name, "unknown-key") << "an option of another kind";
+  }
 }
 
 TEST_F(BuildTest, PlaysAPairAtOneLevelAndTime) {

@@ -14,6 +14,7 @@ namespace brelmo::tavi::test {
 
 namespace {
 
+using nlohmann::json;
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
@@ -69,6 +70,47 @@ TEST_F(RunCommandTest, ShowsEachEventAndWhatItCaused) {
   EXPECT_THAT(Caused(outcome.out, "start 7"), HasSubstr("not delivered: the module"));
   EXPECT_THAT(Lines(outcome.out).back(),
               "4 events, 3 writes to the DSP (1 refused), 0 expectations: all as expected");
+}
+
+TEST_F(RunCommandTest, ACallIsItsFourEvents) {
+  const auto without_times = [this](const std::string& steps) {
+    auto lines = Run({"--format", "json"}, steps).Json();
+    for (json& line : lines) line.erase("time");
+    return lines;
+  };
+  const auto lines = without_times("call\nhinge 30\nhang up\n");
+  EXPECT_EQ(lines, without_times("announce 5\nstart 6\nhinge 30\nstop 6\nwithdraw 5\n"));
+  EXPECT_NE(lines, without_times("announce 5\nstart 6\nhinge 30\nwithdraw 5\nstop 6\n"));
+}
+
+TEST_F(RunCommandTest, SaysWhatTheDspKeepsWhereNoCaseFits) {
+  const std::string config =
+      "HingeAngle:0,60|LeftChannel:a.txt|RightChannel:a.txt "
+      "HingeAngle:121,180|LeftChannel:c.txt|RightChannel:c.txt";
+  const std::string none = "no case fits: the DSP has had no corrections of a case\n";
+  const struct {
+    std::string steps;
+    std::string says;  // what is said of it, in all
+  } table[] = {
+      {"hinge 90\n", ""},
+      {"call\nhinge 30\nhinge 150\n", none},  // before the first reading
+      {"hinge 30\ncall\nhinge 90\n", "no case fits: the DSP keeps case 0\n"},
+      {"hinge 30\ncall\nhinge 90\nhinge 90\nstart 7\n", "no case fits: the DSP keeps case 0\n"},
+      {"hinge 150\ncall\nhang up\nhinge 90\ncall\n", "no case fits: the DSP keeps case 1\n"},
+      {"hinge 30\ncall\ndsp refuse 1 -5\nhinge 150\nhinge 90\n",
+       "no case fits: the DSP keeps case 0\n"},
+      {"hinge 90\ndsp refuse 1 -5\ncall\nhinge 91\n", ""},
+  };
+  for (const auto& [steps, says] : table) {
+    const Outcome outcome =
+        RunTavi({"run", "--config-text", config, "--data-root", folder_.path("etc")}, steps);
+    std::string said;
+    for (const std::string& line : Lines(outcome.out)) {
+      const size_t at = line.find("no case fits");
+      if (at != std::string::npos) said += line.substr(at) + "\n";
+    }
+    EXPECT_EQ(said, says) << steps;
+  }
 }
 
 TEST_F(RunCommandTest, TakesAScenarioFromAFileOrFromStandardInput) {

@@ -11,6 +11,7 @@
 
 #include "command.h"
 #include "diff/config_difference.h"
+#include "dsp_bytes.h"
 #include "process/scratch_folder.h"
 #include "response/data_file.h"
 
@@ -200,6 +201,15 @@ TEST_F(DiffTest, ExitsLikeDiff) {
   Read(tuning, "new");
   folder_.Write("flat.frd", "100 0 0\n1000 0 0\n10000 0 0\n24000 0 0\n");
   const auto path = [this](const std::string& name) { return folder_.path(name); };
+  // What the DSP got of the old one's cases 0 and 3, in both forms of a capture.
+  for (const char* capture : {"raw.capture", "call.pcapng"}) {
+    const Outcome run = RunTavi({"run", "--config", path("old/device.conf"), "--data-root",
+                                 path("old/etc"), "--capture", path(capture)},
+                                "hinge 3\ncall\nhinge 20\ndsp refuse 1 -5\nhinge 3\nhang up\n");
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    folder_.Write(std::string("cut.") + capture, ReadFile(path(capture)).substr(0, 3000));
+  }
+  folder_.Write("status.capture", StatusMessage(1) + StatusMessage(0));
   const struct {
     Strings arguments;
     int exit_code;
@@ -214,6 +224,16 @@ TEST_F(DiffTest, ExitsLikeDiff) {
       {{path("old") + "/etc/1l.txt", path("flat.frd")}, 1},
       {{path("old"), path("flat.frd")}, 2},
       {{path("old"), path("none")}, 2},
+      {{path("raw.capture"), path("old")}, 0},
+      {{path("call.pcapng"), path("old")}, 0},
+      {{path("old/device.conf"), path("call.pcapng"), "--old-root", path("old/etc")}, 0},
+      {{path("raw.capture"), path("new")}, 1},
+      {{path("call.pcapng"), path("new"), "--format", "json"}, 1},
+      {{path("new"), path("call.pcapng"), "--tolerance", "0.1"}, 0},
+      {{path("cut.raw.capture"), path("old")}, 2},
+      {{path("cut.call.pcapng"), path("old")}, 2},
+      {{path("status.capture"), path("old")}, 2},
+      {{path("raw.capture"), path("call.pcapng")}, 2},
   };
   for (const auto& [arguments, exit_code] : table) {
     Strings all = {"diff"};

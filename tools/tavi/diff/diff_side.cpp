@@ -102,6 +102,11 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
     throw InputError(path + ": from byte " + std::to_string(damage->offset) +
                      " on it is no capture: " + damage->reason);
   }
+  if (capture.responses[0].empty() && capture.responses[1].empty()) {
+    throw InputError(path +
+                     ": is a capture without responses: nothing of it can be compared; "
+                     "capture a call in which the hinge reports");
+  }
   return capture;
 }
 
