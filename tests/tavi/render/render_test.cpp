@@ -244,6 +244,38 @@ TEST_F(RenderTest, LoudspeakersKeepTheirTimeAndTheirLevelToEachOther) {
     for (double& sample : expected) sample *= quieter;
     EXPECT_LE(DifferenceDb(out_[1], expected), -60);
   }
+
+  // The right one begins 24 samples later in its file; 1 s is no way between two speakers, and a
+  // text without phase does not tell.
+  Measurement impulse = left;
+  impulse.impulse = {1};
+  impulse.impulse_rate_hz = 48000;
+  impulse.phase_degrees = {0, 0};
+  impulse.delay_seconds = 0.1;
+  const struct {
+    Measurement left;
+    double right_delay;
+    size_t samples;
+    const char* fault;
+  } table[] = {{impulse, 0.1005, 24, ""},
+               {impulse, 1.1, 0, "1000.0 ms apart"},
+               {left, 0.1005, 0, "no phase"}};
+  for (const auto& row : table) {
+    loudspeakers_ = {row.left, impulse};
+    loudspeakers_[1].delay_seconds = row.right_delay;
+    const RenderResult result = Play({});
+    EXPECT_THAT(result.loudspeaker_time_fault, testing::HasSubstr(row.fault));
+    EXPECT_EQ(result.loudspeaker_time_fault.empty(), *row.fault == '\0');
+    size_t best = 0;
+    double least = 0;
+    for (size_t shift = 0; shift < 48; ++shift) {
+      double product = 0;
+      for (size_t i = 0; i + shift < signal.size(); ++i) product += signal[i] * out_[1][i + shift];
+      if (product > least) best = shift;
+      least = std::max(least, product);
+    }
+    EXPECT_EQ(best, row.samples);
+  }
 }
 
 TEST_F(RenderTest, ResamplesToTheDspsRate) {

@@ -1,6 +1,7 @@
 #include "render/loudspeakers.h"
 
 #include <cmath>
+#include <cstdio>
 
 #include <algorithm>
 #include <complex>
@@ -18,14 +19,36 @@ namespace {
 
 constexpr size_t kPoints = 4096;
 
-// Of kPoints samples, kLead of them before time 0.
-std::vector<double> ImpulseOf(const Measurement& measurement, double rate) {
+// Why two measurements do not tell how much later one of them is than the other.
+std::string TimeFault(const std::vector<Measurement>& measurements) {
+  if (measurements.size() < 2) return "";
+  const Measurement& left = measurements[0];
+  const Measurement& right = measurements[1];
+  if (!left.has_phase() || !right.has_phase()) return "a measurement has no phase";
+  if (left.impulse.empty() != right.impulse.empty()) {
+    return "one is an impulse response and the other a text of another time base";
+  }
+  // Some 3 m of way: more is no distance between two speakers of one device.
+  constexpr double kFurthestSeconds = 0.01;
+  const double apart = std::abs(left.delay_seconds - right.delay_seconds);
+  if (apart <= kFurthestSeconds) return "";
+  char text[80];
+  std::snprintf(text, sizeof(text), "they are %.1f ms apart, which is no time base in common",
+                apart * 1000.0);
+  return text;
+}
+
+// Of kPoints samples, kLead of them before time 0, and `later` seconds later than measured.
+std::vector<double> ImpulseOf(const Measurement& measurement, double rate, double later) {
   std::vector<Complex> bins(kCepstrumSize / 2 + 1);
   const auto hz_of = [&bins, rate](size_t bin) {
     return static_cast<double>(bin) / static_cast<double>(2 * (bins.size() - 1)) * rate;
   };
   if (measurement.has_phase()) {
-    for (size_t i = 0; i < bins.size(); ++i) bins[i] = ResponseAt(measurement, hz_of(i));
+    for (size_t i = 0; i < bins.size(); ++i) {
+      const double turns = std::remainder(hz_of(i) * later, 1.0);
+      bins[i] = ResponseAt(measurement, hz_of(i)) * std::polar(1.0, -2.0 * M_PI * turns);
+    }
   } else {
     std::vector<double> gains(bins.size());
     for (size_t i = 0; i < gains.size(); ++i) {
@@ -44,8 +67,15 @@ std::vector<double> ImpulseOf(const Measurement& measurement, double rate) {
 Loudspeakers::Loudspeakers(const std::vector<Measurement>& measurements, double rate) {
   std::vector<std::vector<double>> impulses;
   double power = 0.0;
+  time_fault_ = TimeFault(measurements);
+  // What was taken off both alike is no difference between them.
+  double earliest = measurements.front().delay_seconds;
   for (const Measurement& measurement : measurements) {
-    impulses.push_back(ImpulseOf(measurement, rate));
+    earliest = std::min(earliest, measurement.delay_seconds);
+  }
+  for (const Measurement& measurement : measurements) {
+    const double later = time_fault_.empty() ? measurement.delay_seconds - earliest : 0.0;
+    impulses.push_back(ImpulseOf(measurement, rate, later));
     const double level = FromDb(SpeechLevelDb(BinsOf(impulses.back(), kPoints), rate));
     power += level * level / static_cast<double>(measurements.size());
   }

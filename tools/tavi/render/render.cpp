@@ -31,7 +31,7 @@ class Voice {
   }
   const DspPlayer& player() const { return player_; }
   double level_db() const { return level_.level_db(); }
-  double loudspeaker_gain_db() const { return loudspeakers_ ? loudspeakers_->gain_db() : 0.0; }
+  const std::optional<Loudspeakers>& loudspeakers() const { return loudspeakers_; }
   const StereoHop& out() const { return out_; }
 
   std::vector<const DspChange*> Process(const StereoHop& in, bool measures_level) {
@@ -156,7 +156,10 @@ class Rendering {
     result_.file_channels = source.file_channels();
     result_.is_resampled = source.is_resampled();
     result_.seconds = static_cast<double>(length) / options_.dsp.rate;
-    result_.loudspeaker_gain_db = voices[0]->loudspeaker_gain_db();
+    if (const auto& loudspeakers = voices[0]->loudspeakers()) {
+      result_.loudspeaker_gain_db = loudspeakers->gain_db();
+      result_.loudspeaker_time_fault = loudspeakers->time_fault();
+    }
     result_.changes_behind_end = sources_.timeline.changes.size() - heard_;
     result_.errors = voices[0]->player().SchemeErrors();
     result_.clipping = clipping;

@@ -55,6 +55,7 @@ struct RenderResult {
   std::array<double, 2> level_db{};
   std::array<double, 2> turn_gain_db{};
   double loudspeaker_gain_db = 0.0;
+  std::string loudspeaker_time_fault;  // see Loudspeakers
   std::vector<ChangeResult> changes;
   size_t changes_behind_end = 0;    // that nothing is left to hear of
   std::vector<std::string> faults;  // writes that this DSP cannot play

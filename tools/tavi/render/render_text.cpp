@@ -157,6 +157,10 @@ std::string RenderText(const RenderRequest& request, const RenderResult& result,
     for (const std::string& name : request.loudspeakers) names.push_back(Printable(name));
     text += Line("through",
                  Enumerate(names) + Format(", levelled by %+.1f dB", result.loudspeaker_gain_db));
+    if (!result.loudspeaker_time_fault.empty()) {
+      text += Line(
+          "", "the delay between left and right is not kept: " + result.loudspeaker_time_fault);
+    }
   }
   if (request.reference != RenderRequest::Reference::kNone) {
     text += Line("turns", TurnsText(request, result));
