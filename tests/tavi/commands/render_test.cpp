@@ -114,6 +114,23 @@ TEST_F(RenderCommandTest, ARefusedWriteLeavesTheOldResponseAudible) {
   EXPECT_THAT(stays.out, Not(HasSubstr("case 5")));
 }
 
+TEST_F(RenderCommandTest, TheSameInputsGiveTheSamePageToListenTo) {
+  std::string pages[3];
+  for (std::string& page : pages) {
+    // The last one hears something else.
+    Input(48000, Noise(&page == &pages[2] ? 24000 : 30000));
+    const std::string file = folder_.path("page.html");
+    const Outcome outcome =
+        RunTavi({"report", "--config", std::string(TAVI_EXAMPLE_DATA_FOLDER) + "/../device.conf",
+                 "--data-root", TAVI_EXAMPLE_DATA_FOLDER, "--listen", folder_.path("in.wav"), "-o",
+                 file, "--force"});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    page = ReadFile(file);
+  }
+  EXPECT_TRUE(pages[0] == pages[1]);
+  EXPECT_FALSE(pages[0] == pages[2]);
+}
+
 TEST_F(RenderCommandTest, SaysWhatClipsAndKeepsItsInputs) {
   std::vector<int16_t> loud(4800);
   for (size_t i = 0; i < loud.size(); ++i) loud[i] = i / 20 % 2 == 0 ? 32000 : -32000;

@@ -132,6 +132,14 @@ TEST_F(ImpulseResponseTest, AKnownFilterAtAnyRateInAnyFormat) {
       ExpectBiquad(found, rate, 0.5, 500.0 / rate - found.delay_seconds);
       EXPECT_EQ(found.delay_seconds, 484.0 / rate);
       EXPECT_EQ(found.frequency_hz.back(), rate / 2.0);
+      if (rate == 48000) {
+        // Its second half missing, which libsndfile does not mind; of FLAC it is the one block.
+        const bool is_flac = (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC;
+        const auto size = std::filesystem::file_size(path);
+        std::filesystem::resize_file(path, size / 2);
+        EXPECT_EQ(NamesOf(path), is_flac ? "no-data" : "cut-impulse-response");
+        Write({impulse}, format, rate);
+      }
       if (format != kWav24) continue;
       ReadOptions given;
       given.ir_start = 500;

@@ -100,7 +100,10 @@ std::vector<Measurement> ReadLoudspeakers(const std::vector<std::string>& paths)
   for (const std::string& path : paths) {
     ReadResult read = ReadMeasurement(path, ReadOptions());
     for (const Finding& finding : read.findings) PrintFinding(finding, "", IsColourWanted());
-    if (!read.measurement) throw InputError(path + ": cannot be used as a loudspeaker");
+    if (!read.measurement)
+      throw InputError(path +
+                       ": cannot be used as a loudspeaker; there is no --column and no --channel "
+                       "here: give a file of one curve");
     measurements.push_back(std::move(*read.measurement));
   }
   return measurements;

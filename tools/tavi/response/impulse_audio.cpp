@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -84,6 +85,20 @@ std::string FormatName(int format) {
   }
 }
 
+// Whether the container states more bytes than there are; libsndfile takes what is there, and says
+// nothing. A program that could not know the length states 0, or all that the number can hold.
+bool IsContainerCut(std::string_view bytes) {
+  if (bytes.size() < 8 || bytes[0] == 'f' || bytes.substr(0, 4) == "RF64") return false;
+  const bool is_little = bytes.substr(0, 4) == "RIFF";
+  uint32_t size = 0;
+  for (size_t i = 0; i < 4; ++i) {
+    size = size << 8U | static_cast<unsigned char>(bytes[is_little ? 7 - i : 4 + i]);
+  }
+  constexpr uint32_t kUnknown = 0x7fffff00;
+  // The last byte of an odd length is filled up, which some leave out.
+  return size < kUnknown && size_t{size} + 8 > bytes.size() + 1;
+}
+
 ImpulseResult Refuse(const std::string& file, const std::string& name, const std::string& message,
                      const std::string& cure) {
   ImpulseResult result;
@@ -162,7 +177,7 @@ ImpulseResult ReadImpulseAudio(const std::string& file, std::string_view bytes,
     }
   }
   impulse.is_cut = static_cast<sf_count_t>(impulse.samples.size()) < info.frames ||
-                   sf_error(sound.get()) != SF_ERR_NO_ERROR;
+                   sf_error(sound.get()) != SF_ERR_NO_ERROR || IsContainerCut(bytes);
   ImpulseResult result;
   result.impulse = std::move(impulse);
   return result;
