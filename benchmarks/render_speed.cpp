@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <memory>
 #include <random>
 #include <string>
@@ -140,4 +141,11 @@ int Main() {
 
 }  // namespace brelmo::tavi::benchmarks
 
-int main() { return brelmo::tavi::benchmarks::Main(); }
+int main() {
+  try {
+    return brelmo::tavi::benchmarks::Main();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "render_speed: %s\n", error.what());
+    return 1;
+  }
+}

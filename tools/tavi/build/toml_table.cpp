@@ -230,7 +230,7 @@ std::optional<bool> TomlTable::Flag(const std::string& key) {
 std::optional<std::string> TomlTable::Text(const std::string& key) {
   const toml::node* const node = Find(key);
   if (node == nullptr) return std::nullopt;
-  const auto value = node->is_string() ? node->value<std::string>() : std::nullopt;
+  auto value = node->is_string() ? node->value<std::string>() : std::nullopt;
   const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
   if (value && !value->empty() && std::none_of(value->begin(), value->end(), is_control)) {
     return value;
@@ -248,7 +248,7 @@ std::optional<std::string> TomlTable::Word(const std::string& key,
                                            const std::vector<std::string>& words) {
   const toml::node* const node = Find(key);
   if (node == nullptr) return std::nullopt;
-  const auto value = node->is_string() ? node->value<std::string>() : std::nullopt;
+  auto value = node->is_string() ? node->value<std::string>() : std::nullopt;
   if (value && std::find(words.begin(), words.end(), *value) != words.end()) return value;
   RefuseType(key, "one of " + ListOf(words));
   return std::nullopt;

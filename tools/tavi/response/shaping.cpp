@@ -172,17 +172,15 @@ Curve ExcessPhase(const Measurement& measurement, Range range, const std::vector
 }
 
 FineGain::FineGain(const std::vector<double>& impulse, double rate)
-    : step_hz_(rate / static_cast<double>(kCepstrumSize)) {
-  const std::vector<Complex> bins = BinsOf(impulse, kCepstrumSize);
-  db_.reserve(bins.size());
-  for (const Complex& bin : bins) db_.push_back(std::max(ToDb(std::abs(bin)), kLeastDb));
-}
+    : bins_(BinsOf(impulse, kCepstrumSize)), step_hz_(rate / static_cast<double>(kCepstrumSize)) {}
 
 double FineGain::DbAt(double hz) const {
-  const double place = std::clamp(hz / step_hz_, 0.0, static_cast<double>(db_.size() - 1));
-  const auto before = std::min(static_cast<size_t>(place), db_.size() - 2);
+  // Logarithms take longer than the transform: only of the bins that are asked for.
+  const auto db = [this](size_t bin) { return std::max(ToDb(std::abs(bins_[bin])), kLeastDb); };
+  const double place = std::clamp(hz / step_hz_, 0.0, static_cast<double>(bins_.size() - 1));
+  const auto before = std::min(static_cast<size_t>(place), bins_.size() - 2);
   const double part = place - static_cast<double>(before);
-  return db_[before] + part * (db_[before + 1] - db_[before]);
+  return db(before) + part * (db(before + 1) - db(before));
 }
 
 std::string HzText(double hz) {

@@ -39,7 +39,7 @@ class FineGain {
   double DbAt(double hz) const;
 
  private:
-  std::vector<double> db_;
+  std::vector<Complex> bins_;
   double step_hz_;
 };
 
