@@ -236,6 +236,9 @@ TEST_F(BuildTest, MakesAChannelOfEachKindWithItsOptions) {
     EXPECT_NEAR(difference.level_db, row.db, 0.3) << row.head << row.posture << row.left;
     EXPECT_NEAR(difference.delay_samples, row.delay, 0.3) << row.head << row.posture << row.left;
   }
+  // A mask's path is relative to the source as others are, whether it looks like one or not.
+  folder_.Write("house", "315,6,-6\n8000,6,-6\n");
+  EXPECT_NE(made("", "", flat + "left.mask = 'house'\n"), "");
   // A finished file stays as it is to the byte.
   std::string finished;
   for (int bin = 0; bin < 257; ++bin) finished += "2.5e-1,0\n";

@@ -71,9 +71,10 @@ class Maker {
     Designed designed;
     designed.options = from.design;
     if (!from.mask.empty()) {
-      const bool is_path = from.mask.find_first_of("/.") != std::string::npos;
-      designed.options.mask =
-          is_path ? ParseMask(files_.Read(from.mask), from.mask) : LoadMask(from.mask);
+      designed.options.mask = FindShippedMask(from.mask, files_.PathOf(from.mask));
+      if (!designed.options.mask) {
+        designed.options.mask = ParseMask(files_.Read(from.mask), from.mask);
+      }
     }
     if (from.target != kFlat) {
       ReadOptions drawn;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "console/input.h"
 #include "console/wording.h"
@@ -122,24 +123,29 @@ Mask ParseMask(const std::string& text, const std::string& name) {
   return mask;
 }
 
-Mask LoadMask(const std::string& name_or_path) {
+std::optional<Mask> FindShippedMask(const std::string& name, const std::string& path) {
   std::error_code error;
   std::vector<std::string> names;
   for (const auto& folder : MaskFolders()) {
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
       if (entry.path().extension() != kSuffix) continue;
       names.push_back(entry.path().stem().string());
-      if (names.back() == name_or_path) {
-        return ParseMask(ReadFile(entry.path().string()), name_or_path);
+      if (names.back() == name) {
+        return ParseMask(ReadFile(entry.path().string()), name);
       }
     }
   }
-  if (!std::filesystem::exists(name_or_path, error)) {
+  if (!std::filesystem::exists(path, error)) {
     std::sort(names.begin(), names.end());
-    throw InputError(Quote(name_or_path) + ": is neither a file nor a mask that comes with tavi" +
+    throw InputError(Quote(name) + ": is neither a file nor a mask that comes with tavi" +
                      (names.empty() ? "" : " (" + Enumerate(names) + ")"));
   }
-  return ParseMask(ReadFile(name_or_path), name_or_path);
+  return std::nullopt;
+}
+
+Mask LoadMask(const std::string& name_or_path) {
+  auto shipped = FindShippedMask(name_or_path, name_or_path);
+  return shipped ? std::move(*shipped) : ParseMask(ReadFile(name_or_path), name_or_path);
 }
 
 std::optional<MaskMargin> MarginOf(const Mask& mask, const std::function<double(double)>& level_db,

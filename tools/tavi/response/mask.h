@@ -23,6 +23,10 @@ struct Mask {
 // field for no limit. Throws InputError that names `name`, line and reason.
 Mask ParseMask(const std::string& text, const std::string& name);
 
+// A mask that comes with tavi, by its name; none when the file at `path` is meant. Throws
+// InputError when there is neither.
+std::optional<Mask> FindShippedMask(const std::string& name, const std::string& path);
+
 // A mask that comes with tavi, by its name, or else a file. Throws InputError.
 Mask LoadMask(const std::string& name_or_path);
 
