@@ -20,6 +20,7 @@
 #include "data_folder.h"
 #include "loaded_module.h"
 #include "process/child_process.h"
+#include "process/machine_error.h"
 #include "scenario/line_reader.h"
 #include "scenario/prompt.h"
 #include "scenario/run_reporter.h"
@@ -206,7 +207,6 @@ class Prints {
 
 void PutTo(std::FILE* stream, const std::string& text, size_t begin) {
   std::fwrite(text.data() + begin, 1, text.size() - begin, stream);
-  std::fflush(stream);
 }
 
 }  // namespace
@@ -230,14 +230,20 @@ PlayResult PlayScenario(const PlaySetup& setup) {
       PutTo(stderr, text, 1);
     } else {
       put(text.substr(1));
+      std::fflush(stdout);
     }
   };
-  handlers.on_output = [&prints](const std::string& text) { prints.Add(text); };
+  // At once, not by the line: a module that prints much waits for it.
+  handlers.on_output = [&prints](const std::string& text) {
+    prints.Add(text);
+    std::fflush(stdout);
+  };
   if (reads_lines && terminal.is_prompting && Prompt::IsPossible()) terminal.lines.emplace();
   if (reads_lines && !terminal.lines) handlers.input = STDIN_FILENO;
   ChildLimits limits;
   limits.time.reset();
   limits.end_time = setup.patience;
+  std::fflush(stdout);
   const ChildEnd end = RunChild(
       limits,
       [&](ChildReport& child) {
