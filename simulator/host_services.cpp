@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "dsp_message.h"
+#include "host_records.h"
 
 namespace brelmo::tavi::simulator {
 

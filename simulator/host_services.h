@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "hal_audio_platform.h"
+#include "host_event.h"
 #include "host_functions.h"
 #include "host_observer.h"
 #include "virtual_dsp.h"

@@ -10,6 +10,7 @@
 #include "event_thread.h"
 #include "hal_audio_platform.h"
 #include "host_event.h"
+#include "host_functions.h"
 #include "host_observer.h"
 #include "host_services.h"
 #include "loaded_module.h"

@@ -1,5 +1,6 @@
 // What is written for a user: nothing that they have may be lost by it.
 #include "console/output.h"
+#include "console/input.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,4 +1,5 @@
 #include "process/child_process.h"
+#include "process/machine_error.h"
 
 #include <unistd.h>
 

@@ -7,7 +7,7 @@
 #include "response/curve.h"
 #include "response/level.h"
 #include "response/phase.h"
-#include "response/smoothing.h"
+#include "response/shaping.h"
 
 namespace brelmo::tavi::tools {
 

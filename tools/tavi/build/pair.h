@@ -7,7 +7,6 @@
 #include "response/design.h"
 #include "response/measurement.h"
 #include "response/reading_summary.h"
-#include "response/shaping.h"
 
 namespace brelmo::tavi::tools {
 

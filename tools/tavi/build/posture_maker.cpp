@@ -10,6 +10,7 @@
 #include "console/input.h"
 #include "console/wording.h"
 #include "response/data_file.h"
+#include "response/shaping.h"
 #include "response/smoothing.h"
 
 namespace brelmo::tavi::tools {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "console/wording.h"
-#include "response/correction_text.h"
 
 namespace brelmo::tavi::tools {
 

@@ -12,6 +12,7 @@
 #include "build/curves_data.h"
 #include "build/source_files.h"
 #include "check/data_file_path.h"
+#include "console/input.h"
 #include "console/progress.h"
 #include "console/sha256.h"
 #include "data_folder.h"

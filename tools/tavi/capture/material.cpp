@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "capture/capture_file.h"
 #include "console/input.h"
 #include "console/wording.h"
 

@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "capture/capture_file.h"
 #include "capture/dump_text.h"
 #include "capture/log_lines.h"
 #include "capture/log_record.h"

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "check/data_file_path.h"
+#include "console/input.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {

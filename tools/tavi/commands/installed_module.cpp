@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "commands/config_options.h"
+#include "console/input.h"
 
 namespace brelmo::tavi::tools {
 

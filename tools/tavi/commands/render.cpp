@@ -13,6 +13,7 @@
 #include "commands/installed_module.h"
 #include "commands/module_options.h"
 #include "commands/response_options.h"
+#include "console/input.h"
 #include "process/interrupts.h"
 #include "render/write_render.h"
 #include "scenario/scenario.h"

@@ -15,6 +15,7 @@
 #include "commands/config_options.h"
 #include "commands/installed_module.h"
 #include "commands/module_options.h"
+#include "console/input.h"
 #include "console/output.h"
 #include "process/interrupts.h"
 #include "scenario/play.h"

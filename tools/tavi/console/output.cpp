@@ -13,6 +13,8 @@
 #include <set>
 #include <utility>
 
+#include "console/input.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {

@@ -13,8 +13,6 @@
 #include <string_view>
 #include <vector>
 
-#include "console/input.h"
-
 namespace brelmo::tavi::tools {
 
 struct InputFile {

@@ -3,7 +3,6 @@
 #include <map>
 #include <set>
 
-#include "console/wording.h"
 #include "diagnose/findings.h"
 #include "diagnose/posture_track.h"
 

@@ -6,7 +6,6 @@
 
 #include <android-base/logging.h>
 
-#include "capture/log_record.h"
 #include "check/posture_text.h"
 #include "console/input.h"
 #include "console/wording.h"

@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "capture/dump_text.h"
 #include "capture/log_lines.h"
 #include "capture/material.h"
 #include "check/check_config.h"

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "console/input.h"
 #include "console/progress.h"
 #include "console/terminal.h"
 #include "diagnose/diagnosis.h"

@@ -7,7 +7,6 @@
 #include "capture/log_record.h"
 #include "capture/nearest_response.h"
 #include "console/wording.h"
-#include "diagnose/posture_track.h"
 
 namespace brelmo::tavi::tools {
 

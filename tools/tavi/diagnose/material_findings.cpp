@@ -4,7 +4,6 @@
 #include <set>
 
 #include "capture/nearest_response.h"
-#include "check/posture_text.h"
 #include "console/wording.h"
 #include "diagnose/findings.h"
 #include "diagnose/response_match.h"

@@ -9,7 +9,6 @@
 
 #include "check/known_names.h"
 #include "console/wording.h"
-#include "telephony_speaker_compensation.h"
 
 namespace brelmo::tavi::tools {
 

@@ -11,7 +11,6 @@
 #include "check/data_file_path.h"
 #include "check/known_names.h"
 #include "console/input.h"
-#include "console/wording.h"
 #include "data_folder.h"
 #include "log_capture.h"
 #include "response/import_correction.h"

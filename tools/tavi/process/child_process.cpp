@@ -22,6 +22,7 @@
 
 #include "process/child_side.h"
 #include "process/interrupts.h"
+#include "process/machine_error.h"
 #include "process/strays.h"
 
 namespace brelmo::tavi::tools {

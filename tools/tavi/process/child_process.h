@@ -12,8 +12,6 @@
 #include <optional>
 #include <string>
 
-#include "process/machine_error.h"
-
 namespace brelmo::tavi::tools {
 
 // The work's side, inside the process. Any thread may call it. When the descriptors to the parent

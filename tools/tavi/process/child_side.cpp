@@ -23,6 +23,7 @@
 
 #include "process/backtraces.h"
 #include "process/interrupts.h"
+#include "process/machine_error.h"
 
 namespace brelmo::tavi::tools {
 

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "console/output.h"
 #include "render/dsp_player.h"
 
 namespace brelmo::tavi::tools {

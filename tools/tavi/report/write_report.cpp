@@ -6,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "console/input.h"
 #include "console/wording.h"
 #include "report/listen.h"
 #include "report/report_page.h"

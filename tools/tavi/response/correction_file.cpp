@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "console/finding_text.h"
+#include "console/input.h"
 #include "console/json_text.h"
 #include "console/output.h"
 #include "console/terminal.h"

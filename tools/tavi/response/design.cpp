@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "response/data_file.h"
-#include "response/minimum_phase.h"
 #include "response/shaping.h"
 #include "response/smoothing.h"
 

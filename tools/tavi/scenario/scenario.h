@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "simulated_host.h"
+#include "host_event.h"
 
 namespace brelmo::tavi::tools {
 

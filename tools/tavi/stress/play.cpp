@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "console/input.h"
 #include "console/wording.h"
 #include "dsp_message.h"
 #include "scenario/scenario.h"

@@ -5,6 +5,7 @@
 #include "console/input.h"
 #include "loaded_module.h"
 #include "process/child_process.h"
+#include "process/machine_error.h"
 #include "trial/host_match.h"
 #include "trial/module_file.h"
 

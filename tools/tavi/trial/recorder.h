@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "host_event.h"
+#include "host_observer.h"
 #include "log_capture.h"
-#include "simulated_host.h"
+#include "virtual_dsp.h"
 
 namespace brelmo::tavi::tools {
 

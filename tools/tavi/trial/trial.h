@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "console/input.h"
 #include "data_folder.h"
 #include "loaded_module.h"
 #include "process/child_process.h"

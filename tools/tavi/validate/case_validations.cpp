@@ -1,5 +1,4 @@
 // How long the module remembers the case sent last.
-#include "console/wording.h"
 #include "validate/validation.h"
 
 namespace brelmo::tavi::tools {

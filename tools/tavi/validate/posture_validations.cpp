@@ -2,7 +2,6 @@
 #include <array>
 #include <sstream>
 
-#include "console/wording.h"
 #include "validate/validation.h"
 
 namespace brelmo::tavi::tools {
