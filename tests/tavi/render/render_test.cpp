@@ -4,9 +4,11 @@
 #include <cmath>
 #include <cstdio>
 
+#include <array>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -72,7 +74,7 @@ class RenderTest : public testing::Test {
 
   void Input(const Samples& left, const Samples& right, double rate = 48000) const {
     std::FILE* const file = std::fopen(folder_.path("in.wav").c_str(), "w+b");
-    AudioSink sink(file, rate, SampleFormat::kFloat);
+    AudioSink sink(file, rate, SampleFormat::kFloat, static_cast<double>(left.size()));
     for (size_t at = 0; at < left.size(); at += kHop) {
       StereoHop hop{};
       const size_t count = std::min(kHop, left.size() - at);
@@ -275,6 +277,30 @@ TEST_F(RenderTest, LoudspeakersKeepTheirTimeAndTheirLevelToEachOther) {
       least = std::max(least, product);
     }
     EXPECT_EQ(best, row.samples);
+  }
+}
+
+// Not every reader of WAV knows the extensible form, nor RF64.
+TEST_F(RenderTest, TheFileIsTheSimplestThatHoldsIt) {
+  using Bytes = std::array<unsigned char, 22>;
+  const auto header = [this](SampleFormat format, double most_frames) {
+    std::FILE* const file = std::fopen(folder_.path("out.wav").c_str(), "w+b");
+    AudioSink sink(file, 48000, format, most_frames);
+    sink.Write({}, 0, kHop);
+    sink.Finish();
+    Bytes bytes{};
+    std::rewind(file);
+    EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
+    std::fclose(file);
+    return bytes;
+  };
+  for (const auto& [format, size] :
+       {std::pair(SampleFormat::k16, 2), {SampleFormat::k24, 3}, {SampleFormat::kFloat, 4}}) {
+    const Bytes plain = header(format, (0x1p32 - 5000) / 2 / size);
+    EXPECT_EQ(std::string(plain.begin(), plain.begin() + 4), "RIFF") << size;
+    EXPECT_EQ(plain[20], format == SampleFormat::kFloat ? 3 : 1) << size;  // IEEE float, PCM
+    EXPECT_EQ(plain[21], 0) << size;
+    EXPECT_EQ(header(format, 0x1p32 / 2 / size)[1], 'F') << size;  // "RF64"
   }
 }
 

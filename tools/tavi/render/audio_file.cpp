@@ -182,6 +182,9 @@ AudioSource::~AudioSource() = default;
 int AudioSource::file_rate() const { return state_->info.samplerate; }
 size_t AudioSource::file_channels() const { return static_cast<size_t>(state_->info.channels); }
 bool AudioSource::is_resampled() const { return std::abs(state_->ratio - 1.0) > 1e-12; }
+double AudioSource::most_frames() const {
+  return std::ceil(static_cast<double>(state_->info.frames) * state_->ratio) + kHop;
+}
 
 size_t AudioSource::Read(StereoHop& hop) {
   State& state = *state_;
@@ -245,17 +248,22 @@ bool IsClipped(double sample, SampleFormat format) {
   return std::abs(value) > 1.0;
 }
 
-AudioSink::AudioSink(std::FILE* stream, double rate, SampleFormat format) : format_(format) {
+AudioSink::AudioSink(std::FILE* stream, double rate, SampleFormat format, double most_frames)
+    : format_(format) {
   if (std::fseek(stream, 0, SEEK_SET) != 0) {
     throw InputError("a WAV file's first bytes tell its length: name a file, not a pipe, with -o");
   }
   const int subformat = format == SampleFormat::k16   ? SF_FORMAT_PCM_16
                         : format == SampleFormat::k24 ? SF_FORMAT_PCM_24
                                                       : SF_FORMAT_FLOAT;
+  const size_t sample_size = format == SampleFormat::k16 ? 2 : format == SampleFormat::k24 ? 3 : 4;
+  // A WAV's lengths have 32 bits, the header's own counted. RF64 has more, but a header that not
+  // every reader of WAV knows, also where it turns out to be short.
+  constexpr double kMostBytes = 0x1p32 - 4096;
+  const bool fits = most_frames * 2.0 * static_cast<double>(sample_size) < kMostBytes;
   const auto sink = std::make_shared<Sink>(stream);
-  // Becomes a plain WAV where that can hold it: up to 4 GB.
-  sink->file = OpenTarget(sink->target, SF_FORMAT_RF64 | subformat, rate, SFM_WRITE);
-  sf_command(sink->file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  sink->file =
+      OpenTarget(sink->target, (fits ? SF_FORMAT_WAV : SF_FORMAT_RF64) | subformat, rate, SFM_WRITE);
   sf_command(sink->file, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);  // it holds the time
   file_ = sink;
 }

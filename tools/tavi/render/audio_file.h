@@ -24,6 +24,8 @@ class AudioSource {
   int file_rate() const;
   size_t file_channels() const;
   bool is_resampled() const;
+  // That come at most, as far as the file says.
+  double most_frames() const;
   // The samples of each channel that come next, less than kHop at the end; zeros follow them.
   // Throws InputError for what is no number.
   size_t Read(StereoHop& hop);
@@ -43,8 +45,9 @@ bool IsClipped(double sample, SampleFormat format);
 // A stereo WAV, of the samples and nothing else: no time, no name.
 class AudioSink {
  public:
-  // The stream is borrowed, and must be one that can be gone back in. Throws InputError.
-  AudioSink(std::FILE* stream, double rate, SampleFormat format);
+  // For no more than `most_frames`. The stream is borrowed, and must be one that can be gone back in.
+  // Throws InputError.
+  AudioSink(std::FILE* stream, double rate, SampleFormat format, double most_frames);
   // What a file cannot hold becomes the nearest that it can.
   void Write(const StereoHop& hop, size_t begin, size_t end);
   void Finish();

@@ -95,7 +95,8 @@ class Rendering {
       Pass(nullptr);
       SetGains();
     }
-    AudioSink sink(stream, options_.dsp.rate, options_.format);
+    const double most_frames = AudioSource(sources_.audio, options_.dsp.rate).most_frames();
+    AudioSink sink(stream, options_.dsp.rate, options_.format, most_frames);
     Pass(&sink);
     sink.Finish();
     return std::move(result_);
