@@ -79,7 +79,7 @@ class FilterCheckTest : public testing::Test {
 TEST_F(FilterCheckTest, OfWhatFitsABlockNothingIsSaid) {
   EXPECT_THAT(Names(), IsEmpty());
   Write("a.txt", At(0, {1.0, 0.5, -0.2}));
-  Write("b.txt", At(47, {1.0, 0.5, -0.2}));  // just below 1 ms
+  Write("b.txt", At(48, {1.0, 0.5, -0.2}));  // 1 ms, and no more
   EXPECT_THAT(Names(), IsEmpty());
 }
 
@@ -158,7 +158,7 @@ TEST_F(FilterCheckTest, ChannelsApart) {
   }
   EXPECT_THAT(messages, ElementsAre("of case 0 the channels have opposite polarity",
                                     "of case 1 right comes 2.00 ms later than left"));
-  options_.filter.delay_ms = 2.1;
+  options_.filter.delay_ms = 2.0;
   EXPECT_THAT(Check().at("channel-delay").message, HasSubstr("polarity"));
 }
 

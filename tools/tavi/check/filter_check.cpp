@@ -58,7 +58,9 @@ std::string DifferenceInTime(const CompensationData& left_data, const Compensati
   if (pair.similarity < kLeastSimilarity) return "";
   const double delay_ms = 1000.0 * pair.delay_samples / limits.rate;
   std::vector<std::string> words;
-  if (std::abs(delay_ms) > limits.delay_ms) {
+  // The delay is an estimate: one of exactly the limit is not to be above it by its last digits.
+  constexpr double kExactSamples = 1e-3;
+  if (std::abs(pair.delay_samples) > limits.delay_ms * limits.rate / 1000.0 + kExactSamples) {
     words.push_back(std::string(delay_ms > 0 ? "right" : "left") + " comes " +
                     Number("%.2f ms", std::abs(delay_ms)) + " later than " +
                     (delay_ms > 0 ? "left" : "right"));
