@@ -84,6 +84,12 @@ TEST(ImportTest, GainTapsDelayAndPhase) {
   EXPECT_NEAR(cut.cut_away_db, 0, 1e-9);
   ASSERT_EQ(cut.findings.size(), 1U);
   EXPECT_EQ(cut.findings[0].name, "correction-cut");
+  EXPECT_THAT(cut.findings[0].message, testing::HasSubstr("257 taps that are kept"));
+  std::vector<double> longer = late;
+  longer.resize(2000, 0.01);
+  const Import folded = ImportCorrection(Impulse(longer), ImportOptions());
+  ASSERT_EQ(folded.findings.size(), 1U);
+  EXPECT_THAT(folded.findings[0].message, testing::HasSubstr("folds over"));
 
   options.is_delay_removed = true;
   options.gain_db = -6;

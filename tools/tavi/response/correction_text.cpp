@@ -136,7 +136,8 @@ std::string ImportText(const Import& import, const ImportOptions& options) {
   }
   text += "\n";
   text += FilterText(import.time, import.gain);
-  text += Line("left out", ShareText(import.cut_away_db) + " of the energy");
+  text += Line(options.taps < kFilterLength ? "left out" : "folded over",
+               ShareText(import.cut_away_db) + " of the energy");
   return text;
 }
 

@@ -111,13 +111,14 @@ void Tell(const Measurement& correction, const ImportOptions& options, Import& i
   if (import.cut_away_db > kAudibleDb) {
     char share[32];
     std::snprintf(share, sizeof(share), "%.1f dB", import.cut_away_db);
-    import.findings.push_back(MakeFinding("correction-cut", Severity::kWarning, std::nullopt,
-                                          std::string(share) +
-                                              " of the correction's energy lies outside the " +
-                                              std::to_string(options.taps) + " taps that are kept",
-                                          "the file plays something else: take --phase minimum or "
-                                          "--remove-delay, which shorten it, or "
-                                          "make a shorter one"));
+    const bool folds = options.taps == kFilterLength;
+    import.findings.push_back(MakeFinding(
+        "correction-cut", Severity::kWarning, std::nullopt,
+        std::string(share) + " of the correction's energy lies " +
+            (folds ? "beyond the 512 samples that a data file stands for, and folds over onto them"
+                   : "outside the " + std::to_string(options.taps) + " taps that are kept"),
+        "the file plays something else: take --phase minimum or --remove-delay, which shorten it, "
+        "or make a shorter one"));
   }
 }
 
