@@ -262,8 +262,8 @@ AudioSink::AudioSink(std::FILE* stream, double rate, SampleFormat format, double
   constexpr double kMostBytes = 0x1p32 - 4096;
   const bool fits = most_frames * 2.0 * static_cast<double>(sample_size) < kMostBytes;
   const auto sink = std::make_shared<Sink>(stream);
-  sink->file =
-      OpenTarget(sink->target, (fits ? SF_FORMAT_WAV : SF_FORMAT_RF64) | subformat, rate, SFM_WRITE);
+  sink->file = OpenTarget(sink->target, (fits ? SF_FORMAT_WAV : SF_FORMAT_RF64) | subformat, rate,
+                          SFM_WRITE);
   sf_command(sink->file, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);  // it holds the time
   file_ = sink;
 }

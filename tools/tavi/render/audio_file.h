@@ -45,8 +45,8 @@ bool IsClipped(double sample, SampleFormat format);
 // A stereo WAV, of the samples and nothing else: no time, no name.
 class AudioSink {
  public:
-  // For no more than `most_frames`. The stream is borrowed, and must be one that can be gone back in.
-  // Throws InputError.
+  // For no more than `most_frames`. The stream is borrowed, and must be one that can be gone back
+  // in. Throws InputError.
   AudioSink(std::FILE* stream, double rate, SampleFormat format, double most_frames);
   // What a file cannot hold becomes the nearest that it can.
   void Write(const StereoHop& hop, size_t begin, size_t end);

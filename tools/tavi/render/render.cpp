@@ -167,7 +167,11 @@ class Rendering {
   }
 
   void TakeSteps(StepMeter& steps, bool is_at_end) {
-    for (const StepMeter::Step& step : steps.Take(is_at_end)) {
+    for (StepMeter::Step step : steps.Take(is_at_end)) {
+      for (size_t channel = 0; channel < 2; ++channel) {
+        step.step[channel] *= gains_[0];
+        step.against[channel] *= gains_[0];
+      }
       result_.changes[step.change].step = step;
     }
   }

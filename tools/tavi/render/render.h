@@ -40,8 +40,8 @@ struct RenderSources {
 struct ChangeResult {
   double seconds = 0.0;
   std::string event;
-  std::string what;  // "case 3", "bypass", "case 3; a write was refused with -5"
-  StepMeter::Step step;
+  std::string what;      // "case 3", "bypass", "case 3; a write was refused with -5"
+  StepMeter::Step step;  // as loud as it is written
 };
 
 struct RenderResult {
