@@ -55,6 +55,7 @@ TEST_F(DesignCommandTest, WritesAFileAndSaysWhatItDoes) {
   EXPECT_GT(said["points"], 100);
   EXPECT_GT(said["to_hz"], 19000.0);
   EXPECT_LT(said["rms_after_db"], said["rms_before_db"]);
+  EXPECT_EQ(said["smoothing"], 6.0);  // of what the deviations are of
   EXPECT_LE(said["max_boost_db"], 6.001);
   EXPECT_GT(said["max_cut_db"], 3.0);
   EXPECT_GE(said["peak_gain_db"], said["max_boost_db"]);

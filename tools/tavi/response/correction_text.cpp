@@ -86,7 +86,7 @@ Json MeasuredToJson(const ReadResult& read) {
 void PutFilter(const FilterTime& time, const GainExtremes& gain, Json& object) {
   object["max_boost_db"] = std::max(gain.highest_db, 0.0);
   object["max_boost_hz"] = gain.highest_hz;
-  object["max_cut_db"] = Number(std::max(-gain.lowest_db, 0.0));
+  object["max_cut_db"] = Number(std::max(0.0, -gain.lowest_db));
   object["max_cut_hz"] = gain.lowest_hz;
   object["peak_gain_db"] = time.worst_gain_db;
   object["length_samples"] = time.arc_60db.length;
@@ -120,6 +120,8 @@ std::string DesignText(const Design& design, const DesignOptions& options) {
                       "rms, %.2f dB at most",
                       design.before.rms_db, design.before.largest_db, design.after.rms_db,
                       design.after.largest_db));
+  text += Line("", Format("(of the response smoothed over 1/%g octave, which is what is corrected)",
+                          options.smoothing));
   text += Line("boost limit", BindingText(design, true));
   text += Line("cut limit", BindingText(design, false));
   text += FilterText(design.time, design.gain);
@@ -151,6 +153,7 @@ Json DesignToJson(const ReadResult& read, const std::vector<Finding>& findings,
     object["corrected_from_hz"] = design.corrected.from_hz;
     object["corrected_to_hz"] = design.corrected.to_hz;
     PutFilter(design.time, design.gain, object);
+    object["smoothing"] = options.smoothing;
     object["rms_before_db"] = design.before.rms_db;
     object["rms_after_db"] = design.after.rms_db;
     object["largest_before_db"] = design.before.largest_db;
