@@ -54,7 +54,8 @@ std::vector<StereoHop> Noise() {
 
 void WriteTo(const std::string& path, const std::vector<StereoHop>& hops) {
   std::FILE* const file = std::fopen(path.c_str(), "w+b");
-  tools::AudioSink sink(file, kRate, tools::SampleFormat::k16);
+  tools::AudioSink sink(file, kRate, tools::SampleFormat::k16,
+                        static_cast<double>(hops.size() * tools::kHop));
   for (const StereoHop& hop : hops) sink.Write(hop, 0, tools::kHop);
   sink.Finish();
   std::fclose(file);
