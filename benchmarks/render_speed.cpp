@@ -67,7 +67,7 @@ std::shared_ptr<const tools::NamedFilter> MakeFilter(unsigned seed) {
   std::vector<double> impulse(tools::kFilterLength);
   for (size_t i = 0; i < kTaps; ++i) impulse[i] = sample(random);
   return std::make_shared<tools::NamedFilter>(
-      tools::NamedFilter{tools::MakeFilter(tools::BinsOf(impulse)), std::to_string(seed)});
+      tools::NamedFilter{tools::MakeBlockFilter(tools::BinsOf(impulse)), std::to_string(seed)});
 }
 
 // The postures of a phone that is opened and closed all the time.

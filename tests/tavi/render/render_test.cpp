@@ -59,7 +59,7 @@ double LargestStep(const Samples& samples, size_t begin, size_t end) {
 // A write at the begin of a call that gives both channels a filter.
 DspChange Sets(const Samples& impulse, double seconds = 0) {
   const auto filter =
-      std::make_shared<NamedFilter>(NamedFilter{MakeFilter(BinsOf(impulse)), "made.txt"});
+      std::make_shared<NamedFilter>(NamedFilter{MakeBlockFilter(BinsOf(impulse)), "made.txt"});
   DspChange change;
   change.seconds = seconds;
   change.event = "hinge 9";

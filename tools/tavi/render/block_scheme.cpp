@@ -34,7 +34,7 @@ class OverlapSave final : public BlockScheme {
     return std::make_unique<OverlapSave>(*this);
   }
   size_t delay() const override { return 0; }
-  void Process(const Hop& in, const Filter& filter, Hop& out) override {
+  void Process(const Hop& in, const BlockFilter& filter, Hop& out) override {
     Push(frame_, in);
     Frame played = frame_;
     Multiply(played, filter.bins);
@@ -49,7 +49,7 @@ class Windowed final : public BlockScheme {
  public:
   std::unique_ptr<BlockScheme> Clone() const override { return std::make_unique<Windowed>(*this); }
   size_t delay() const override { return 1; }
-  void Process(const Hop& in, const Filter& filter, Hop& out) override {
+  void Process(const Hop& in, const BlockFilter& filter, Hop& out) override {
     static const Frame window = MakeWindow();
     Push(frame_, in);
     Frame played;
@@ -78,7 +78,7 @@ class Ideal final : public BlockScheme {
  public:
   std::unique_ptr<BlockScheme> Clone() const override { return std::make_unique<Ideal>(*this); }
   size_t delay() const override { return 0; }
-  void Process(const Hop& in, const Filter& filter, Hop& out) override {
+  void Process(const Hop& in, const BlockFilter& filter, Hop& out) override {
     convolver_.Process(in, filter.parts, out);
   }
 
@@ -112,7 +112,7 @@ void Convolver::Process(const Hop& in, const std::vector<Bins>& parts, Hop& out)
   std::copy(played.begin() + kHop, played.end(), out.begin());
 }
 
-Filter MakeFilter(const Bins& bins) {
+BlockFilter MakeBlockFilter(const Bins& bins) {
   const std::vector<double> impulse = SignalOf(bins);
   // As a real signal has them.
   return {BinsOf(impulse), PartsOf(impulse)};

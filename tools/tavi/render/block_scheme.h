@@ -36,12 +36,12 @@ class Convolver {
 };
 
 // A response as the DSP is sent it.
-struct Filter {
+struct BlockFilter {
   Bins bins;
   std::vector<Bins> parts;  // of the impulse response that the bins stand for
 };
 // Of 257 bins.
-Filter MakeFilter(const Bins& bins);
+BlockFilter MakeBlockFilter(const Bins& bins);
 
 // One channel. Not thread-safe.
 class BlockScheme {
@@ -50,7 +50,7 @@ class BlockScheme {
   virtual std::unique_ptr<BlockScheme> Clone() const = 0;
   // By how many hops `out` is later than `in`, the filter's own delay left out.
   virtual size_t delay() const = 0;
-  virtual void Process(const Hop& in, const Filter& filter, Hop& out) = 0;
+  virtual void Process(const Hop& in, const BlockFilter& filter, Hop& out) = 0;
 
  protected:
   BlockScheme() = default;

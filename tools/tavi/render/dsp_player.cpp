@@ -33,18 +33,18 @@ double ShareDb(double part, double whole) {
 }  // namespace
 
 FilterPointer FlatFilter() {
-  static const auto flat =
-      std::make_shared<const NamedFilter>(NamedFilter{MakeFilter(Bins(kBinCount, 1.0)), "bypass"});
+  static const auto flat = std::make_shared<const NamedFilter>(
+      NamedFilter{MakeBlockFilter(Bins(kBinCount, 1.0)), "bypass"});
   return flat;
 }
 
-void DspChannel::Set(const Filter& filter) {
+void DspChannel::Set(const BlockFilter& filter) {
   next_ = &filter;
   if (filter_ == nullptr) filter_ = next_;
 }
 
 void DspChannel::Process(const Hop& in, Hop& out) {
-  const Filter* const before = std::exchange(filter_, next_);
+  const BlockFilter* const before = std::exchange(filter_, next_);
   if (!fades_ || before == filter_) return scheme_->Process(in, *filter_, out);
   Hop old;
   scheme_->Clone()->Process(in, *before, old);

@@ -28,14 +28,14 @@ class DspChannel {
 
   size_t delay() const { return scheme_->delay(); }
   // In force with the next hop.
-  void Set(const Filter& filter);
+  void Set(const BlockFilter& filter);
   void Process(const Hop& in, Hop& out);
 
  private:
   std::unique_ptr<BlockScheme> scheme_;
   bool fades_;
-  const Filter* filter_ = nullptr;  // borrowed
-  const Filter* next_ = nullptr;
+  const BlockFilter* filter_ = nullptr;  // borrowed
+  const BlockFilter* next_ = nullptr;
 };
 
 // How far the schemes are from linear convolution with a response, where it has been in force for a

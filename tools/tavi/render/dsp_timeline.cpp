@@ -35,7 +35,7 @@ class Filters {
       if (files.empty()) name = "a response of no file";
       if (name.empty()) name = "flat, for want of a usable file";
       filter = std::make_shared<NamedFilter>(
-          NamedFilter{MakeFilter(BinsOfData(message.Response())), std::move(name)});
+          NamedFilter{MakeBlockFilter(BinsOfData(message.Response())), std::move(name)});
     }
     return filter;
   }

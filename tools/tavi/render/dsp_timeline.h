@@ -15,7 +15,7 @@ namespace brelmo::tavi::tools {
 
 // A response that the DSP took, under the names of its files; the same one for the same response.
 struct NamedFilter {
-  Filter filter;
+  BlockFilter filter;
   std::string name;
 };
 using FilterPointer = std::shared_ptr<const NamedFilter>;

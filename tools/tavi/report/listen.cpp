@@ -101,7 +101,7 @@ DspTimeline TimelineOf(const Voice& voice, const Json& data) {
     if (!voice.responses[channel]) continue;
     const Bins bins = BinsOfData(RawDataOf(data["responses"][*voice.responses[channel]]));
     (channel == 0 ? change.left : change.right) =
-        std::make_shared<NamedFilter>(NamedFilter{MakeFilter(bins), ""});
+        std::make_shared<NamedFilter>(NamedFilter{MakeBlockFilter(bins), ""});
   }
   timeline.changes.push_back(std::move(change));
   return timeline;

@@ -16,15 +16,15 @@ constexpr const char* kEvents[] = {
     "start 23",   "hinge 130",   "withdraw 5",
 };
 
-struct Life {
+struct LoggedLife {
   Lines log;
   Lines rest;  // calls, writes and dumps
 };
 
-Life Play(Trial& trial, android::base::LogSeverity threshold) {
+LoggedLife Play(Trial& trial, android::base::LogSeverity threshold) {
   android::base::SetMinimumLogSeverity(threshold);
   trial.WriteFile("empty.txt", "");
-  Life life;
+  LoggedLife life;
   const auto collect = [&] {
     for (std::string& line : trial.recorder().TakeLines()) {
       (line.rfind("log ", 0) == 0 ? life.log : life.rest).push_back(std::move(line));
@@ -47,8 +47,8 @@ Life Play(Trial& trial, android::base::LogSeverity threshold) {
 }
 
 void CheckSuppressed(Trial& trial) {
-  const Life life = Play(trial, INFO);
-  const Life suppressed = Play(trial, android::base::FATAL);
+  const LoggedLife life = Play(trial, INFO);
+  const LoggedLife suppressed = Play(trial, android::base::FATAL);
   trial.ExpectLines("with every line suppressed, the log", {}, suppressed.log);
   trial.ExpectLines("with every line suppressed, calls, writes and dumps", life.rest,
                     suppressed.rest);
@@ -56,7 +56,7 @@ void CheckSuppressed(Trial& trial) {
   for (const std::string& line : life.log) {
     if (line.rfind("log ERROR", 0) == 0) errors.push_back(line);
   }
-  const Life only_errors = Play(trial, ERROR);
+  const LoggedLife only_errors = Play(trial, ERROR);
   trial.ExpectLines("with errors alone, the log", errors, only_errors.log);
   trial.ExpectLines("with errors alone, calls, writes and dumps", life.rest, only_errors.rest);
 }

@@ -112,9 +112,9 @@ bool IsIn(const char* rotations, int rotation) {
 }
 
 // Drives the module through postures and says what each event must send.
-class PostureWalk {
+class TableWalk {
  public:
-  PostureWalk(Trial& trial, const PostureTable& table) : trial_(trial), table_(table) {
+  TableWalk(Trial& trial, const PostureTable& table) : trial_(trial), table_(table) {
     std::string config;
     for (size_t i = 0; i < table.cases.size(); ++i) {
       const std::string number = std::to_string(i + 1);
@@ -211,7 +211,7 @@ class PostureWalk {
 
 void WalkPostures(Trial& trial, const PostureTable& table) {
   constexpr int kLastAngle = 180;
-  PostureWalk walk(trial, table);
+  TableWalk walk(trial, table);
   const auto activate = [&walk] {
     walk.SetActive(true);
     walk.SetActive(false);
