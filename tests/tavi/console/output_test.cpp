@@ -146,6 +146,21 @@ TEST_F(OutputTest, AFolderChangesAsAWhole) {
   EXPECT_THAT(Names("a"), ElementsAre("folder/MANIFEST", "folder/four", "folder/notes"));
 }
 
+// A folder may come from anybody, and its manifest with it.
+TEST_F(OutputTest, AManifestReachesNothingOutsideOfItsFolder) {
+  files_.Write("outside/a", "precious");
+  files_.Write("outside/b", "precious");
+  files_.Write("folder/MANIFEST",
+               "# Made by tavi\nfile\t../outside/a\nfile\tlink/b\nfile\told\nfile\t" +
+                   files_.path("outside/b") + "\n");
+  files_.Write("folder/old", "mine");
+  fs::create_directory_symlink(files_.path("outside"), files_.path("folder/link"));
+  rules_.is_forced = true;
+  EXPECT_EQ(WriteFolder("folder", {"new"}), "");
+  EXPECT_THAT(Names(),
+              ElementsAre("folder/MANIFEST", "folder/new", "input.txt", "outside/a", "outside/b"));
+}
+
 TEST_F(OutputTest, AFolderWithAnInputInIt) {
   EXPECT_EQ(WriteFolder("folder", {"one"}), "");
   rules_.inputs = {{files_.path("folder/one"), "the module"}};

@@ -158,13 +158,16 @@ void OutputFile::OpenTemporary() {
 }
 
 void OutputFile::Write(std::string_view content) {
-  std::fwrite(content.data(), 1, content.size(), stream_);
+  errno = 0;
+  const size_t written = std::fwrite(content.data(), 1, content.size(), stream_);
+  if (written != content.size() && write_error_ == 0) write_error_ = errno;
 }
 
 void OutputFile::Commit() {
   errno = 0;
   if (std::fflush(stream_) != 0 || std::ferror(stream_) != 0) {
-    Fail("could not be written in full", errno != 0 ? errno : EIO);
+    const int error = write_error_ != 0 ? write_error_ : errno;
+    Fail("could not be written in full", error != 0 ? error : EIO);
   }
   if (!is_direct_) {
     CheckReplaceable();  // there may be something now
@@ -277,21 +280,23 @@ bool OutputFolder::CheckReplaceable() const {
   if (!S_ISDIR(status->st_mode)) throw InputError(name_ + ": is a file; name a folder");
   try {
     const std::set<std::string> listed = ListedIn(path_);
+    bool is_all_own = true;
     for (const std::string& file_name : FilesIn(path_)) {
       if (listed.count(file_name) == 0) {
-        if (rules_.is_forced) return false;
+        is_all_own = false;
+        if (rules_.is_forced) continue;
         throw InputError(name_ + ": holds " + file_name +
                          ", which tavi did not make; --force writes into the folder all the same, "
-                         "and leaves such files where they are");
+                         "and replaces of such files those whose names it needs");
       }
       if (const auto file = Stat(path_ / file_name)) {
         CheckIsNoInput(name_ + "/" + file_name, *file, rules_.inputs);
       }
     }
+    return is_all_own;
   } catch (const fs::filesystem_error& error) {
     throw InputError(name_ + ": cannot be looked through: " + error.code().message());
   }
-  return true;
 }
 
 std::string OutputFolder::Manifest() const {
@@ -328,8 +333,13 @@ void OutputFolder::PutInPlace() const {
     file.Write(content);
     file.Commit();
   };
-  for (const std::string& file_name : ListedIn(path_)) {
-    if (files_.count(file_name) == 0) fs::remove(path_ / file_name);
+  // Of the old files only what is in the folder: a manifest may list what it likes, paths that lead
+  // out of the folder included.
+  const std::set<std::string> listed = ListedIn(path_);
+  for (const std::string& file_name : FilesIn(path_)) {
+    if (listed.count(file_name) != 0 && files_.count(file_name) == 0) {
+      fs::remove(path_ / file_name);
+    }
   }
   for (const auto& [file_name, file] : files_) put(file_name, file.content);
   put(kManifest, Manifest());

@@ -21,12 +21,13 @@ struct InputFile {
 };
 
 struct OutputRules {
-  // What must survive; what does not exist among it is passed over. A file that standard input
-  // comes from need not be named.
+  // What must survive. A name without a file is passed over. Standard input counts as one of them,
+  // named or not.
   std::vector<InputFile> inputs;
-  // Of a file: what tavi writes here, for messages ("a report"), and whether tavi wrote what begins
-  // so; it gets between one byte and 1 MiB. An empty function: whatever exists is another's.
+  // Of a file, for messages: what tavi writes here ("a report").
   std::string kind;
+  // Whether tavi wrote a file, by its first bytes: at least one, at most 1 MiB. An empty function
+  // says that tavi wrote no file that exists.
   std::function<bool(std::string_view beginning)> is_own;
   bool is_forced = false;  // --force
 };
@@ -62,11 +63,12 @@ class OutputFile {
   bool is_direct_ = false;           // a device or a pipe
   std::filesystem::path temporary_;  // empty as long as the new file has no name
   std::FILE* stream_ = nullptr;
+  int write_error_ = 0;  // an errno: of the first Write that failed
 };
 
 // One folder of files, with a list of them in a file MANIFEST, by which tavi knows a folder that it
 // made: one that holds nothing else is replaced as a whole. With --force, files are put into any
-// other one, each by itself, and what else is in it stays.
+// other one, each by itself; files of other names stay, but for those that its list has.
 class OutputFolder {
  public:
   static constexpr const char* kManifest = "MANIFEST";
