@@ -23,9 +23,8 @@ class DataFolder {
   DataFolder& operator=(const DataFolder&) = delete;
   ~DataFolder();
 
-  // The NAME of a path. Empty when it is outside of the data folder, as one that climbs out of it
-  // with
-  // ".." is not on a device either.
+  // The NAME of a path. Empty for a path outside of the data folder, one that leaves it by ".."
+  // included.
   static std::optional<std::string> NameInFolder(std::string_view path);
 };
 

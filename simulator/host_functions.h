@@ -48,7 +48,7 @@ class HostFunctions {
   virtual void FreeUsecaseClient(void** client) = 0;
   virtual int RegisterHingeAngle(int client_id, hal_sensor_callback_t callback, void* cookie) = 0;
   virtual int DeregisterHingeAngle(int client_id) = 0;
-  // Either function of that sensor, which no module has a use for.
+  // The proximity sensor's two functions. A module does not call them.
   virtual int UseProximity(const char* function) = 0;
   // The tuning entry, with data.
   virtual int Tune(const unsigned char* data, size_t size) = 0;

@@ -8,8 +8,9 @@
 namespace brelmo::tavi::tools {
 
 // How the folder differs from `files` and the manifest, a line each; empty when it does not.
-// Another machine's last digit is no difference: bins may lie 1e-7 apart, and then pages and hashes
-// are not compared. Throws InputError when the folder cannot be looked through.
+// Bins that lie at most 1e-7 apart count as equal, because machines differ in the last digit; where
+// some do, pages and hashes are not compared. Throws InputError when the folder cannot be looked
+// through.
 std::vector<std::string> DifferencesIn(const std::string& folder,
                                        const std::map<std::string, std::string>& files,
                                        const std::string& manifest);

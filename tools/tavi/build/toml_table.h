@@ -53,7 +53,8 @@ class TomlSource {
   std::vector<Finding> findings_;
 };
 
-// Borrows the source. What is missing, or does not fit and is refused for it, is none.
+// Borrows the source. A value is empty when its key is missing, and when the value does not fit:
+// then there is a finding.
 class TomlTable {
  public:
   // `what`, for messages: "a posture", "a channel".
@@ -62,7 +63,7 @@ class TomlTable {
 
   bool Has(const std::string& key) { return Find(key) != nullptr; }
   SourcePlace place() const { return source_.PlaceOf(table_.source()); }
-  // Of the key's value; of the table where there is none.
+  // Of the key's value; of the table where the key is missing.
   SourcePlace PlaceOf(const std::string& key);
 
   std::optional<double> Number(const std::string& key, double low, double high,

@@ -38,8 +38,8 @@ using DeliveryHandler = std::function<void(CapturedDelivery&)>;
 bool LooksLikePcapng(std::string_view bytes);
 bool LooksLikeMessages(std::string_view bytes);
 
-// Each reads deliveries from where the stream stands up to what is none, and says why it ended
-// there; none at the file's end.
+// Each reads deliveries from where the stream stands, up to the file's end or to the first bytes
+// that are no delivery. Returns what is wrong with those; empty at the file's end.
 std::optional<simulator::DspMessages::Damage> ReadPcapng(InputStream& stream,
                                                          const DeliveryHandler& handler);
 std::optional<simulator::DspMessages::Damage> ReadMessages(InputStream& stream,

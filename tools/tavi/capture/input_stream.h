@@ -34,8 +34,9 @@ class InputStream {
   bool TakeLine(std::string_view& line, bool& is_cut);
 
   uint64_t offset() const { return offset_; }
-  // Bytes of the file that were read, and all of them; none for what is no regular file.
+  // Bytes of the file that were read.
   uint64_t bytes_read() const { return bytes_read_; }
+  // All bytes of a regular file; empty for a pipe or a device.
   std::optional<uint64_t> size() const { return size_; }
 
  private:

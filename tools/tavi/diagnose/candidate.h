@@ -54,14 +54,14 @@ class Candidate {
   // The lines that the module logs at init up to its last, the texts in their places.
   const std::vector<std::string>& init_lines() const { return init_lines_; }
 
-  // The case with such keys, the first of several; none when there is none.
+  // The first case with such keys; empty when no case has them.
   std::optional<size_t> CaseOfKeys(const PostureKeys& keys) const;
   // The cases whose responses are exactly these.
   std::vector<size_t> CasesOfResponses(const std::vector<float>* left,
                                        const std::vector<float>* right) const;
   // "case 2 (hinge angle 45 to 134 at rotation 180)".
   std::string DescribeCase(size_t number) const;
-  // The finding of `check` about two cases by turns; null when there is none.
+  // The finding of `check` that these two cases alternate; null when they do not.
   const Finding* AlternationFinding(size_t a, size_t b) const;
 
  private:

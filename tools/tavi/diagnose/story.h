@@ -38,7 +38,7 @@ struct StoryEvent {
   LogEvent outcome = LogEvent::kUnknown;  // of a case, where a line tells it
   // Lines before it are missing: it does not follow from what stands there.
   bool is_behind_gap = false;
-  // Of a status: whether it is the one or the other is not known.
+  // Of a status: nothing tells whether it is active or inactive.
   bool is_either_status = false;
   bool is_usecase = false;  // of what is told
   int number = 0;           // of what is told
@@ -49,7 +49,8 @@ struct StoryEvent {
   uint32_t entry = UINT32_MAX;     // the first line, in Material::entries
   uint32_t outcome_entry = UINT32_MAX;
   uint32_t delivery = UINT32_MAX;  // in Material::deliveries
-  // What it came of, in Life::events; kNoIndex for what no line tells: a hinge reading.
+  // The event that caused it, in Life::events; UINT32_MAX when no line tells, as of a hinge
+  // reading.
   uint32_t cause = UINT32_MAX;
 };
 

@@ -18,7 +18,7 @@ struct SideOptions {
   std::string data_root;  // of a configuration; empty: the folder's etc/, or the device's own
 };
 
-// What a case sends to a channel. No bins: nothing.
+// What a case sends to a channel. Without bins it sends nothing.
 struct SideChannel {
   std::string file;  // as configured
   std::vector<float> data;
@@ -55,13 +55,14 @@ struct SideCapture {
 using Side = std::variant<SideConfig, SideResponse, SideCapture>;
 
 // Reads a configuration, a folder that build made, a data file, a response or filter as text or
-// audio, or a capture; which it is its content tells. `rate` is that of the DSP. Throws InputError.
+// audio, or a capture, and tells them apart by their content. `rate` is that of the DSP. Throws
+// InputError.
 Side ReadSide(const SideOptions& options, double rate);
 
 // The configuration `text`. No other data folder may be in force. Throws InputError.
 SideConfig ReadSideConfig(std::string text, const std::string& data_root);
 
-// Of what a case sends. One that is not 257 finite bins is none.
+// The bins that a case sends to a channel; empty unless they are 257 finite ones.
 std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel);
 
 }  // namespace brelmo::tavi::tools

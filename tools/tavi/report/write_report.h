@@ -10,7 +10,7 @@
 namespace brelmo::tavi::tools {
 
 struct ReportOutput {
-  std::string path;             // - is standard output, and so is none for json
+  std::string path;             // "-", or empty for json: standard output
   std::string format = "html";  // or json
   bool is_forced = false;
   std::vector<InputFile> inputs;

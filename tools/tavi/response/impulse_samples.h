@@ -36,7 +36,7 @@ ImpulseResult ReadImpulseAudio(const std::string& file, std::string_view bytes,
 
 // Whether the first line without a comment is a `VALUE // meaning`.
 bool IsImpulseText(std::string_view text);
-// Such lines, of which one tells the sample interval; then the samples.
+// Reads such lines and the samples behind them. One of the lines has to tell the sample interval.
 ImpulseResult ReadImpulseText(const std::string& file, std::string_view text);
 
 }  // namespace brelmo::tavi::tools

@@ -14,8 +14,8 @@ struct Measurement {
   // response they end at half its rate.
   std::vector<double> frequency_hz;
   std::vector<double> magnitude_db;  // finite
-  // Unwrapped, in the field's sign: a delay makes it fall as the frequency rises. Empty when there
-  // is none that can be used.
+  // Unwrapped, in the field's sign: a delay makes it fall as the frequency rises. Empty without
+  // a usable phase.
   std::vector<double> phase_degrees;
   // What was taken off the phase, for a filter that is not to be delayed; 0 when nothing was.
   double delay_seconds = 0.0;
