@@ -31,7 +31,7 @@ struct Dump {
   std::optional<int> rotation;
   std::optional<bool> is_active;
   bool has_previous_line = false;
-  std::optional<PostureKeys> previous;  // none when the line says so, or is missing
+  std::optional<PostureKeys> previous;  // empty when the line says so, or is missing
   std::vector<DumpCase> cases;
   std::vector<std::pair<int, int>> ranges;     // by index value
   std::vector<std::pair<int, int>> rotations;  // rotation and index value

@@ -45,7 +45,7 @@ LogTime TimeOfSeconds(int64_t us);
 // end and outlives the result.
 LogRecord ParseLogRecord(std::string_view line);
 
-// The time of a line with which `tavi run` begins a step; none for any other line.
+// The time of a line with which `tavi run` begins a step; empty for any other line.
 std::optional<LogTime> ParseStepTime(std::string_view line);
 
 }  // namespace brelmo::tavi::tools

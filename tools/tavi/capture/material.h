@@ -44,7 +44,7 @@ struct Delivery {
   std::optional<int64_t> time_us;
   std::optional<int> result;
   std::optional<bool> status;
-  // In Material::responses; none for a channel that was not sent.
+  // In Material::responses; empty for a channel that was not sent.
   std::optional<size_t> left;
   std::optional<size_t> right;
   bool has_response() const { return left || right; }

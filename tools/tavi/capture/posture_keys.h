@@ -13,7 +13,7 @@
 namespace brelmo::tavi::tools {
 
 struct PostureKeys {
-  // Index values; none for a condition that the case does not have.
+  // Index values; empty for a condition that the case does not have.
   std::optional<std::vector<int>> hinge;
   std::optional<std::vector<int>> rotation;
 
@@ -31,7 +31,7 @@ PostureKeys ToPostureKeys(
 // Takes "Name : HingeAngle, Supported Index: {0 1 }" from the beginning of `text` into `keys`;
 // false when it is not there, or its condition is there already.
 bool TakeKey(std::string_view& text, PostureKeys& keys);
-// Takes "Case Keys : {...}"; none when it is not there in full.
+// Takes "Case Keys : {...}"; empty when a part of it is missing.
 std::optional<PostureKeys> TakeKeys(std::string_view& text);
 
 // The two takers' tools. Takes `word` from the beginning of `text`; false when it is not there.

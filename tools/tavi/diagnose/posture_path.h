@@ -25,7 +25,8 @@ class PostureChoices {
 
   size_t size() const { return postures_.size(); }
   const Posture& at(size_t posture) const { return postures_[posture].posture; }
-  // The case that an update takes while `previous` is the one sent last; none when it takes none.
+  // The case that an update takes while `previous` is the one sent last; empty when it takes no
+  // case.
   std::optional<size_t> Next(std::optional<size_t> previous, size_t posture) const;
   // The postures in which it takes this one, whatever was before.
   PostureSet PosturesOf(size_t case_number) const;

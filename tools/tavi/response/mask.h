@@ -23,7 +23,7 @@ struct Mask {
 // field for no limit. Throws InputError that names `name`, line and reason.
 Mask ParseMask(const std::string& text, const std::string& name);
 
-// A mask that comes with tavi, by its name; none when the file at `path` is meant. Throws
+// A mask that comes with tavi, by its name; empty when `path` is that of a file. Throws
 // InputError when there is neither.
 std::optional<Mask> FindShippedMask(const std::string& name, const std::string& path);
 

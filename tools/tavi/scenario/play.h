@@ -16,9 +16,9 @@ struct PlaySetup {
   std::string data_root;       // in the place of the module's data folder; empty: the device's own
   std::string scenario = "-";  // a file, or standard input
   bool is_json = false;
-  // What happens goes here, in whole lines; none: to standard output.
+  // Gets what happens, in whole lines. Empty: it goes to standard output.
   std::function<void(const std::string& text)> put = {};
-  // Time is what waits and a slow DSP take, and takes none.
+  // Waits and a slow DSP advance the run's clock, and the run does not wait for them.
   bool is_time_virtual = false;
   // Where the bytes of every write go, as they come; may be null. The caller finds what could not
   // be written by `is_capture_complete`.

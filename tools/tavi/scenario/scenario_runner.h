@@ -34,7 +34,7 @@ class ScenarioRunner : private simulator::HostObserver {
     std::chrono::milliseconds patience = std::chrono::seconds(10);  // with one call of the module
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();  // of the run
     CaptureFormat capture_format = CaptureFormat::kBytes;
-    // Time is what waits and a slow DSP take, and takes none.
+    // Waits and a slow DSP advance the run's clock, and the run does not wait for them.
     bool is_time_virtual = false;
   };
 
