@@ -219,6 +219,7 @@ TEST_F(DiffTest, ExitsLikeDiff) {
       {{path("old"), path("new"), "--format", "json"}, 1},
       {{path("old"), path("new"), "--tolerance", "0.1"}, 0},
       {{path("old") + "/device.conf", path("new"), "--old-root", path("old") + "/etc"}, 1},
+      {{path("old") + "/device.conf", path("new") + "/device.conf"}, 2},  // without their files
       {{path("old") + "/etc/0l.txt", path("new") + "/etc/0l.txt"}, 1},
       {{path("old") + "/etc/0l.txt", path("new") + "/etc/0l.txt", "--tolerance", "0.1"}, 0},
       {{path("old") + "/etc/1l.txt", path("flat.frd")}, 1},

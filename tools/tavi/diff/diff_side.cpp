@@ -74,6 +74,16 @@ SideResponse ReadResponse(const std::string& path, const std::string& content, d
 
 SideConfig ReadConfig(const std::string& path, std::string content, const std::string& data_root) {
   if (!content.empty() && content.back() == '\n') content.pop_back();
+  // One file that is missing is the tuning's fault, and played flat; all of them are elsewhere.
+  const std::vector<std::string> files = DataFilesOf(content, data_root);
+  std::error_code error;
+  if (!files.empty() && std::none_of(files.begin(), files.end(), [&error](const auto& file) {
+        return fs::exists(fs::symlink_status(file, error));
+      })) {
+    throw InputError(path + ": none of its data files is there, not even " + files.front() +
+                     ": what the DSP would be sent cannot be said; name their folder with "
+                     "--old-root or --new-root");
+  }
   SideConfig config = ReadSideConfig(std::move(content), data_root);
   config.path = path;
   return config;
