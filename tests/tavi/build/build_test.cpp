@@ -166,6 +166,11 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
       {whole + "left.measured = 'good.frd'\nleft.phase = 'excess'\nleft.column = [1, 2]\n"
                "right.filters = []\n",
        "5:17", "[no-phase]"},
+      {"[design]\nmask = 'none'\n" + whole +
+           "left.measured = 'good.frd'\nright.measured = 'good.frd'\n",
+       "2:8", "with tavi (wb-handheld and wb-handheld-objective) [no-input]"},
+      {whole + "left.measured = 'good.frd'\nleft.range = [1, 2]\nright.filters = []\n", "5:17",
+       "give range as the measurement has it"},
       {whole + "left.file = 'good.frd'\nleft.filters = []\nright.filters = []\n", "5:13",
        "not from filters and file"},
       {whole + flat + whole + flat, "8:8", "has this name too"},

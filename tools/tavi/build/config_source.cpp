@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 
+#include "build/options_text.h"
 #include "check/config_text.h"
 #include "check/data_file_path.h"
 #include "check/known_names.h"
@@ -64,6 +65,7 @@ class Mapping {
   // Who reads the source knows no numbers, and not the folder that was looked into.
   std::string Words(std::string text) const {
     ReplaceAll(text, data_root_, kDataFolder);
+    text = InKeys(text);
     const std::string word = "case ";
     for (size_t at = 0; (at = text.find(word, at)) != std::string::npos;) {
       const bool is_within = at > 0 && text[at - 1] != ' ' && text[at - 1] != '(';

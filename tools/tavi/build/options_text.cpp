@@ -1,6 +1,9 @@
 #include "build/options_text.h"
 
+#include <cctype>
+
 #include <charconv>
+#include <regex>
 
 #include "console/wording.h"
 #include "response/correction_text.h"
@@ -90,6 +93,24 @@ std::string Options(const FromDataFile& from) { return "file " + Quote(from.file
 
 std::string OptionsText(const ChannelSource& channel) {
   return std::visit([](const auto& from) { return Options(from); }, channel.from);
+}
+
+std::string InKeys(const std::string& text) {
+  static const auto* const command = new std::regex("tavi (import|design) (?=--)");
+  const std::string said = std::regex_replace(text, *command, "");
+  std::string keys;
+  for (size_t at = 0; at < said.size();) {
+    const bool is_option = said.compare(at, 2, "--") == 0 && (at == 0 || said[at - 1] != '-') &&
+                           at + 2 < said.size() && std::islower(said[at + 2]) != 0;
+    if (!is_option) {
+      keys += said[at++];
+      continue;
+    }
+    for (at += 2; at < said.size() && (std::islower(said[at]) != 0 || said[at] == '-'); ++at) {
+      keys += said[at] == '-' ? '_' : said[at];
+    }
+  }
+  return keys;
 }
 
 }  // namespace brelmo::tavi::tools

@@ -1,4 +1,4 @@
-// The options in force of a channel, on one line.
+// Options as the source writes them.
 #pragma once
 
 #include <string>
@@ -7,6 +7,10 @@
 
 namespace brelmo::tavi::tools {
 
+// Those in force of a channel, on one line.
 std::string OptionsText(const ChannelSource& channel);
+
+// What another command says of its options, in keys: max_boost for --max-boost.
+std::string InKeys(const std::string& text);
 
 }  // namespace brelmo::tavi::tools

@@ -28,6 +28,7 @@ class Maker {
   MadePosture Run() {
     for (size_t i = 0; i < kChannelKeys.size(); ++i) {
       channel_ = i;
+      place_ = posture_.channels[i].place;
       made_.channels[i].options = OptionsText(posture_.channels[i]);
       try {
         std::visit([this](const auto& from) { Make(from); }, posture_.channels[i].from);
@@ -49,8 +50,7 @@ class Maker {
 
   void Find(const std::string& name, Severity severity, const std::string& message,
             const std::string& consequence) {
-    made_.findings.push_back(
-        source_.At(posture_.channels[channel_].place, name, severity, message, consequence));
+    made_.findings.push_back(source_.At(place_, name, severity, message, consequence));
   }
 
   // What is found in a file, or in all of it, stands at the place of its name.
@@ -58,7 +58,8 @@ class Maker {
     for (const Finding& finding : findings) {
       std::string message = Printable(file) + ": ";
       if (finding.column > 0) message = Printable(file) + ":" + std::to_string(finding.line) + ": ";
-      Find(finding.name, finding.severity, message + finding.message, finding.consequence);
+      Find(finding.name, finding.severity, message + InKeys(finding.message),
+           InKeys(finding.consequence));
     }
   }
 
@@ -72,12 +73,14 @@ class Maker {
     Designed designed;
     designed.options = from.design;
     if (!from.mask.empty()) {
+      place_ = from.mask_place;
       designed.options.mask = FindShippedMask(from.mask, files_.PathOf(from.mask));
       if (!designed.options.mask) {
         designed.options.mask = ParseMask(files_.Read(from.mask), from.mask);
       }
     }
     if (from.target != kFlat) {
+      place_ = from.target_place;
       ReadOptions drawn;
       drawn.from_hz = from.reading.from_hz;
       drawn.to_hz = from.reading.to_hz;
@@ -86,6 +89,7 @@ class Maker {
       if (!target) return;
       designed.options.target = Curve{target->frequency_hz, target->magnitude_db};
     }
+    place_ = posture_.channels[channel_].place;
     const std::string& bytes = files_.Read(from.file);
     ReadResult read = ReadMeasurementBytes(files_.PathOf(from.file), bytes, from.reading);
     Relay(read.findings, from.file);
@@ -208,6 +212,7 @@ class Maker {
   MadePosture made_;
   std::array<std::optional<Designed>, kChannelKeys.size()> designed_;
   size_t channel_ = 0;
+  SourcePlace place_;  // of what is being read
 };
 
 }  // namespace

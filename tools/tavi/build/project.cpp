@@ -76,6 +76,8 @@ void ReadDesign(TomlTable& table, FromMeasurement& from) {
   DesignOptions& design = from.design;
   Put(table.Text("target"), from.target);
   Put(table.Text("mask"), from.mask);
+  if (table.Has("target")) from.target_place = table.PlaceOf("target");
+  if (table.Has("mask")) from.mask_place = table.PlaceOf("mask");
   ReadRange(table, design.range);
   Put(table.Number("max_boost", 0.0, 60.0, "dB"), design.max_boost_db);
   Put(table.Number("max_cut", 0.0, 100.0, "dB"), design.max_cut_db);

@@ -25,6 +25,8 @@ struct FromMeasurement {
   std::string file;
   std::string target = "flat";  // or a file
   std::string mask;             // a name or a file; empty for none
+  SourcePlace target_place;
+  SourcePlace mask_place;
   ReadOptions reading;
   DesignOptions design;  // without target and mask
 };

@@ -68,6 +68,14 @@ class TuningMaker {
   }
 
  private:
+  bool IsKnown(const Finding& finding) const {
+    return std::any_of(tuning_.findings.begin(), tuning_.findings.end(),
+                       [&finding](const Finding& known) {
+                         return known.line == finding.line && known.column == finding.column &&
+                                known.name == finding.name && known.message == finding.message;
+                       });
+  }
+
   bool IsRefused() const { return CountOf(tuning_.findings, Severity::kError) > 0; }
 
   Tuning Refused() {
@@ -86,7 +94,10 @@ class TuningMaker {
     });
     for (size_t i = 0; i < project.postures.size(); ++i) {
       MadePosture& made = tuning_.made[i];
-      std::move(made.findings.begin(), made.findings.end(), std::back_inserter(tuning_.findings));
+      for (Finding& finding : made.findings) {
+        // What is wrong of a mask that all postures have is wrong once.
+        if (!IsKnown(finding)) tuning_.findings.push_back(std::move(finding));
+      }
       for (size_t channel = 0; channel < kChannelKeys.size(); ++channel) {
         const std::string name = DataFileName(project, project.postures[i], channel);
         tuning_.files[std::string(kDataFolder) + "/" + name] = made.channels[channel].content;
