@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <numeric>
 #include <set>
 
 #include <gmock/gmock.h>
 
 #include "diagnose/diagnosis.h"
+#include "diagnose/line_order.h"
 #include "field_device.h"
 #include "process/scratch_folder.h"
 
@@ -308,6 +310,24 @@ TEST_F(DiagnosedFaultsTest, AreNamedInDirt) {
     }
     for (const auto& found : diagnosis.findings) {
       EXPECT_EQ(found.finding.message.find(" -"), std::string::npos) << found.finding.message;
+    }
+  }
+}
+
+// Nothing that a log without its beginning lacks changes the order of what it has.
+TEST_F(DiagnosedFaultsTest, StandInTheOrderOfALogThatBeginsLate) {
+  for (const Fault& fault : Faults()) {
+    const auto log = Play(fault.config, folder_.path("desk"), fault.steps).log;
+    for (const char* const format : {"threadtime", "tag"}) {
+      for (auto begin = log.begin(); begin != log.end(); ++begin) {
+        const auto diagnosis = Diagnose({Render({begin, log.end()}, format)}, {});
+        std::vector<uint32_t> numbers(diagnosis.material.entries.size());
+        std::iota(numbers.begin(), numbers.end(), 0);
+        std::vector<uint32_t> jumps;
+        tools::PutInOrder(diagnosis.material, numbers, jumps);
+        EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()))
+            << fault.name << ", " << format << ", from line " << begin - log.begin();
+      }
     }
   }
 }

@@ -18,8 +18,13 @@ constexpr size_t kWindowLinesWithoutTime = 4;
 // The part of the module's state that says which line can come next.
 class Expectation {
  public:
+  explicit Expectation(bool is_beginning = true)
+      : is_beginning_(is_beginning), knows_scenario_(!is_beginning) {}
+
   // Whether the line follows from what came before; the host's lines always do.
   bool Fits(const LogEntry& entry) const {
+    // Of a log that begins late any line can be the first.
+    if (is_beginning_ && IsOfCall(entry)) return true;
     if (IsCaseOutcome(entry.event)) return is_outcome_due_;
     if (is_outcome_due_) return !IsStatus(entry.event) && !IsCase(entry.event) && !IsInit(entry);
     if (IsStatus(entry.event)) return told_.count(entry.thread) != 0;
@@ -29,7 +34,10 @@ class Expectation {
     return true;
   }
 
+  bool IsOutcomeDue() const { return is_outcome_due_; }
+
   void Take(const LogEntry& entry) {
+    is_beginning_ = is_beginning_ && !IsOfCall(entry) && !IsInit(entry);
     if (IsCaseOutcome(entry.event)) is_outcome_due_ = false;
     if (IsToldByHost(entry.event) && entry.numbers[0] != 8) told_.insert(entry.thread);
     if (IsFileFault(entry.event)) is_file_refused_ = true;
@@ -37,23 +45,29 @@ class Expectation {
     if (IsStatus(entry.event)) {
       told_.erase(entry.thread);
       is_outcome_due_ = false;
-      is_case_due_ = !is_case_due_ && current_ < 0;
+      is_case_due_ = !knows_scenario_ || (!is_case_due_ && current_ < 0);
       current_ = -1;
     }
     if (IsCase(entry.event)) {
       current_ = entry.numbers[entry.event == LogEvent::kCaseTaken ? 0 : 1];
       is_outcome_due_ = true;
       is_case_due_ = false;
+      knows_scenario_ = true;
     }
-    if (entry.event == LogEvent::kInitialized) *this = Expectation();
+    if (entry.event == LogEvent::kInitialized) *this = Expectation(false);
   }
 
  private:
+  static bool IsOfCall(const LogEntry& entry) {
+    return IsStatus(entry.event) || IsCase(entry.event) || IsCaseOutcome(entry.event);
+  }
   static bool IsInit(const LogEntry& entry) {
     return IsOfInit(entry.event) || entry.event == LogEvent::kInitialized;
   }
 
   std::set<int> told_;  // threads on which something of the scenario was told since the last status
+  bool is_beginning_;   // nothing of a call has come yet
+  bool knows_scenario_;  // whether it is on
   bool is_outcome_due_ = false;
   bool is_case_due_ = false;
   bool is_file_refused_ = false;
@@ -71,6 +85,26 @@ bool AreOfNextInit(const std::vector<LogEntry>& entries, const std::vector<uint3
   const auto event = [&](size_t at) { return entries[numbers[at]].event; };
   while (i < numbers.size() && IsOfInit(event(i)) && event(i) != LogEvent::kInitialized) ++i;
   return i < numbers.size() && event(i) == LogEvent::kInitialized;
+}
+
+// Whether one of the lines up to `end` can be what line `i` follows from. Where the log begins, or
+// lines are missing, there is none, and no order is better than that of the log.
+bool HasCause(const std::vector<LogEntry>& entries, const std::vector<uint32_t>& numbers, size_t i,
+              size_t end, const Expectation& expectation) {
+  const LogEntry& line = entries[numbers[i]];
+  int cases = 0;  // less outcomes, of which each has one
+  bool is_told = false;
+  bool has_status = false;
+  for (size_t k = i + 1; k < end; ++k) {
+    const LogEntry& later = entries[numbers[k]];
+    cases += static_cast<int>(IsCase(later.event)) - static_cast<int>(IsCaseOutcome(later.event));
+    is_told = is_told || (IsToldByHost(later.event) && later.thread == line.thread);
+    has_status = has_status || IsStatus(later.event);
+  }
+  if (IsCaseOutcome(line.event)) return cases > 0;
+  if (expectation.IsOutcomeDue()) return true;
+  if (IsStatus(line.event)) return is_told;
+  return line.event != LogEvent::kCaseTaken || has_status;
 }
 
 // Which of the lines up to `end` belongs where line `i` stands: `i` when none fits better.
@@ -198,7 +232,10 @@ void PutInOrder(const Material& material, std::vector<uint32_t>& numbers,
           std::min(numbers.size(), i + 1 + (has_time ? kWindowLines : kWindowLinesWithoutTime));
       size_t end = i + 1;
       while (end < reach && (!has_time || IsNear(first, entries[numbers[end]]))) ++end;
-      if (const size_t next = FindNext(entries, numbers, i, end, expectation); next != i) {
+      const size_t next = is_init_end || HasCause(entries, numbers, i, end, expectation)
+                              ? FindNext(entries, numbers, i, end, expectation)
+                              : i;
+      if (next != i) {
         std::rotate(numbers.begin() + static_cast<ptrdiff_t>(i),
                     numbers.begin() + static_cast<ptrdiff_t>(next),
                     numbers.begin() + static_cast<ptrdiff_t>(next) + 1);
