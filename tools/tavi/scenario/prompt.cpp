@@ -27,9 +27,9 @@ char* Text(EditLine* /*editor*/) {
 // What a line may go on with, by what it holds so far.
 const std::vector<std::string_view>& WordsBehind(std::string_view words) {
   static const auto* const table = new std::map<std::string_view, std::vector<std::string_view>>{
-      {"",
-       {"announce", "call", "deinit", "dsp", "dump", "expect", "hang", "help", "hinge", "init",
-        "quit", "raw", "refuse", "rotation", "say", "start", "stop", "wait", "withdraw"}},
+      {"", {"announce", "call",  "deinit", "dsp",  "dump", "expect",  "hang",
+            "help",     "hinge", "init",   "play", "quit", "raw",     "refuse",
+            "rotation", "say",   "start",  "stop", "wait", "withdraw"}},
       {"hang ", {"up"}},
       {"raw ", {"common", "hinge", "usecase"}},
       {"refuse ", {"common-client", "memory", "sensor", "usecase-client"}},
