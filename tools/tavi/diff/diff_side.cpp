@@ -81,8 +81,8 @@ SideConfig ReadConfig(const std::string& path, std::string content, const std::s
         return fs::exists(fs::symlink_status(file, error));
       })) {
     throw InputError(path + ": none of its data files is there, not even " + files.front() +
-                     ": what the DSP would be sent cannot be said; name their folder with "
-                     "--old-root or --new-root");
+                     ": what the DSP would be sent cannot be said; name the folder that "
+                     "they are in, the old ones' with --old-root");
   }
   SideConfig config = ReadSideConfig(std::move(content), data_root);
   config.path = path;
