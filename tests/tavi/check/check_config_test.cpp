@@ -197,9 +197,11 @@ TEST_F(CheckTest, Cures) {
       {"HingeAngle:0, 90|$", "a space ends the case: write \"HingeAngle:0,90\""},
       {"HingeAngle:0 ,90|$", "a space ends the case: write \"HingeAngle:0,90\""},
       {"HingeAngle: 0,90|$", "a space ends the case: write \"HingeAngle:0,90\""},
+      {"HingeAngle:0,90 | $", "write | without one on either side"},
       {"HingeAngle:0,90 $", "a space ends the case: write | before \"LeftChannel\""},
       {"HingeAngle:0,90|LeftChannel:my left.txt|RightChannel:b", "rename the file"},
       // Other separators.
+      {"HingeAngle:0,90,$", "write \"HingeAngle:0,90|LeftChannel:good.txt\""},
       {"HingeAngle:0,90;$", "write \"HingeAngle:0,90|LeftChannel:good.txt\""},
       {"HingeAngle=0,90|$", "write \"HingeAngle:0,90\""},
       {"HingeAngle:0:90|$", "a comma separates values: write \"HingeAngle:0,90\""},

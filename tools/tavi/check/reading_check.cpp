@@ -136,6 +136,13 @@ class ReadingCheck {
     if (!has_colon && text.find('=') != std::string_view::npos) {
       return "write " + Quote(Replaced(text, '=', ':'));
     }
+    for (size_t at = 0; (at = text.find(',', at)) != std::string_view::npos; ++at) {
+      const std::string_view rest = text.substr(at + 1);
+      if (IsKnownName(rest.substr(0, rest.find(':')))) {
+        return "| separates items, a comma does not: write " +
+               Quote(std::string(text.substr(0, at)) + "|" + std::string(rest));
+      }
+    }
     if (item.parts.size() > 2 && IsConditionName(text_.at(item.parts[0]))) {
       const size_t name_end = item.parts[0].length + 1;
       return "a comma separates values: write " + Quote(std::string(text.substr(0, name_end)) +
@@ -161,6 +168,9 @@ std::string CureOfSpace(const ConfigText& text, size_t number) {
   if (number + 1 >= text.cases().size()) return "";
   const Case& before = text.cases()[number];
   const Case& behind = text.cases()[number + 1];
+  if (text.at(before.span) == "|" || text.at(behind.span) == "|") {
+    return "a space ends the case: write | without one on either side";
+  }
   if (before.items.empty() || behind.items.empty()) return "";
   const Item& next = behind.items.front();
   const std::string_view rest = text.at(next.span);
