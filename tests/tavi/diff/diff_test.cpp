@@ -147,9 +147,24 @@ TEST_F(DiffTest, FindsAnyFileThatChangesInItsPostureAlone) {
       EXPECT_NEAR(difference.level_db, change.level_db, 1e-3);
       EXPECT_NEAR(difference.speech.largest_db, change.level_db, 1e-3);
       EXPECT_NEAR(difference.remaining.rms_db, 0.0, 1e-3);
+      if (!change.is_inverted && change.delay == 0) {
+        EXPECT_NEAR(difference.deviation_db, std::abs(change.level_db), 1e-3);
+      }
       EXPECT_NEAR(difference.delay_samples, change.delay_samples, 1e-3);
       EXPECT_EQ(difference.is_inverted, change.is_inverted);
     }
+  }
+}
+
+TEST_F(DiffTest, TellsAFileThatCannotBeUsedFromOneThatIsFlat) {
+  for (const bool is_usable : {true, false}) {
+    Tuning tuning = MakeTuning();
+    std::string& file = tuning.files[tuning.cases[4].files[1]];
+    file = is_usable ? DataFileText(std::vector<Complex>(257, 1.0)) : "garbage\n";
+    const ConfigDiff diff = Compare(tuning);
+    ASSERT_EQ(diff.postures.size(), 1U);
+    EXPECT_EQ(diff.postures[0].channels[1].played_flat, is_usable ? "" : "new");
+    EXPECT_TRUE(diff.postures[0].channels[1].difference);
   }
 }
 

@@ -189,6 +189,9 @@ ChannelDiff CompareChannels(const SideChannel& old_channel, const SideChannel& n
   ChannelDiff diff;
   if (old_channel.data == new_channel.data) return diff;
   diff.is_same = false;
+  if (old_channel.is_flat != new_channel.is_flat) {
+    diff.played_flat = new_channel.is_flat ? "new" : "old";
+  }
   const auto old_bins = BinsOfChannel(old_channel);
   const auto new_bins = BinsOfChannel(new_channel);
   if (!old_bins || !new_bins) {

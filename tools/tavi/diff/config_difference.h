@@ -24,6 +24,7 @@ struct ChannelDiff {
   bool is_same = true;
   std::string what;
   std::optional<ResponseDifference> difference;
+  std::string played_flat;  // "old" or "new": that one alone, for want of a usable file
 };
 
 ChannelDiff CompareChannels(const SideChannel& old_channel, const SideChannel& new_channel,

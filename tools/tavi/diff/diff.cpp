@@ -36,7 +36,7 @@ std::vector<CapturedDiff> CompareCapture(const SideCapture& capture, const SideC
         nearest.file = candidate.file;
         nearest.diff = diff;
       }
-      if (is_first) nearest.diff = {false, "the configuration has no case", std::nullopt};
+      if (is_first) nearest.diff = {false, "the configuration has no case", std::nullopt, ""};
       diffs.push_back(std::move(nearest));
     }
   }

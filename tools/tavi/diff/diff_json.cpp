@@ -21,6 +21,7 @@ Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(
 Json ToJson(const ChannelDiff& diff) {
   Json object = {{"same", diff.is_same}};
   if (!diff.what.empty()) object["what"] = diff.what;
+  if (!diff.played_flat.empty()) object["played_flat"] = diff.played_flat;
   if (diff.difference) {
     const ResponseDifference& difference = *diff.difference;
     object["deviation_db"] = difference.deviation_db;

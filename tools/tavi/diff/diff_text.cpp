@@ -26,12 +26,16 @@ std::string GainText(const GainDifference& gain) {
 
 // Lines for one channel; `indent` before each.
 std::string ChannelText(const ChannelDiff& diff, const std::string& indent) {
-  if (!diff.difference) return diff.is_same ? "" : indent + diff.what + "\n";
+  std::string text;
+  if (!diff.played_flat.empty()) {
+    text = indent + "the " + diff.played_flat + " one is played flat, for want of a usable file\n";
+  }
+  if (!diff.difference) return diff.is_same ? "" : text + indent + diff.what + "\n";
   const ResponseDifference& difference = *diff.difference;
   if (diff.is_same) {
     return indent + Format("less than the tolerance: %.4f dB\n", difference.deviation_db);
   }
-  std::string text = indent + "300 to 8000 Hz: " + GainText(difference.speech) + "\n";
+  text += indent + "300 to 8000 Hz: " + GainText(difference.speech) + "\n";
   text += indent + "all bins: " + GainText(difference.all) + "\n";
   text += indent + Format("level %+.2f dB; without it ", difference.level_db) +
           GainText(difference.remaining) + "\n";

@@ -48,7 +48,7 @@ ResponseDifference CompareResponses(const std::vector<Complex>& old_bins,
   for (size_t i = 0; i < old_bins.size(); ++i) {
     const double old_gain = std::abs(old_bins[i]);
     const double new_gain = std::abs(new_bins[i]);
-    const double against = std::max({old_gain, new_gain, kFloor * highest});
+    const double against = std::max(std::min(old_gain, new_gain), kFloor * highest);
     difference.deviation_db = std::max(difference.deviation_db,
                                        ToDb(1.0 + std::abs(new_bins[i] - old_bins[i]) / against));
     db.push_back(ToDb(std::max(new_gain, kLeastGain)) - ToDb(std::max(old_gain, kLeastGain)));

@@ -18,8 +18,9 @@ struct GainDifference {
 };
 
 struct ResponseDifference {
-  // What any bin differs by at most, phase included: 20 log10(1 + |new - old| / |the larger|). What
-  // lies 80 dB below the highest bin is measured against that.
+  // What any bin differs by at most, phase included: 20 log10(1 + |new - old| / |the smaller|),
+  // which is the difference of their levels where the phase is the same. What lies 80 dB below the
+  // highest bin is measured against that.
   double deviation_db = 0.0;
   GainDifference speech;  // over 300 to 8000 Hz
   GainDifference all;
