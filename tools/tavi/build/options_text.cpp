@@ -2,6 +2,7 @@
 
 #include <cctype>
 
+#include <algorithm>
 #include <charconv>
 #include <regex>
 
@@ -91,8 +92,17 @@ std::string Options(const FromDataFile& from) { return "file " + Quote(from.file
 
 }  // namespace
 
-std::string OptionsText(const ChannelSource& channel) {
-  return std::visit([](const auto& from) { return Options(from); }, channel.from);
+std::string OptionsText(const PostureSource& posture, size_t channel) {
+  const auto is_measured = [](const ChannelSource& one) {
+    return std::holds_alternative<FromMeasurement>(one.from);
+  };
+  std::string text =
+      std::visit([](const auto& from) { return Options(from); }, posture.channels[channel].from);
+  if (std::all_of(posture.channels.begin(), posture.channels.end(), is_measured)) {
+    text += posture.is_pair_levelled ? ", pair together" : ", pair apart";
+    if (posture.is_delay_matched) text += ", match_delay";
+  }
+  return text;
 }
 
 std::string InKeys(const std::string& text) {

@@ -29,7 +29,7 @@ class Maker {
     for (size_t i = 0; i < kChannelKeys.size(); ++i) {
       channel_ = i;
       place_ = posture_.channels[i].place;
-      made_.channels[i].options = OptionsText(posture_.channels[i]);
+      made_.channels[i].options = OptionsText(posture_, i);
       try {
         std::visit([this](const auto& from) { Make(from); }, posture_.channels[i].from);
       } catch (const InputError& error) {
