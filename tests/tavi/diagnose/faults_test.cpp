@@ -22,6 +22,10 @@ const char* const kConfig =
     "HingeAngle:0,60|ScreenRotation:0,180|LeftChannel:a.txt|RightChannel:b.txt "
     "HingeAngle:61,120|ScreenRotation:0,180|LeftChannel:c.txt|RightChannel:d.txt "
     "HingeAngle:61,120|ScreenRotation:90|LeftChannel:e.txt|RightChannel:f.txt";
+const char* const kConfigWithoutBack =
+    "HingeAngle:0,60|ScreenRotation:0,180|LeftChannel:a.txt|RightChannel:b.txt "
+    "HingeAngle:61,120|ScreenRotation:0|LeftChannel:c.txt|RightChannel:d.txt "
+    "HingeAngle:61,120|ScreenRotation:90,270|LeftChannel:e.txt|RightChannel:f.txt";
 const char* const kOtherConfig =
     "HingeAngle:0,90|ScreenRotation:0,180|LeftChannel:a.txt|RightChannel:b.txt "
     "HingeAngle:91,180|ScreenRotation:0,180|LeftChannel:g.txt|RightChannel:d.txt";
@@ -66,6 +70,15 @@ const std::vector<Fault>& Faults() {
        "6\n"},
       {"no-case", kConfig,
        "announce 5\nhinge 30\nstart 6\nstop 6\nhinge 150\nstart 6\nwait 20s\nstop 6\n"},
+      // In a call; a log without times does not tell it.
+      {"no-case",
+       kConfigWithoutBack,
+       "announce 5\nhinge 80\nstart 6\nwait 5s\nrotation 180\nwait 9s\nstop 6\n",
+       false,
+       false,
+       "",
+       "",
+       {"no-case"}},
       {"before-first-reading",
        kOverlapping,
        "announce 5\nstart 6\nwait 20s\nstop 6\nhinge 30\n",

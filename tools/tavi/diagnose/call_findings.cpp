@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "check/posture_text.h"
 #include "diagnose/findings.h"
 #include "diagnose/posture_track.h"
 
@@ -33,6 +34,7 @@ class CallFinder {
         AddRefusedStatus(i);
       }
       if (event.kind == Kind::kScenarioOn && !event.is_either_status) FindNoCase(i);
+      if (IsRotation(event)) FindNoCaseBehindRotation(i);
     }
     if (life_.is_captured) {
       FindResponsesWithoutStatus();
@@ -158,11 +160,7 @@ class CallFinder {
     if (!has_ended || events_[end].is_behind_gap) return;
     const bool is_late = events_[end].kind == Kind::kCase;
     if (is_late) {
-      const auto time = TimeBetween(field_.material, field_.story, events_[i], events_[end]);
-      constexpr int64_t kAtOnce = 20000;
-      if (life_.is_captured || !time || *time < kAtOnce || events_[end].cause == events_[i].cause) {
-        return;
-      }
+      if (life_.is_captured || !IsLater(i, end) || events_[end].cause == events_[i].cause) return;
     }
     if (IsOneOfMany("no-case")) return;
     const std::string what = is_late ? "a call had no case" + For(i, end, true) + ", then " +
@@ -197,21 +195,71 @@ class CallFinder {
     }
   }
 
+  static bool IsRotation(const StoryEvent& event) {
+    return event.kind == Kind::kTold && !event.is_usecase && event.number == 8;
+  }
+
+  // In a call a rotation took nothing, and no other rotation than the one before has a case there.
+  // A host that tells the same one again looks like that, too.
+  void FindNoCaseBehindRotation(size_t i) {
+    if (field_.candidate == nullptr || !field_.is_candidate_fit || life_.is_captured || i == 0) {
+      return;
+    }
+    const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
+      return later.kind == Kind::kCase || later.kind == Kind::kScenarioOff || IsRotation(later);
+    });
+    if (!has_ended || AreLinesMissing(i, end)) return;
+    const bool is_case = events_[end].kind == Kind::kCase;
+    if (is_case && !IsLater(i, end)) return;
+    // A logger may put the case before the rotation that it came of.
+    if (events_[i - 1].kind == Kind::kCase && !IsLater(i - 1, i)) return;
+    const PostureTrack& track = Track();
+    const auto taken = track.states[i].taken;
+    if (!track.states[i].is_active || !taken) return;
+    const PostureChoices& choices = field_.candidate->choices();
+    const PostureSet turned =
+        choices.Move(track.postures[i - 1] & choices.PosturesOf(*taken), true, taken, std::nullopt);
+    std::vector<Posture> uncovered;
+    for (size_t posture = 0; posture < choices.size(); ++posture) {
+      if (!turned[posture]) continue;
+      if (choices.Next(std::nullopt, posture)) return;
+      uncovered.push_back(choices.at(posture));
+    }
+    if (uncovered.empty() || IsOneOfMany("no-case")) return;
+    Add("no-case", Severity::kWarning, false, {PlaceAt(i)},
+        "a call had no case" + For(i, end, true) + ", from a rotation on: none covers " +
+            DescribePostures(uncovered),
+        "nothing was sent: the DSP stayed with " + field_.candidate->DescribeCase(*taken) +
+            ". `tavi report` shows which postures no case covers");
+  }
+
+  // Whether so much time lies between the two that the later one did not come of the other.
+  bool IsLater(size_t from, size_t to) const {
+    constexpr int64_t kAtOnce = 20000;
+    const auto time = TimeBetween(field_.material, field_.story, events_[from], events_[to]);
+    return time && *time >= kAtOnce;
+  }
+
+  const PostureTrack& Track() {
+    if (!track_) {
+      track_ = TrackPostures(PostureWalk(*field_.candidate, field_.material, field_.story, life_),
+                             life_, true);
+    }
+    return *track_;
+  }
+
   // Whether the hinge had been read, as far as the candidate and the events tell.
   enum class Reading { kNone, kSome, kEither };
   Reading PostureAt(size_t i) {
     if (field_.candidate == nullptr || life_.is_captured || !life_.has_begin)
       return Reading::kEither;
-    if (!track_) {
-      track_ = TrackPostures(PostureWalk(*field_.candidate, field_.material, field_.story, life_),
-                             life_, true);
-    }
+    const PostureTrack& track = Track();
     const PostureChoices& choices = field_.candidate->choices();
     bool is_none = false;
     bool is_some = false;
     for (size_t posture = 0; posture < choices.size(); ++posture) {
       // The set may be wider than what no case covers, where a case came later.
-      if (!track_->postures[i][posture] || choices.Next(std::nullopt, posture)) continue;
+      if (!track.postures[i][posture] || choices.Next(std::nullopt, posture)) continue;
       (choices.at(posture).hinge_angle ? is_some : is_none) = true;
     }
     return is_none && !is_some   ? Reading::kNone
