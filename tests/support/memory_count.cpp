@@ -17,6 +17,9 @@ std::atomic<long> live_blocks = 0;
 std::atomic<long> live_bytes = 0;
 std::atomic<long> allocations = 0;
 
+// The thread sanitizer lets nobody replace its new and delete: nothing is counted beside it.
+#ifndef TAVI_THREAD_SANITIZED
+
 // The size stands in front of each block; a block keeps the alignment that malloc gives.
 constexpr size_t kHeader = alignof(std::max_align_t);
 
@@ -50,6 +53,8 @@ void Free(void* block) {
   std::free(memory);
 }
 // NOLINTEND(cppcoreguidelines-no-malloc)
+
+#endif
 
 }  // namespace
 
@@ -118,6 +123,8 @@ TAVI_EXPORT void free(void* block) noexcept {
 
 #endif
 
+#ifndef TAVI_THREAD_SANITIZED
+
 // In the place of the C++ library's; the dynamic linker gives them to the module as well.
 void* operator new(size_t size) { return brelmo::tavi::test::Allocate(size); }
 void* operator new[](size_t size) { return brelmo::tavi::test::Allocate(size); }
@@ -125,3 +132,5 @@ void operator delete(void* block) noexcept { brelmo::tavi::test::Free(block); }
 void operator delete[](void* block) noexcept { brelmo::tavi::test::Free(block); }
 void operator delete(void* block, size_t /*size*/) noexcept { brelmo::tavi::test::Free(block); }
 void operator delete[](void* block, size_t /*size*/) noexcept { brelmo::tavi::test::Free(block); }
+
+#endif
