@@ -92,7 +92,8 @@ Interface ReadInterface(const BlockBytes& block) {
 std::optional<int> ReadResult(std::string_view comment) {
   if (!TakeWord(comment, kResultComment)) return std::nullopt;
   const auto result = TakeInt(comment);
-  while (TakeWord(comment, " ")) continue;
+  while (TakeWord(comment, " ")) {
+  }
   return comment.empty() ? result : std::nullopt;
 }
 

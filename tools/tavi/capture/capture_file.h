@@ -32,7 +32,7 @@ struct CapturedDelivery {
   std::optional<simulator::DspMessages::Damage> damage;
 };
 
-using DeliveryHandler = std::function<void(CapturedDelivery&)>;
+using DeliveryHandler = std::function<void(const CapturedDelivery&)>;
 
 // What stands at the beginning of `bytes`.
 bool LooksLikePcapng(std::string_view bytes);

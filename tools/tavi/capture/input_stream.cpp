@@ -59,7 +59,7 @@ InputStream::InputStream(const std::string& path) : path_(path), buffer_(kBuffer
   RequireEnd(path);
   file_.reset(std::fopen(path.c_str(), "rb"));
   if (!file_) throw InputError(path + ": cannot be read: " + std::strerror(errno));
-  if (const auto size = std::filesystem::file_size(path, error); !error) size_ = size;
+  if (const auto bytes = std::filesystem::file_size(path, error); !error) size_ = bytes;
   Begin();
 }
 

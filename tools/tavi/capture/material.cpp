@@ -112,7 +112,9 @@ class MaterialReader {
   }
 
   void ReadCapture(InputStream& stream, bool is_pcapng) {
-    const DeliveryHandler take = [this](CapturedDelivery& delivery) { TakeDelivery(delivery); };
+    const DeliveryHandler take = [this](const CapturedDelivery& delivery) {
+      TakeDelivery(delivery);
+    };
     const uint64_t begin = stream.offset();
     const auto damage = is_pcapng ? ReadPcapng(stream, take) : ReadMessages(stream, take);
     if (is_pcapng) file().has_borders = true;
@@ -341,7 +343,7 @@ class MaterialReader {
 
   // ---- Captures ----
 
-  void TakeDelivery(CapturedDelivery& captured) {
+  void TakeDelivery(const CapturedDelivery& captured) {
     const Place place = {file_number(), 0, captured.offset};
     Delivery delivery;
     delivery.place = place;

@@ -262,9 +262,8 @@ class CallFinder {
       if (!track.postures[i][posture] || choices.Next(std::nullopt, posture)) continue;
       (choices.at(posture).hinge_angle ? is_some : is_none) = true;
     }
-    return is_none && !is_some   ? Reading::kNone
-           : is_some && !is_none ? Reading::kSome
-                                 : Reading::kEither;
+    if (is_none == is_some) return Reading::kEither;
+    return is_none ? Reading::kNone : Reading::kSome;
   }
 
   void FindCallsWithoutStatus() {

@@ -154,10 +154,10 @@ std::string Candidate::DescribeCase(size_t number) const {
 }
 
 const Finding* Candidate::AlternationFinding(size_t a, size_t b) const {
-  const std::string cases = CaseNumbers({std::min(a, b), std::max(a, b)}) + " both match";
+  const std::string both = CaseNumbers({std::min(a, b), std::max(a, b)}) + " both match";
   const auto found =
-      std::find_if(check_.findings.begin(), check_.findings.end(), [&cases](const Finding& one) {
-        return one.name == "alternating-cases" && one.message.rfind(cases, 0) == 0;
+      std::find_if(check_.findings.begin(), check_.findings.end(), [&both](const Finding& one) {
+        return one.name == "alternating-cases" && one.message.rfind(both, 0) == 0;
       });
   return found == check_.findings.end() ? nullptr : &*found;
 }

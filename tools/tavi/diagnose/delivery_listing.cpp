@@ -307,7 +307,7 @@ void ListDeliveries(const DecodeOptions& options) {
   }
   // The first place that makes no sense.
   std::optional<simulator::DspMessages::Damage> damage;
-  const auto put = [&](CapturedDelivery& delivery) {
+  const auto put = [&](const CapturedDelivery& delivery) {
     listing.Put(delivery);
     if (!damage) damage = delivery.damage;
   };

@@ -124,7 +124,7 @@ std::string NameCase(const FieldCase& field, const Life& life, CaseId id) {
     const std::string theirs = NameCaseOf(*other, field, life, index);
     if (theirs == name) continue;
     // Of one number, in other postures.
-    name = name.substr(0, name.find(" ("));
+    name.resize(std::min(name.size(), name.find(" (")));
     if (name != theirs.substr(0, theirs.find(" ("))) return own;
   }
   return name.empty() ? own : name;

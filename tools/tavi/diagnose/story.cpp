@@ -40,7 +40,7 @@ class LogTeller {
   }
 
   void End() {
-    for (Life& life : lives_) story_.lives.push_back(std::move(life));
+    for (Life& each : lives_) story_.lives.push_back(std::move(each));
   }
 
  private:

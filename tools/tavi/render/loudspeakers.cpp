@@ -64,10 +64,10 @@ std::vector<double> ImpulseOf(const Measurement& measurement, double rate, doubl
 
 }  // namespace
 
-Loudspeakers::Loudspeakers(const std::vector<Measurement>& measurements, double rate) {
+Loudspeakers::Loudspeakers(const std::vector<Measurement>& measurements, double rate)
+    : time_fault_(TimeFault(measurements)) {
   std::vector<std::vector<double>> impulses;
   double power = 0.0;
-  time_fault_ = TimeFault(measurements);
   // What was taken off both alike is no difference between them.
   double earliest = measurements.front().delay_seconds;
   for (const Measurement& measurement : measurements) {
