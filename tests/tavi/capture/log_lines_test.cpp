@@ -137,7 +137,7 @@ TEST(LogLinesTest, AreUnderstoodAsTheRunningModuleLogsThem) {
   CompensationConfig named;
   named.name = "other";
   named.cases.emplace_back();
-  TelephonySpeakerCompensation(nullptr, named);
+  const TelephonySpeakerCompensation of_another(nullptr, named);
   std::set<LogEvent> unseen;
   for (const tools::LogLineForm& form : tools::LogLineForms()) {
     if (seen.count(form.event) == 0) unseen.insert(form.event);

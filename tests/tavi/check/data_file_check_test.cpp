@@ -53,7 +53,7 @@ const FileRow kFileRows[] = {
     // Empty lines are no bins.
     {"flat-response", "\n\n" + Middle("1;0"), 131, 1, "1 field", "\n\n" + Middle("1,0")},
     {"flat-response", First(std::string(1, '\0') + "1,0"), 1, 1, "a null character", First("1,0")},
-    {"null-character", Middle(std::string("1\0.5,0", 7)), 129, 2, "stands in bin 128",
+    {"null-character", Middle(std::string("1\0.5,0", 6)), 129, 2, "stands in bin 128",
      Middle("1,0")},
     {"empty-response", "", 0, 0, "no data", Middle("1,0")},
     {"empty-response", "\n\n", 0, 0, "no data", Middle("1,0")},

@@ -47,9 +47,9 @@ struct Fault {
   const char* config;
   std::string steps;
   bool is_in_log = true;
-  bool is_in_capture = true;     // with the right configuration at hand
-  std::string broken_file = "";  // of the device alone
-  std::string broken_content = "";
+  bool is_in_capture = true;  // with the right configuration at hand
+  std::string broken_file{};  // of the device alone
+  std::string broken_content{};
   std::set<std::string> also = {};  // what follows from it
 };
 

@@ -13,8 +13,6 @@ namespace brelmo::tavi::test {
 
 namespace {
 
-using simulator::HostEvent;
-
 class FieldDevice : private simulator::HostObserver {
  public:
   explicit FieldDevice(const std::string& config)

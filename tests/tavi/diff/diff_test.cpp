@@ -137,7 +137,7 @@ TEST_F(DiffTest, FindsAnyFileThatChangesInItsPostureAlone) {
       EXPECT_EQ(found.new_case, number);
       EXPECT_FALSE(found.is_other_case);
       for (const tools::Posture& posture : found.postures) {
-        EXPECT_EQ(posture.rotation, old_.postures.size() > 0 ? tuning.cases[number].rotation : -1);
+        EXPECT_EQ(posture.rotation, old_.postures.empty() ? -1 : tuning.cases[number].rotation);
         EXPECT_GE(*posture.hinge_angle, tuning.cases[number].from);
         EXPECT_LE(*posture.hinge_angle, tuning.cases[number].to);
       }

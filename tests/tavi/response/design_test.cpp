@@ -122,7 +122,7 @@ TEST(DesignPropertyTest, NoGainIsBeyondTheLimits) {
     // At other frequencies than those at which the design looks, too.
     double highest = -1e9;
     double lowest = 1e9;
-    for (const Complex& bin : BinsOf(SignalOf(design.bins), 3 * 8192)) {
+    for (const Complex& bin : BinsOf(SignalOf(design.bins), size_t{3} * 8192)) {
       highest = std::max(highest, ToDb(std::abs(bin)));
       lowest = std::min(lowest, ToDb(std::abs(bin)));
     }

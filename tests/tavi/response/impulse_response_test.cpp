@@ -209,7 +209,10 @@ TEST_F(ImpulseResponseTest, WhatIsRefusedOrWarnedOf) {
   std::vector<double> clipped = Biquad(48000).Impulse(100, kLength, 20.0);
   for (double& sample : clipped) sample = std::fmax(std::fmin(sample, 1.0), -1.0);
   std::vector<double> ringing(300);
-  for (size_t n = 0; n < ringing.size(); ++n) ringing[n] = std::exp(-0.01 * n) * std::sin(0.2 * n);
+  for (size_t n = 0; n < ringing.size(); ++n) {
+    const auto time = static_cast<double>(n);
+    ringing[n] = std::exp(-0.01 * time) * std::sin(0.2 * time);
+  }
   const std::vector<double> silence(kLength);
   std::vector<double> not_a_number = good;
   not_a_number[7] = NAN;

@@ -28,7 +28,8 @@ std::string ProductLines(const Tuning& tuning, const std::string& folder, const 
   const std::string start = "$(LOCAL_PATH)/" + (way == "." ? "" : way.string() + "/");
   for (const auto& [name, content] : tuning.files) {
     if (name.rfind("etc/", 0) != 0) continue;
-    text += " \\\n    " + start + name + ":$(TARGET_COPY_OUT_VENDOR)/" + name;
+    text.append(" \\\n    ").append(start).append(name);
+    text.append(":$(TARGET_COPY_OUT_VENDOR)/").append(name);
   }
   return text + "\n";
 }

@@ -167,7 +167,7 @@ ChannelSource ReadChannel(TomlTable& table, const FromMeasurement& defaults) {
   for (const std::string& key : kChannelKinds) {
     if (!table.Has(key)) continue;
     if (!kind.empty()) {
-      table.Refuse(key, "a channel is made from one thing, not from " + kind + " and " + key,
+      table.Refuse(key, "a channel is made from one thing, not from " + Enumerate({kind, key}),
                    kNothingIsBuilt);
     }
     kind = key;

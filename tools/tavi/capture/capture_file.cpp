@@ -311,7 +311,7 @@ std::string CaptureHead(CaptureFormat format) {
 
 std::string CaptureBytes(const simulator::DspWrite& write, CaptureFormat format,
                          std::chrono::microseconds delivered) {
-  const std::string bytes(write.bytes.begin(), write.bytes.end());
+  std::string bytes(write.bytes.begin(), write.bytes.end());
   if (format == CaptureFormat::kBytes) return bytes;
   const int64_t time = delivered.count();
   std::string packet;

@@ -11,7 +11,7 @@ namespace brelmo::tavi::tools {
 namespace {
 
 constexpr int64_t kSecond = 1000000;
-constexpr int64_t kDay = 24 * 3600 * kSecond;
+constexpr int64_t kDay = int64_t{24} * 3600 * kSecond;
 constexpr int kYearWithoutOne = 2000;  // has a February 29
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -338,7 +338,7 @@ std::string DescribeTime(const LogTime& time) {
 
 LogTime TimeOfSeconds(int64_t us) {
   // No device has been up for ten years.
-  constexpr int64_t kLongestUptime = 10 * 366 * kDay;
+  constexpr int64_t kLongestUptime = int64_t{10} * 366 * kDay;
   return {us > kLongestUptime ? ClockKind::kEpoch : ClockKind::kMonotonic, us, 0};
 }
 

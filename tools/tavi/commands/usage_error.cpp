@@ -37,7 +37,7 @@ bool TakesConfiguration(const CLI::App& command) {
 
 // What the command cannot do with a word that it did not expect.
 std::string ExplainWord(const CLI::App& command, const std::string& word) {
-  const std::string name = command.get_name();
+  const std::string& name = command.get_name();
   if (word.substr(0, 1) == "-") {
     const std::string option = word.substr(0, word.find('='));
     const std::string nearest = NearestName(option, OptionNames(command));

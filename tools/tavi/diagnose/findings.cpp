@@ -116,7 +116,7 @@ std::string NameCase(const FieldCase& field, const Life& life, CaseId id) {
   if (id == kNoCase) return "no case";
   if (id == kUnknownCase) return "a case that the material does not tell";
   const auto index = static_cast<size_t>(id);
-  const std::string own =
+  std::string own =
       life.is_captured ? NameResponses(field, index) : NameKeys(field.material.keys[index]);
   if (field.candidate == nullptr) return own;
   std::string name = NameCaseOf(*field.candidate, field, life, index);

@@ -52,8 +52,7 @@ void FindPostureOfDump(const FieldCase& field, const Place& place, const Dump& d
 }
 
 std::string ChannelOf(size_t number, int type, const FieldCase& field) {
-  const std::string channel =
-      (type == 0 ? "left of case " : "right of case ") + std::to_string(number);
+  std::string channel = (type == 0 ? "left of case " : "right of case ") + std::to_string(number);
   if (field.candidate == nullptr || field.candidate->source().is_recovered ||
       number >= field.candidate->cases().size()) {
     return channel;
@@ -146,7 +145,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
   for (const auto& [key, deliveries] : sent) {
     const auto& [is_left, number] = key;
     const std::vector<float>& response = material.responses[number];
-    const std::string channel = is_left ? "left" : "right";
+    const char* const channel = is_left ? "left" : "right";
     const Place& place = deliveries.front()->place;
     const std::string times =
         "in " + (deliveries.size() == 1 ? "one delivery"
@@ -167,6 +166,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
       }
     }
     std::vector<std::string> names;
+    names.reserve(files.size());
     for (const std::string& file : files) names.push_back(Printable(file));
     if (is_flat &&
         (candidate == nullptr || !HasResponse(*candidate, is_left, response) || !files.empty())) {
@@ -181,7 +181,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
       if (is_from_file) continue;
       found.push_back(MakeFieldFinding(
           field, "flat-channel", Severity::kError, candidate != nullptr && !names.empty(), {place},
-          "the " + channel + " channel was played flat " + times +
+          Format("the %s channel was played flat %s", channel, times.c_str()) +
               (names.empty() ? "" : ", in place of " + Enumerate(names)),
           "257 bins of 1 are what the module sends for a file that it cannot use; look at the file "
           "on the device"));
@@ -189,13 +189,13 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
     }
     if (candidate == nullptr || HasResponse(*candidate, is_left, response)) continue;
     const std::string nearest = DescribeNearest(response, KnownResponses(*candidate));
-    found.push_back(
-        MakeFieldFinding(field, "unknown-response", Severity::kError, true, {place},
-                         "no case has the response that the " + channel + " channel got " + times +
-                             (nearest.empty() ? "; no file has " + Count(response.size() / 2, "bin")
-                                              : "; the nearest is " + nearest),
-                         "the device has another file than this desk: compare the two copies" +
-                             (names.empty() ? "" : ", likely of " + Enumerate(names))));
+    found.push_back(MakeFieldFinding(
+        field, "unknown-response", Severity::kError, true, {place},
+        Format("no case has the response that the %s channel got %s", channel, times.c_str()) +
+            (nearest.empty() ? "; no file has " + Count(response.size() / 2, "bin")
+                             : "; the nearest is " + nearest),
+        "the device has another file than this desk: compare the two copies" +
+            (names.empty() ? "" : ", likely of " + Enumerate(names))));
   }
   if (!lone.empty()) {
     const size_t count = lone.size();

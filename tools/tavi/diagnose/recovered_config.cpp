@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "console/wording.h"
 #include "data_folder.h"
@@ -90,10 +91,12 @@ std::optional<RecoveredConfig> RecoverConfig(const Dump& dump) {
       std::string file = output->file_name;
       if (file.empty()) {
         file = "unknown_" + std::to_string(i) + (type == 0 ? "_left.txt" : "_right.txt");
-        result.doubts.push_back(
-            name + (type == 0 ? "the left" : "the right") +
-            " channel was played flat, and a dump does not name the file then; " + file +
-            " stands for it");
+        std::string doubt = name;
+        doubt.append(type == 0 ? "the left" : "the right")
+            .append(" channel was played flat, and a dump does not name the file then; ")
+            .append(file)
+            .append(" stands for it");
+        result.doubts.push_back(std::move(doubt));
       } else if (file.find_first_of(" |:") != std::string::npos) {
         return std::nullopt;
       }

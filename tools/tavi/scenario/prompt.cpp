@@ -81,6 +81,9 @@ struct Prompt::Editor {
   EditLine* line = nullptr;
   History* history = nullptr;
 
+  Editor() = default;
+  Editor(const Editor&) = delete;
+  Editor& operator=(const Editor&) = delete;
   ~Editor() {
     if (line != nullptr) el_end(line);
     if (history != nullptr) history_end(history);
