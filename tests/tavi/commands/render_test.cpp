@@ -102,8 +102,20 @@ TEST_F(RenderCommandTest, ARefusedWriteLeavesTheOldResponseAudible) {
   EXPECT_EQ(refused.exit_code, 0) << refused.out;
   EXPECT_THAT(refused.out, HasSubstr("refused with -5"));
   EXPECT_EQ(Out(), expected);
-  // By turns with itself it is the same, too.
-  Render(call + "play 0.5\n", {"--against", TAVI_EXAMPLE_DATA_FOLDER, "--turns", "1"});
+  // By turns with itself it is the same, too, however it is named.
+  const std::string root = TAVI_EXAMPLE_DATA_FOLDER;
+  for (const Strings& itself :
+       {Strings{root + "/.."}, Strings{root + "/../device.conf", "--old-root", root}}) {
+    Strings arguments = {"--turns", "1", "--against"};
+    arguments.insert(arguments.end(), itself.begin(), itself.end());
+    EXPECT_EQ(Render(call + "play 0.5\n", arguments).exit_code, 0);
+    EXPECT_EQ(Out(), expected);
+  }
+  // A folder of data files has no configuration, and without its data files one would be flat.
+  EXPECT_EQ(Render(call, {"--against", root}).exit_code, 2);
+  EXPECT_EQ(Render(call, {"--against", root + "/../device.conf", "--old-root", folder_.path("")})
+                .exit_code,
+            2);
   EXPECT_EQ(Out(), expected);
   // The same bytes are made again, and others where the DSP takes the write.
   const Outcome taken = Render(call + "play 0.5\nrotation 90\nexpect case 4\n");

@@ -6,8 +6,8 @@
 
 #include "build/options_text.h"
 #include "check/config_text.h"
-#include "check/data_file_path.h"
 #include "check/known_names.h"
+#include "check/tuning_files.h"
 
 namespace brelmo::tavi::tools {
 

@@ -11,7 +11,7 @@
 #include "build/config_source.h"
 #include "build/curves_data.h"
 #include "build/source_files.h"
-#include "check/data_file_path.h"
+#include "check/tuning_files.h"
 #include "console/input.h"
 #include "console/progress.h"
 #include "console/sha256.h"

@@ -8,10 +8,6 @@
 
 namespace brelmo::tavi::tools {
 
-// A tuning in a folder: its configuration, and the folder in it with the data files.
-constexpr const char* kConfigFile = "device.conf";
-constexpr const char* kDataFolder = "etc";
-
 // What a person opens to see the file that a configuration calls `name`. `data_root` is the folder
 // in the place of the device's own; empty for that one.
 std::string DataFilePath(const std::string& name, const std::string& data_root);

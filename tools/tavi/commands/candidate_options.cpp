@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "check/tuning_files.h"
 #include "commands/config_options.h"
 #include "console/input.h"
 #include "console/wording.h"
@@ -44,7 +45,7 @@ std::vector<CandidateSource> CandidateOptions::Read() const {
     CandidateSource source;
     if (i < files_.size()) {
       source.name = files_[i];
-      source.text = ConfigText(files_[i], ReadFile(files_[i]));
+      source.text = HostText(files_[i], ReadFile(files_[i]));
     } else {
       source.text = texts_[i - files_.size()];
       source.name = "configuration " + std::to_string(i + 1);
@@ -70,7 +71,7 @@ std::vector<InputFile> CandidateOptions::Inputs(const std::vector<CandidateSourc
   std::vector<InputFile> inputs;
   for (const std::string& file : files_) inputs.push_back({file, "a configuration"});
   for (const CandidateSource& source : sources) {
-    for (InputFile& input : DataFileInputs(source.text, source.data_root)) {
+    for (InputFile& input : DataFileInputs(source.text, source.data_root, "the configuration")) {
       inputs.push_back(std::move(input));
     }
   }

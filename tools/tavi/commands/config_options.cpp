@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "check/data_file_path.h"
+#include "check/tuning_files.h"
 #include "console/input.h"
 #include "console/wording.h"
 
@@ -68,30 +68,23 @@ void AddFormatOption(CLI::App& command, std::string& format, const std::string& 
       ->type_name("FORMAT");
 }
 
-std::string ConfigText(const std::string& path, std::string content) {
-  if (!content.empty() && content.back() == '\n') content.pop_back();
-  if (const size_t at = content.find('\0'); at != std::string::npos) {
-    throw InputError(path + ": byte " + std::to_string(at + 1) +
-                     " is a null character, where a host would end the text");
-  }
-  return content;
+CLI::Option* AddOldRootOption(CLI::App& command, std::string& data_root) {
+  return command
+      .add_option("--old-root", data_root,
+                  "Folder of the old configuration's data files; default: etc in a folder, else "
+                  "/vendor/etc")
+      ->type_name("DIR");
 }
 
-std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root) {
-  std::vector<InputFile> inputs;
-  for (const std::string& path : DataFilesOf(text, data_root)) {
-    inputs.push_back({path, "a data file of the configuration"});
-  }
-  return inputs;
-}
-
-void RequireFiniteDataFiles(const std::string& text, const std::string& data_root) {
-  for (const std::string& path : DataFilesOf(text, data_root)) {
-    if (const EndlessFile endless = LookForEnd(path)) {
-      throw InputError(path + ": is " + endless.what + ": " + endless.consequence +
-                       "; put a data file in its place");
-    }
-  }
+CLI::Option* AddAgainstOptions(CLI::App& command, std::string& path, std::string& data_root,
+                               const std::string& what) {
+  auto* const against =
+      command
+          .add_option("--against", path,
+                      "An older configuration, or a folder of tavi build: " + what)
+          ->type_name("FILE");
+  AddOldRootOption(command, data_root)->needs(against);
+  return against;
 }
 
 void WarnOfNoDeviceFolder() {
@@ -121,18 +114,11 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
 std::string ConfigSource::Content() const { return file_ ? ReadFile(*file_) : text_.value_or(""); }
 
 std::string ConfigSource::TextOf(std::string content) const {
-  return file_ ? ConfigText(*file_, std::move(content)) : content;
-}
-
-ConfigSource ConfigSource::With(const std::string& file, const std::string& data_root) const {
-  ConfigSource other = *this;
-  if (!file.empty()) other.file_ = file;
-  if (!data_root.empty()) other.data_root_ = data_root;
-  return other;
+  return file_ ? HostText(*file_, std::move(content)) : content;
 }
 
 std::vector<InputFile> ConfigSource::Inputs(const std::string& text) const {
-  std::vector<InputFile> inputs = DataFileInputs(text, data_root());
+  std::vector<InputFile> inputs = DataFileInputs(text, data_root(), "the configuration");
   if (file_) inputs.insert(inputs.begin(), {*file_, "the configuration"});
   return inputs;
 }
@@ -146,10 +132,7 @@ std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
     if (is_given()) WarnOfNoDeviceFolder();
     return std::nullopt;
   }
-  std::error_code error;
-  if (!std::filesystem::is_directory(*data_root_, error)) {
-    throw InputError(*data_root_ + ": is no folder to take data files from");
-  }
+  RequireDataFolder(*data_root_);
   return std::optional<simulator::DataFolder>(std::in_place,
                                               std::filesystem::absolute(*data_root_).string());
 }

@@ -22,14 +22,12 @@ void AddForceOption(CLI::App& command, bool& is_forced);
 // The option --format of commands that write text for people or "json: `what`" for programs.
 void AddFormatOption(CLI::App& command, std::string& format, const std::string& what);
 
-// The text of a file with this content as the host would hand it over: without one final line feed.
-// Throws InputError.
-std::string ConfigText(const std::string& path, std::string content);
-// The data files that `text` names: no output may take the place of one.
-std::vector<InputFile> DataFileInputs(const std::string& text, const std::string& data_root);
-// Throws InputError when a data file that `text` names is one that the module would read, or wait
-// for, without end.
-void RequireFiniteDataFiles(const std::string& text, const std::string& data_root);
+// The option --old-root.
+CLI::Option* AddOldRootOption(CLI::App& command, std::string& data_root);
+// The options --against and --old-root. `what` becomes of the old tuning. Returns --against.
+CLI::Option* AddAgainstOptions(CLI::App& command, std::string& path, std::string& data_root,
+                               const std::string& what);
+
 // On standard error, on a machine that is no device.
 void WarnOfNoDeviceFolder();
 
@@ -41,7 +39,7 @@ class ConfigSource {
   void AddTo(CLI::App& command, bool is_required);
 
   bool is_given() const { return file_ || text_; }
-  // See ConfigText.
+  // See HostText.
   std::string Text() const { return TextOf(Content()); }
   // The same in two steps: the bytes as they stand, and the text of them.
   std::string Content() const;
@@ -50,8 +48,6 @@ class ConfigSource {
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.
   std::string data_root() const { return data_root_.value_or(""); }
-  // The same with another file in the place of the text, or another data folder; empty: as it is.
-  ConfigSource With(const std::string& file, const std::string& data_root) const;
   // What is read because of these options, the data files that `text` names included: no output may
   // take its place.
   std::vector<InputFile> Inputs(const std::string& text) const;

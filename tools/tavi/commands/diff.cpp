@@ -31,11 +31,7 @@ void AddDiffCommand(CLI::App& program, int& exit_code) {
   subcommand->add_option("NEW", diff.new_side.path, "What to compare it with")
       ->type_name("FILE")
       ->required();
-  subcommand
-      ->add_option("--old-root", diff.old_side.data_root,
-                   "Folder of the old configuration's data files; default: etc in a folder, else "
-                   "/vendor/etc")
-      ->type_name("DIR");
+  AddOldRootOption(*subcommand, diff.old_side.data_root);
   subcommand
       ->add_option("--new-root", diff.new_side.data_root,
                    "Folder of the new configuration's data files")

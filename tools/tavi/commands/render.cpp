@@ -1,10 +1,9 @@
 // tavi render: a recording as the device would play it along a scenario.
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include <android-base/logging.h>
 
@@ -26,8 +25,6 @@ struct Command {
   ConfigSource config;
   std::optional<std::string> module;
   std::optional<double> ab_seconds;
-  std::optional<std::string> against;
-  std::string old_data_root;
   std::string scheme = SchemeName(Scheme::kOverlapSave);
   std::string switching = "block";
   std::string normalise = "off";
@@ -35,16 +32,6 @@ struct Command {
   int patience = kDefaultPatience;
   RenderRequest request;
 };
-
-// Sets what the module of a tuning is given, and adds what is read for it to the inputs.
-void SetTuning(const ConfigSource& config, PlaySetup& play, std::vector<InputFile>& inputs) {
-  play.config = config.Text();
-  config.UseDataFolder();  // is there one? It is in force in the module's process alone
-  play.data_root = config.data_root();
-  config.RequireFiniteDataFiles(play.config);
-  const std::vector<InputFile> read = config.Inputs(play.config);
-  inputs.insert(inputs.end(), read.begin(), read.end());
-}
 
 int Render(Command& command) {
   RenderRequest& request = command.request;
@@ -57,7 +44,13 @@ int Render(Command& command) {
   request.play.patience = std::chrono::seconds(command.patience);
   request.play.module = command.module ? *command.module : FindInstalledModule();
   request.inputs.push_back({request.play.module, "the module"});
-  SetTuning(command.config, request.play, request.inputs);
+  request.play.config = command.config.Text();
+  command.config.UseDataFolder();  // is there one? It is in force in the module's process alone
+  request.play.data_root = command.config.data_root();
+  command.config.RequireFiniteDataFiles(request.play.config);
+  for (InputFile& input : command.config.Inputs(request.play.config)) {
+    request.inputs.push_back(std::move(input));
+  }
   for (const Scheme scheme : kSchemes) {
     if (command.scheme == SchemeName(scheme)) request.render.dsp.scheme = scheme;
   }
@@ -67,20 +60,8 @@ int Render(Command& command) {
                           : command.bits == "24" ? SampleFormat::k24
                                                  : SampleFormat::kFloat;
   if (command.ab_seconds) {
-    request.reference = RenderRequest::Reference::kBypass;
+    request.is_against_bypass = true;
     request.render.turn_seconds = *command.ab_seconds;
-  }
-  if (command.against) {
-    const std::string& old = *command.against;
-    request.reference = RenderRequest::Reference::kOld;
-    request.old_name = old;
-    request.old_play = request.play;
-    // A folder of data files is for the same configuration.
-    std::error_code error;
-    SetTuning(std::filesystem::is_directory(old, error)
-                  ? command.config.With("", old)
-                  : command.config.With(old, command.old_data_root),
-              request.old_play, request.inputs);
   }
   android::base::SetMinimumLogSeverity(android::base::FATAL);
   return RunInterruptible(
@@ -113,16 +94,10 @@ void AddSoundOptions(CLI::App& subcommand, Command& command) {
       "--ab", [&command](const double& seconds) { command.ab_seconds = seconds; },
       "Bypass and correction by turns of so many seconds, equally loud");
   ab->check(NumberWithin(1.0, 3600.0, "seconds"))->type_name("SECONDS");
-  auto* const against = subcommand.add_option(
-      "--against", command.against,
-      "An old tuning and this one by turns, equally loud: the old configuration, or the folder of "
-      "its data files");
-  against->type_name("FILE")->excludes(ab);
-  subcommand
-      .add_option("--against-data-root", command.old_data_root,
-                  "Folder of the old configuration's data files; default: that of --data-root")
-      ->needs(against)
-      ->type_name("DIR");
+  auto* const against =
+      AddAgainstOptions(subcommand, request.old_path, request.old_data_root,
+                        "it and this one are played by turns, it first, equally loud");
+  against->excludes(ab);
   subcommand
       .add_option("--turns", request.render.turn_seconds,
                   "Seconds that a turn of --against lasts; default: 4")

@@ -39,21 +39,6 @@ int Report(Command& command) {
   return kExitAsExpected;
 }
 
-void AddOldSide(CLI::App& command, SideOptions& old_side) {
-  auto* const against =
-      command
-          .add_option("--against", old_side.path,
-                      "An older configuration, or a folder of tavi build: the page lays its curves "
-                      "under the others, and marks where another case was taken")
-          ->type_name("FILE");
-  command
-      .add_option("--old-root", old_side.data_root,
-                  "Folder of the old configuration's data files; default: etc in a folder, else "
-                  "/vendor/etc")
-      ->type_name("DIR")
-      ->needs(against);
-}
-
 }  // namespace
 
 void AddReportCommand(CLI::App& program, int& exit_code) {
@@ -76,7 +61,9 @@ void AddReportCommand(CLI::App& program, int& exit_code) {
       ->add_option("--listen", command->report.listen,
                    "Audio of which the page plays the first seconds in each case, and bypassed")
       ->type_name("FILE");
-  AddOldSide(*subcommand, command->old_side);
+  AddAgainstOptions(*subcommand, command->old_side.path, command->old_side.data_root,
+                    "the page lays its curves under the others, and marks where another case was "
+                    "taken");
   subcommand->footer(
       "Exit code: 0 the report is written, whatever it says (`tavi check` is for verdicts), 2 bad "
       "usage or input.");

@@ -8,8 +8,8 @@
 
 #include "capture/capture_file.h"
 #include "capture/capture_rules.h"
-#include "check/data_file_path.h"
 #include "check/known_names.h"
+#include "check/tuning_files.h"
 #include "console/input.h"
 #include "data_folder.h"
 #include "log_capture.h"
@@ -72,23 +72,6 @@ SideResponse ReadResponse(const std::string& path, const std::string& content, d
   return {"a response", ImportCorrection(*read.measurement, options).bins};
 }
 
-SideConfig ReadConfig(const std::string& path, std::string content, const std::string& data_root) {
-  if (!content.empty() && content.back() == '\n') content.pop_back();
-  // One file that is missing is the tuning's fault, and played flat; all of them are elsewhere.
-  const std::vector<std::string> files = DataFilesOf(content, data_root);
-  std::error_code error;
-  if (!files.empty() && std::none_of(files.begin(), files.end(), [&error](const auto& file) {
-        return fs::exists(fs::symlink_status(file, error));
-      })) {
-    throw InputError(path + ": none of its data files is there, not even " + files.front() +
-                     ": what the DSP would be sent cannot be said; name the folder that "
-                     "they are in, the old ones' with --old-root");
-  }
-  SideConfig config = ReadSideConfig(std::move(content), data_root);
-  config.path = path;
-  return config;
-}
-
 SideCapture ReadCapture(const std::string& path, const std::string& content) {
   SideCapture capture;
   std::optional<simulator::DspMessages::Damage> damage;  // the first
@@ -122,30 +105,22 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
 }  // namespace
 
 Side ReadSide(const SideOptions& options, double rate) {
-  std::error_code error;
-  if (fs::is_directory(options.path, error)) {
-    const fs::path folder = options.path;
-    const std::string data_root =
-        options.data_root.empty() ? (folder / kDataFolder).string() : options.data_root;
-    const std::string path = (folder / kConfigFile).string();
-    return ReadConfig(path, ReadFile(path), data_root);
+  TuningFiles tuning = FindTuning(options.path, options.data_root);
+  const bool is_folder = tuning.path != options.path;
+  std::string content = ReadFile(tuning.path, kMaxMeasurementBytes);
+  if (is_folder || (!IsCapture(content) && IsConfig(content))) {
+    tuning = WithText(std::move(tuning), std::move(content));
+    SideConfig config = ReadSideConfig(std::move(tuning.text), tuning.data_root);
+    config.path = std::move(tuning.path);
+    return config;
   }
-  const std::string content = ReadFile(options.path, kMaxMeasurementBytes);
   if (IsCapture(content)) return ReadCapture(options.path, content);
-  if (IsConfig(content)) return ReadConfig(options.path, content, options.data_root);
   return ReadResponse(options.path, content, rate);
 }
 
 SideConfig ReadSideConfig(std::string text, const std::string& data_root) {
-  for (const std::string& path : DataFilesOf(text, data_root)) {
-    if (const EndlessFile endless = LookForEnd(path)) {
-      throw InputError(path + ": is " + endless.what + ": " + endless.consequence);
-    }
-  }
-  std::error_code error;
-  if (!data_root.empty() && !fs::is_directory(data_root, error)) {
-    throw InputError(data_root + ": is no folder to take data files from");
-  }
+  RequireFiniteDataFiles(text, data_root);
+  RequireDataFolder(data_root);
   std::optional<simulator::DataFolder> in_force;
   if (!data_root.empty()) in_force.emplace(fs::absolute(data_root).string());
   const simulator::LogCapture silence([](const simulator::LogLine&) {});

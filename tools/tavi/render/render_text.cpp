@@ -43,10 +43,9 @@ std::string InputText(const RenderRequest& request, const RenderResult& result) 
 }
 
 std::string TurnsText(const RenderRequest& request, const RenderResult& result) {
-  const bool is_bypass = request.reference == RenderRequest::Reference::kBypass;
   return Format("every %g s: ", request.render.turn_seconds) +
-         (is_bypass ? "bypass, then the correction"
-                    : Printable(request.old_name) + ", then the configuration") +
+         (request.old_path.empty() ? "bypass, then the correction"
+                                   : Printable(request.old_path) + ", then the configuration") +
          Format(", made equally loud from 200 to 8000 Hz by %+.2f dB and %+.2f dB",
                 result.turn_gain_db[1], result.turn_gain_db[0]);
 }
@@ -162,7 +161,7 @@ std::string RenderText(const RenderRequest& request, const RenderResult& result,
           "", "the delay between left and right is not kept: " + result.loudspeaker_time_fault);
     }
   }
-  if (request.reference != RenderRequest::Reference::kNone) {
+  if (request.is_against_bypass || !request.old_path.empty()) {
     text += Line("turns", TurnsText(request, result));
   }
   if (options.normalises) {

@@ -16,12 +16,12 @@ struct RenderRequest {
   std::string audio;
   std::string output;
   bool is_forced = false;
-  std::vector<InputFile> inputs;          // besides the audio, the scenario and the measurements
+  // Besides the audio, the scenario, the measurements and the old tuning.
+  std::vector<InputFile> inputs;
   std::vector<std::string> loudspeakers;  // files of measurements: one, or left and right
-  enum class Reference { kNone, kBypass, kOld };
-  Reference reference = Reference::kNone;
-  std::string old_name;  // of kOld: as the user gave it
-  PlaySetup old_play;
+  bool is_against_bypass = false;
+  std::string old_path;  // of the tuning it is against, see FindTuning; empty for none
+  std::string old_data_root;
   RenderOptions render;
 };
 

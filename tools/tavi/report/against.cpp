@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "check/data_file_path.h"
 #include "check/known_names.h"
+#include "check/tuning_files.h"
 #include "console/input.h"
 #include "console/sha256.h"
 #include "console/wording.h"
@@ -140,8 +140,9 @@ size_t CountWhere(const Against& against, bool PostureChange::*is_wanted) {
 
 std::vector<InputFile> Against::inputs() const {
   std::vector<InputFile> files = {{old_config.path, "the old configuration"}};
-  for (const std::string& path : DataFilesOf(old_config.text, old_config.data_root)) {
-    files.push_back({path, "a data file of the old configuration"});
+  for (InputFile& file :
+       DataFileInputs(old_config.text, old_config.data_root, "the old configuration")) {
+    files.push_back(std::move(file));
   }
   return files;
 }
