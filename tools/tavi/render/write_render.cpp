@@ -35,7 +35,8 @@ OutputRules RulesOf(const RenderRequest& request, const TuningFiles& old) {
 TuningFiles ReadOld(const RenderRequest& request) {
   if (request.old_path.empty()) return {};
   TuningFiles old = FindTuning(request.old_path, request.old_data_root);
-  old = WithText(std::move(old), ReadFile(old.path));
+  std::string content = ReadFile(old.path);
+  old = WithText(std::move(old), std::move(content));
   if (DataFilesOf(old.text, old.data_root).empty()) {
     throw InputError(old.path +
                      ": the module reads no case in it that names a data file, so there is nothing "
