@@ -77,7 +77,7 @@ void CheckChannel(const ChannelSource& channel, const Project& project,
     FUZZ_CHECK(correction->import.taps >= 16 && correction->import.taps <= 512);
   } else if (const auto* filters = std::get_if<FromFilters>(&channel.from)) {
     for (const tools::Filter& filter : filters->chain) {
-      FUZZ_CHECK_EQ(FilterFault(filter, project.rate), "");
+      FUZZ_CHECK(FilterFault(filter, project.rate).empty());
     }
   } else {
     FUZZ_CHECK(!std::get<FromDataFile>(channel.from).file.empty());

@@ -20,7 +20,7 @@ using testing::HasSubstr;
 using testing::Optional;
 
 DspMessages Parse(const std::string& bytes) {
-  return simulator::ParseDspMessages(Bytes(bytes), bytes.size());
+  return simulator::ParseDspMessages(DataOf(bytes), bytes.size());
 }
 
 TEST(DspMessageTest, SplitsMessagesThatFollowEachOther) {
@@ -64,7 +64,7 @@ TEST(DspMessageTest, KeepsWhatStandsBeforeDamageAndSaysWhere) {
 
 class VirtualDspTest : public testing::Test {
  protected:
-  DspWrite Send(const std::string& bytes) { return dsp_.Receive(Bytes(bytes), bytes.size()); }
+  DspWrite Send(const std::string& bytes) { return dsp_.Receive(DataOf(bytes), bytes.size()); }
 
   VirtualDsp dsp_;
 };

@@ -28,7 +28,7 @@ inline std::string ResponseMessage(int32_t type, const std::vector<float>& respo
   return Header(type, static_cast<uint32_t>(payload.size())) + payload;
 }
 
-inline const unsigned char* Bytes(const std::string& bytes) {
+inline const unsigned char* DataOf(const std::string& bytes) {
   return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 

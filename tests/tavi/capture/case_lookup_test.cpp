@@ -19,7 +19,7 @@ using testing::UnorderedElementsAre;
 DspWrite Write(const std::string& bytes) {
   DspWrite write;
   write.bytes.assign(bytes.begin(), bytes.end());
-  write.parsed = simulator::ParseDspMessages(Bytes(bytes), bytes.size());
+  write.parsed = simulator::ParseDspMessages(DataOf(bytes), bytes.size());
   return write;
 }
 

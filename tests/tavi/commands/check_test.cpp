@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-struct Outcome {
+struct CheckOutcome {
   int exit_code = -1;
   std::string output;  // standard output
 };
@@ -29,8 +29,8 @@ std::string ShellQuote(const std::string& text) {
   return quoted + "'";
 }
 
-Outcome RunCommand(const std::string& command) {
-  Outcome outcome;
+CheckOutcome RunCommand(const std::string& command) {
+  CheckOutcome outcome;
   std::FILE* const pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return outcome;
   char buffer[4096];
@@ -42,7 +42,7 @@ Outcome RunCommand(const std::string& command) {
   return outcome;
 }
 
-Outcome Check(const std::string& arguments, const std::string& folder = ".") {
+CheckOutcome Check(const std::string& arguments, const std::string& folder = ".") {
   return RunCommand("cd " + ShellQuote(folder) + " && " + ShellQuote(TAVI_COMMAND_FILE) +
                     " check " + arguments + " 2>/dev/null");
 }
@@ -69,7 +69,7 @@ class CheckCommandTest : public testing::Test {
     files_.Write("etc/short.txt", "1,0\n");
   }
   // A case for every posture that plays `file`.
-  Outcome CheckFile(const std::string& file, const std::string& options) {
+  CheckOutcome CheckFile(const std::string& file, const std::string& options) {
     return Check("--data-root etc --config-text 'ScreenRotation:0,90,180,270|LeftChannel:" + file +
                      "|RightChannel:good.txt' " + options,
                  files_.path());
@@ -80,7 +80,7 @@ class CheckCommandTest : public testing::Test {
 
 TEST_F(CheckCommandTest, ManyFaultsAtOnce) {
   const std::string folder = TAVI_TEN_FAULTS_FOLDER;
-  const Outcome outcome = Check("--config device.conf --data-root etc", folder);
+  const CheckOutcome outcome = Check("--config device.conf --data-root etc", folder);
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_EQ(outcome.output, FileContent(folder + "/expected.txt"));
 }
@@ -99,7 +99,7 @@ TEST_F(CheckCommandTest, ExitCodes) {
         "--config-text a --format xml", "--config-text a --max-gain loud",
         "--config-text a --max-gain nan", "--config-text a --max-gain 1001",
         "--config-text a >/dev/full", "--config-text a --format json >/dev/full"}) {
-    const Outcome outcome = Check(arguments, files_.path());
+    const CheckOutcome outcome = Check(arguments, files_.path());
     EXPECT_EQ(outcome.exit_code, 2) << arguments;
     EXPECT_THAT(outcome.output, IsEmpty()) << arguments;
   }
@@ -120,8 +120,9 @@ TEST_F(CheckCommandTest, NamesThatLeaveTheDataFolder) {
 
 TEST_F(CheckCommandTest, LinesFitTheTerminal) {
   const std::string text(200, 'x');
-  const Outcome outcome = RunCommand("script -qc \"stty cols 50; " + ShellQuote(TAVI_COMMAND_FILE) +
-                                     " check --config-text '" + text + "|a:b'\" /dev/null");
+  const CheckOutcome outcome =
+      RunCommand("script -qc \"stty cols 50; " + ShellQuote(TAVI_COMMAND_FILE) +
+                 " check --config-text '" + text + "|a:b'\" /dev/null");
   EXPECT_THAT(outcome.output, HasSubstr("    " + std::string(44, 'x') + "…\r\n"));
 }
 
@@ -134,7 +135,7 @@ TEST_F(CheckCommandTest, LinesOfAWindowsFile) {
 }
 
 TEST_F(CheckCommandTest, ReadsTheDevicesFolderByDefault) {
-  const Outcome outcome =
+  const CheckOutcome outcome =
       Check("--config-text 'HingeAngle:0,90|LeftChannel:tavi_x.txt|RightChannel:tavi_x.txt'");
   EXPECT_THAT(outcome.output,
               StartsWith("configuration:1:29: error: there is no file /vendor/etc/tavi_x.txt"));
@@ -144,7 +145,7 @@ TEST_F(CheckCommandTest, Json) {
   files_.Write("device.conf",
                "HingeAngle:0,90|LeftChannel:sh\xff\x01\".txt|RightChannel:short.txt \xc3\x28");
   files_.Write("etc/sh\xff\x01\".txt", "nan\n");
-  const Outcome outcome =
+  const CheckOutcome outcome =
       Check("--config device.conf --data-root etc --format json", files_.path());
   EXPECT_EQ(outcome.exit_code, 1);
   const auto findings = nlohmann::ordered_json::parse(outcome.output);

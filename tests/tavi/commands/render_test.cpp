@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 // A call on the open device, upright.
-constexpr const char* kCall = "hinge 170\nrotation 0\nannounce 5\nstart 6\n";
+constexpr const char* kAnsweredCall = "hinge 170\nrotation 0\nannounce 5\nstart 6\n";
 
 class RenderCommandTest : public testing::Test {
  protected:
@@ -68,7 +68,7 @@ TEST_F(RenderCommandTest, AnImpulseGivesTheDataFilesAgain) {
   std::vector<int16_t> impulse(512);
   impulse[0] = 16384;  // half of full scale
   Input(48000, impulse);
-  const Outcome outcome = Render(kCall, {"--dsp", "ideal", "--bits", "float"});
+  const Outcome outcome = Render(kAnsweredCall, {"--dsp", "ideal", "--bits", "float"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.out << outcome.err;
   EXPECT_THAT(outcome.out, HasSubstr("case 4"));
   for (const char* const channel : {"1", "2"}) {
@@ -95,7 +95,7 @@ TEST_F(RenderCommandTest, AnImpulseGivesTheDataFilesAgain) {
 
 TEST_F(RenderCommandTest, ARefusedWriteLeavesTheOldResponseAudible) {
   Input(48000, Noise(120000));
-  const std::string call = kCall;
+  const std::string call = kAnsweredCall;
   const Outcome stays = Render(call + "play 0.5\n");
   const std::string expected = Out();
   const Outcome refused = Render(call + "play 0.5\ndsp refuse 1 -5\nrotation 90\nexpect case 4\n");
@@ -147,16 +147,16 @@ TEST_F(RenderCommandTest, SaysWhatClipsAndKeepsItsInputs) {
   std::vector<int16_t> loud(4800);
   for (size_t i = 0; i < loud.size(); ++i) loud[i] = i / 20 % 2 == 0 ? 32000 : -32000;
   Input(48000, loud);
-  const Outcome outcome = Render(kCall);
+  const Outcome outcome = Render(kAnsweredCall);
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_THAT(outcome.out, HasSubstr("--normalise peak"));
-  EXPECT_EQ(Render(kCall, {"--normalise", "peak"}).exit_code, 0);
+  EXPECT_EQ(Render(kAnsweredCall, {"--normalise", "peak"}).exit_code, 0);
   const std::string in = ReadFile(folder_.path("in.wav"));
-  EXPECT_EQ(Render(kCall, {}, "in.wav").exit_code, 2);
+  EXPECT_EQ(Render(kAnsweredCall, {}, "in.wav").exit_code, 2);
   EXPECT_EQ(ReadFile(folder_.path("in.wav")), in);
   folder_.Write("in.wav", "no audio");
   const std::string before = Out();
-  const Outcome unreadable = Render(kCall);
+  const Outcome unreadable = Render(kAnsweredCall);
   EXPECT_EQ(unreadable.exit_code, 2);
   EXPECT_THAT(unreadable.err, HasSubstr("cannot be read as audio"));
   EXPECT_EQ(Out(), before) << "nothing is lost";
@@ -174,10 +174,10 @@ TEST_F(RenderCommandTest, TenMinutesTakeTheMemoryOfTenSeconds) {
   const std::vector<int16_t> samples = Noise(size_t{8000} * 600);
   Input(8000, samples);
   Input(8000, {samples.begin(), samples.begin() + 80000});
-  EXPECT_NE(Render(kCall, slow).exit_code, 2);
+  EXPECT_NE(Render(kAnsweredCall, slow).exit_code, 2);
   const long before = most_kib();
   Input(8000, samples);
-  EXPECT_NE(Render(kCall, slow).exit_code, 2);
+  EXPECT_NE(Render(kAnsweredCall, slow).exit_code, 2);
   EXPECT_LT(most_kib() - before, 4096) << "as floats it is 18 MiB a channel";
 }
 #endif

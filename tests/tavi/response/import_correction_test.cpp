@@ -13,9 +13,9 @@
 namespace brelmo::tavi::tools {
 namespace {
 
-constexpr double kRate = 48000.0;
+constexpr double kDspRate = 48000.0;
 
-Measurement Impulse(const std::vector<double>& samples, double rate = kRate) {
+Measurement Impulse(const std::vector<double>& samples, double rate = kDspRate) {
   Measurement measurement;
   measurement.impulse = samples;
   measurement.impulse_rate_hz = rate;
@@ -65,7 +65,7 @@ TEST(ImportTest, AFilterIsTheSameAtAnotherRateAndAsText) {
     EXPECT_EQ(import.is_minimum_phase, !measurement.has_phase());
     for (size_t k = 1; k < 240; ++k) {
       // Minimum phase depends on the magnitude above half the rate, too.
-      const Complex wanted = at(static_cast<double>(k) * kRate / 512);
+      const Complex wanted = at(static_cast<double>(k) * kDspRate / 512);
       EXPECT_LT(import.is_minimum_phase ? std::abs(std::abs(import.bins[k]) - std::abs(wanted))
                                         : std::abs(import.bins[k] - wanted),
                 0.005)
@@ -95,7 +95,7 @@ TEST(ImportTest, GainTapsDelayAndPhase) {
   options.gain_db = -6;
   const Import early = ImportCorrection(Impulse(late), options);
   EXPECT_THAT(early.findings, testing::IsEmpty());
-  EXPECT_NEAR(early.removed_delay_seconds, 300 / kRate, 1e-9);
+  EXPECT_NEAR(early.removed_delay_seconds, 300 / kDspRate, 1e-9);
   EXPECT_NEAR(early.time.impulse[0], FromDb(-6), 1e-6);
   EXPECT_NEAR(early.time.impulse[20], -0.5 * FromDb(-6), 1e-6);
 
@@ -107,7 +107,7 @@ TEST(ImportTest, GainTapsDelayAndPhase) {
 
   // What begins before its time 0 stands at the circle's end.
   Measurement ahead = Impulse({0.25, 1.0});
-  ahead.impulse_time_seconds = -1 / kRate;
+  ahead.impulse_time_seconds = -1 / kDspRate;
   const Import circle = ImportCorrection(ahead, ImportOptions());
   EXPECT_NEAR(circle.time.impulse[0], 1.0, 1e-6);
   EXPECT_NEAR(circle.time.impulse[511], 0.25, 1e-6);

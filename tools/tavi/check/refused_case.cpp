@@ -38,13 +38,13 @@ bool IsRotation(int value) {
   return std::find(known.begin(), known.end(), value) != known.end();
 }
 
-struct Fault {
+struct ValueFault {
   std::string reason;
   std::string cure;
 };
 
 // What a rule value that the module refuses has wrong with it.
-Fault WhyNoInteger(std::string_view piece) {
+ValueFault WhyNoInteger(std::string_view piece) {
   const std::string trimmed(piece.substr(0, piece.find_last_not_of(" \t\r\n\v\f") + 1));
   if (trimmed != piece && IsInteger(trimmed)) {
     const char last = piece.back();
@@ -225,14 +225,14 @@ class RefusedCase {
     const auto found = std::find_if(pieces.begin(), pieces.end(),
                                     [this](Span piece) { return !IsInteger(text_.at(piece)); });
     const Span piece = found == pieces.end() ? item.value() : *found;
-    const Fault fault = WhyNoInteger(text_.at(piece));
+    const ValueFault fault = WhyNoInteger(text_.at(piece));
     Add(piece, "bad-value",
         "the " + std::string(text_.at(item.name())) + " value " + QuoteAt(piece) + " " +
             fault.reason,
         fault.cure);
   }
 
-  Fault WhyNoRange(const std::vector<Span>& pieces) const {
+  ValueFault WhyNoRange(const std::vector<Span>& pieces) const {
     if (pieces.size() != 2) {
       const std::string cure = pieces.size() > 2
                                    ? "write low and high in whole degrees: a comma separates them, "
@@ -260,7 +260,7 @@ class RefusedCase {
   }
 
   void AddBadRange(const Item& item) {
-    const Fault fault = WhyNoRange(ValuesOf(item));
+    const ValueFault fault = WhyNoRange(ValuesOf(item));
     Add(item.value(), "bad-range", "the hinge range " + QuoteAt(item.value()) + fault.reason,
         fault.cure);
   }

@@ -11,14 +11,14 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct CheckCommand {
   ConfigSource config;
   CheckOptions check;
   std::string format = "text";
   bool is_strict = false;
 };
 
-int Check(Command& command) {
+int Check(CheckCommand& command) {
   command.check.config_name = command.config.Name();
   command.check.data_root = command.config.data_root();
   const std::string text = command.config.Text();
@@ -33,7 +33,7 @@ int Check(Command& command) {
 void AddCheckCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "check", "Say what the module will make of a configuration and its data files");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<CheckCommand>();
   command->config.AddTo(*subcommand, /*is_required=*/true);
   subcommand->add_flag("--strict", command->is_strict, "Warnings count as errors do");
   AddFormatOption(*subcommand, command->format, "one array of findings");

@@ -12,7 +12,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct DesignCommand {
   CorrectionFiles files;
   ReadOptions reading;
   DesignSources sources;
@@ -67,7 +67,7 @@ void AddLimits(CLI::App& command, DesignOptions& design) {
 void AddDesignCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "design", "Make a data file that corrects a measured loudspeaker, within limits");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<DesignCommand>();
   subcommand
       ->add_option("MEASUREMENT", command->files.input,
                    "A frequency response as text, or an impulse response as audio or text")

@@ -11,7 +11,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct DiffCommand {
   DiffOptions diff;
   std::string format = "text";
 };
@@ -21,7 +21,7 @@ struct Command {
 void AddDiffCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "diff", "Say how two configurations, responses, or a capture and a configuration differ");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<DiffCommand>();
   DiffOptions& diff = command->diff;
   subcommand
       ->add_option("OLD", diff.old_side.path,

@@ -11,7 +11,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct ImportCommand {
   CorrectionFiles files;
   ReadOptions reading;
   ImportOptions import;
@@ -23,7 +23,7 @@ struct Command {
 void AddImportCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "import", "Make a data file of a correction that was made elsewhere; it is not inverted");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<ImportCommand>();
   // All of a filter counts, from its first sample on.
   command->reading.delay = DelayPolicy::kKeep;
   command->reading.window_ms = 0.0;

@@ -21,7 +21,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct RenderCommand {
   ConfigSource config;
   std::optional<std::string> module;
   std::optional<double> ab_seconds;
@@ -33,7 +33,7 @@ struct Command {
   RenderRequest request;
 };
 
-int Render(Command& command) {
+int Render(RenderCommand& command) {
   RenderRequest& request = command.request;
   if (request.output == "-") {
     throw InputError("-: standard output has what is said of the file; name a file with -o");
@@ -68,7 +68,7 @@ int Render(Command& command) {
       [&request] { return WriteRender(request) ? kExitAsExpected : kExitBroken; });
 }
 
-void AddSoundOptions(CLI::App& subcommand, Command& command) {
+void AddSoundOptions(CLI::App& subcommand, RenderCommand& command) {
   RenderRequest& request = command.request;
   subcommand
       .add_option("--dsp", command.scheme,
@@ -121,7 +121,7 @@ void AddRenderCommand(CLI::App& program, int& exit_code) {
       "render",
       "Play a recording through the virtual DSP, which the real module sets along a "
       "scenario");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<RenderCommand>();
   RenderRequest& request = command->request;
   command->config.AddTo(*subcommand, /*is_required=*/true);
   subcommand

@@ -11,14 +11,14 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Command {
+struct ReportCommand {
   ConfigSource config;
   SideOptions old_side;
   ReportOptions report;
   ReportOutput output;
 };
 
-int Report(Command& command) {
+int Report(ReportCommand& command) {
   command.report.check.config_name = command.config.Name();
   command.report.check.data_root = command.config.data_root();
   const std::string content = command.config.Content();
@@ -44,7 +44,7 @@ int Report(Command& command) {
 void AddReportCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "report", "Write a page that shows what a configuration and its data files come to");
-  const auto command = std::make_shared<Command>();
+  const auto command = std::make_shared<ReportCommand>();
   command->config.AddTo(*subcommand, /*is_required=*/true);
   subcommand
       ->add_option("-o,--output", command->output.path,

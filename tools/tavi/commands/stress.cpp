@@ -17,7 +17,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Options {
+struct StressCommand {
   std::string module;
   int seconds = 10;
   std::optional<uint32_t> seed;
@@ -27,7 +27,7 @@ struct Options {
   bool is_forced = false;
 };
 
-int Run(const Options& options) {
+int Stress(const StressCommand& options) {
   const uint64_t seed = options.seed ? *options.seed : std::random_device()();
   const std::string output =
       options.output.empty() ? "tavi-stress-" + std::to_string(seed) : options.output;
@@ -47,7 +47,7 @@ int Run(const Options& options) {
 void AddStressCommand(CLI::App& program, int& exit_code) {
   auto* const command = program.add_subcommand(
       "stress", "Send a build of the module random events on all host threads at once");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<StressCommand>();
   command->add_option("MODULE", options->module, "The module's library")
       ->type_name("SO")
       ->required();
@@ -69,7 +69,7 @@ void AddStressCommand(CLI::App& program, int& exit_code) {
   AddJobsOption(*command, options->jobs, "Episodes that are played");
   AddPatienceOption(*command, options->patience);
   command->footer("Exit code: 0 nothing was found, 1 a failure was, 2 bad usage or no module.");
-  command->callback([options, &exit_code] { exit_code = Run(*options); });
+  command->callback([options, &exit_code] { exit_code = Stress(*options); });
 }
 
 }  // namespace brelmo::tavi::tools

@@ -17,7 +17,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-struct Options {
+struct ValidateCommand {
   std::string module;
   std::vector<std::string> patterns;
   std::string format = "text";
@@ -27,7 +27,7 @@ struct Options {
   int patience = kDefaultPatience;
 };
 
-int Run(const Options& options) {
+int Validate(const ValidateCommand& options) {
   const auto reporter = options.format == "json"
                             ? MakeJsonVerdicts()
                             : MakeTextVerdicts(options.module, options.is_verbose);
@@ -52,7 +52,7 @@ int Run(const Options& options) {
 void AddValidateCommand(CLI::App& program, int& exit_code) {
   auto* const command = program.add_subcommand(
       "validate", "Test a build of the module: whether it does what its host may count on");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ValidateCommand>();
   command->add_option("MODULE", options->module, "The module's library")->type_name("SO");
   command->add_flag("--list", options->is_list, "Print the tests and what each holds, run none");
   command
@@ -71,7 +71,7 @@ void AddValidateCommand(CLI::App& program, int& exit_code) {
   command->footer(
       "Each test runs in a process of its own.\n"
       "Exit code: 0 all tests held, 1 one did not, 2 bad usage or no module.");
-  command->callback([options, &exit_code] { exit_code = Run(*options); });
+  command->callback([options, &exit_code] { exit_code = Validate(*options); });
 }
 
 }  // namespace brelmo::tavi::tools

@@ -192,8 +192,8 @@ ChannelDiff CompareChannels(const SideChannel& old_channel, const SideChannel& n
   if (old_channel.is_flat != new_channel.is_flat) {
     diff.played_flat = new_channel.is_flat ? "new" : "old";
   }
-  const auto old_bins = BinsOfChannel(old_channel);
-  const auto new_bins = BinsOfChannel(new_channel);
+  const auto old_bins = FilterOfData(old_channel.data);
+  const auto new_bins = FilterOfData(new_channel.data);
   if (!old_bins || !new_bins) {
     const auto kind = [](const SideChannel& channel) {
       return channel.data.empty() ? "nothing" : std::to_string(channel.data.size() / 2) + " bins";

@@ -153,13 +153,4 @@ SideConfig ReadSideConfig(std::string text, const std::string& data_root) {
   return config;
 }
 
-std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel) {
-  if (channel.data.size() != 2 * kBinCount ||
-      !std::all_of(channel.data.begin(), channel.data.end(),
-                   [](float value) { return std::isfinite(value); })) {
-    return std::nullopt;
-  }
-  return BinsOfData(channel.data);
-}
-
 }  // namespace brelmo::tavi::tools

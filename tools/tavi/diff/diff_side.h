@@ -62,7 +62,4 @@ Side ReadSide(const SideOptions& options, double rate);
 // The configuration `text`. No other data folder may be in force. Throws InputError.
 SideConfig ReadSideConfig(std::string text, const std::string& data_root);
 
-// The bins that a case sends to a channel; empty unless they are 257 finite ones.
-std::optional<std::vector<Complex>> BinsOfChannel(const SideChannel& channel);
-
 }  // namespace brelmo::tavi::tools

@@ -5,13 +5,13 @@
 #include <limits>
 #include <optional>
 
+#include "response/spectrum.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
 
 constexpr double kTransformSize = 512.0;
-constexpr double kTurn = 360.0;
-constexpr double kDegreesPerRadian = 57.29577951308232;
 
 }  // namespace
 

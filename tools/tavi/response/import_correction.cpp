@@ -16,8 +16,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr double kDegreesPerRadian = 180.0 / M_PI;
-
 // Up to where the correction says something.
 double LastFrequencyOf(const Measurement& correction) {
   return correction.impulse.empty() ? correction.frequency_hz.back()

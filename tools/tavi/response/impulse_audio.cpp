@@ -15,9 +15,9 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr const char* kCure =
+constexpr const char* kAudioCure =
     "export the impulse response as WAV, AIFF or FLAC of 16, 24 or 32 bit";
-constexpr int kLeastRate = 1000;
+constexpr int kLeastAudioRate = 1000;
 constexpr int kMaxChannels = 64;
 constexpr size_t kBlockFrames = 4096;
 
@@ -129,20 +129,20 @@ ImpulseResult ReadImpulseAudio(const std::string& file, std::string_view bytes,
   if (sound == nullptr) {
     return Refuse(file, "audio-format",
                   std::string("the audio file cannot be read: ") + Printable(sf_strerror(nullptr)),
-                  kCure);
+                  kAudioCure);
   }
   ImpulseSamples impulse;
   impulse.format = FormatName(info.format);
   if (impulse.format.empty()) {
     return Refuse(file, "audio-format", "the audio is coded in a way that changes its samples",
-                  kCure);
+                  kAudioCure);
   }
-  if (info.samplerate < kLeastRate || info.channels < 1 || info.channels > kMaxChannels) {
+  if (info.samplerate < kLeastAudioRate || info.channels < 1 || info.channels > kMaxChannels) {
     return Refuse(file, "audio-format",
                   "the file has " +
                       Count(static_cast<size_t>(std::max(info.channels, 0)), "channel") + " at " +
                       std::to_string(info.samplerate) + " Hz",
-                  kCure);
+                  kAudioCure);
   }
   impulse.rate_hz = info.samplerate;
   impulse.channels = static_cast<size_t>(info.channels);

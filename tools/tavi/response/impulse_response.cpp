@@ -7,6 +7,7 @@
 
 #include "console/wording.h"
 #include "response/phase.h"
+#include "response/spectrum.h"
 
 namespace brelmo::tavi::tools {
 
@@ -27,13 +28,12 @@ constexpr double kCutLevel = 0.01;     // of the peak, at the end of the file
 constexpr double kCutSeconds = 0.001;  // of that end, at most
 constexpr double kFullScale = 0.99;
 constexpr size_t kClippedSamples = 3;
-// What is evaluated at up to kMaxPoints frequencies.
+// What is evaluated at up to kMaxEvaluated frequencies.
 constexpr size_t kMaxWindowSamples = size_t{1} << 18U;
 
 constexpr double kLeastHz = 10.0;
 constexpr double kPointsPerOctave = 48.0;
-constexpr double kMaxPoints = 4096.0;
-constexpr double kDegreesPerRadian = 180.0 / M_PI;
+constexpr double kMaxEvaluated = 4096.0;
 
 size_t AsSamples(double seconds, double rate) {
   return static_cast<size_t>(std::lround(seconds * rate));
@@ -213,8 +213,8 @@ class ImpulseReader {
     double frequency =
         options_.window_ms > 0.0 ? std::max(kLeastHz, 1000.0 / options_.window_ms) : kLeastHz;
     frequency = std::min(frequency, half / 2.0);
-    const double widest =
-        std::max(rate / (4.0 * static_cast<double>(measurement.impulse.size())), half / kMaxPoints);
+    const double widest = std::max(rate / (4.0 * static_cast<double>(measurement.impulse.size())),
+                                   half / kMaxEvaluated);
     const double ratio = std::exp2(1.0 / kPointsPerOctave) - 1.0;
     while (frequency < half) {
       measurement.frequency_hz.push_back(frequency);

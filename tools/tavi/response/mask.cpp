@@ -47,7 +47,7 @@ std::vector<std::string_view> Fields(std::string_view line) {
 }
 
 // Whatever the locale is.
-std::optional<double> Number(std::string_view text) {
+std::optional<double> NumberOf(std::string_view text) {
   double value = 0.0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool is_whole = result.ec == std::errc() && result.ptr == text.data() + text.size();
@@ -96,7 +96,7 @@ Mask ParseMask(const std::string& text, const std::string& name) {
     }
     const auto fields = Fields(line);
     if (fields.size() != 3) Refuse(name, number, Quote(line) + " has not three fields");
-    const auto hz = Number(fields[0]);
+    const auto hz = NumberOf(fields[0]);
     if (!hz) Refuse(name, number, Quote(fields[0]) + " is no number");
     if (*hz < kFrequencies.from_hz || *hz > kFrequencies.to_hz) {
       Refuse(name, number, Quote(fields[0]) + " is no frequency in Hz (0.001 to 1e7)");
@@ -106,7 +106,7 @@ Mask ParseMask(const std::string& text, const std::string& name) {
     for (const bool is_upper : {true, false}) {
       const std::string_view field = fields[is_upper ? 1 : 2];
       if (field.empty()) continue;
-      const auto db = Number(field);
+      const auto db = NumberOf(field);
       if (!db) Refuse(name, number, Quote(field) + " is no number");
       if (std::abs(*db) > kLargestDb) {
         Refuse(name, number, Quote(field) + " is no limit in dB (-300 to 300)");

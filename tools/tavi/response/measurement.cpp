@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
+#include "response/spectrum.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr double kTurn = 360.0;
-constexpr double kDegreesPerRadian = 180.0 / M_PI;
 // Rounding adds up for so long before a phasor is set anew.
 constexpr size_t kPhasorSteps = 512;
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 #include <algorithm>
@@ -31,12 +30,6 @@ constexpr size_t kMaxLineBytes = size_t{64} << 10U;
 // Rounded frequencies of 12 points an octave come as far apart as those of 11.5.
 constexpr double kLeastPointsPerOctave = 12.0;
 constexpr double kRounding = 0.5;
-
-std::string Format(const char* format, double value) {
-  char text[48];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
 
 bool HasLongLine(std::string_view text) {
   LineCursor cursor(text);

@@ -5,11 +5,12 @@
 
 #include <algorithm>
 
+#include "response/spectrum.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr double kTurn = 360.0;
 // Wrapped phase stays within a turn, but for rounding.
 constexpr double kWrappedSpan = kTurn + 0.5;
 constexpr double kFastStep = 120.0;

@@ -1,7 +1,6 @@
 #include "response/reading_summary.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <nlohmann/json.hpp>
 
@@ -10,12 +9,6 @@
 namespace brelmo::tavi::tools {
 
 namespace {
-
-std::string Format(const char* format, double value) {
-  char text[48];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
 
 nlohmann::ordered_json TextOrNull(const std::string& text) {
   return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);

@@ -12,7 +12,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr double kDegreesPerRadian = 180.0 / M_PI;
 constexpr double kPhaseSmoothingOctaves = 1.0 / 6;
 constexpr double kLeastDb = -400.0;  // in place of -infinity, which cannot be interpolated
 
@@ -48,12 +47,12 @@ class GridReader {
 double Fade(double part) { return (1.0 + std::cos(M_PI * std::clamp(part, 0.0, 1.0))) / 2; }
 
 // The line a + b x nearest to the points.
-struct Line {
+struct StraightLine {
   double a = 0.0;
   double b = 0.0;
 };
 
-Line LineThrough(const std::vector<double>& x, const std::vector<double>& y) {
+StraightLine LineThrough(const std::vector<double>& x, const std::vector<double>& y) {
   const auto count = static_cast<double>(x.size());
   double x_mean = 0.0;
   double y_mean = 0.0;
@@ -163,7 +162,7 @@ Curve ExcessPhase(const Measurement& measurement, Range range, const std::vector
     }
   }
   // A delay is no fault of the loudspeaker, and neither is its polarity.
-  const Line line = LineThrough(hz_within, degrees_within);
+  const StraightLine line = LineThrough(hz_within, degrees_within);
   const double turn = 180.0 * std::round(line.a / 180.0);
   for (size_t i = 0; i < grid.size(); ++i) {
     excess.db[i] -= turn + line.b * std::clamp(grid[i], range.from_hz, range.to_hz);

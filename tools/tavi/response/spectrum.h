@@ -17,6 +17,9 @@ using Complex = std::complex<double>;
 constexpr size_t kBinCount = 257;
 constexpr size_t kFilterLength = 512;
 
+constexpr double kTurn = 360.0;  // degrees
+constexpr double kDegreesPerRadian = 57.29577951308232;
+
 // The bins of a real signal, from 0 Hz to half the rate: `size` / 2 + 1 of a transform of `size`
 // points, an even number. A shorter signal is filled up with zeros; a longer one is out of the
 // question.

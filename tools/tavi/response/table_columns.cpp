@@ -60,7 +60,7 @@ std::string List(const std::vector<std::string>& names, size_t count) {
   return "columns " + Enumerate(labels);
 }
 
-const char* const kCure =
+const char* const kColumnCure =
     "give --column FREQUENCY,MAGNITUDE or --column FREQUENCY,MAGNITUDE,PHASE, by name or number";
 
 // Where `wanted` stands: a number from 1 on, or a name in any case of its letters.
@@ -97,7 +97,8 @@ std::variant<ColumnChoice, Finding> ChooseWanted(const std::vector<std::string>&
     found.push_back(*column);
   }
   if (found.size() < 2 || found.size() > 3) {
-    return MakeFault("unknown-column", "--column names " + Count(found.size(), "column"), kCure);
+    return MakeFault("unknown-column", "--column names " + Count(found.size(), "column"),
+                     kColumnCure);
   }
   return ColumnChoice{found[0], found[1],
                       found.size() > 2 ? std::optional<size_t>(found[2]) : std::nullopt};
@@ -117,7 +118,7 @@ std::variant<ColumnChoice, Finding> ChooseNamed(const std::vector<std::string>& 
     return MakeFault("several-curves",
                      "the " + List(names, names.size()) +
                          " do not tell one frequency, one magnitude and one phase at most",
-                     kCure);
+                     kColumnCure);
   }
   return ColumnChoice{frequencies[0], magnitudes[0],
                       phases.empty() ? std::nullopt : std::optional<size_t>(phases[0])};
@@ -163,7 +164,7 @@ std::variant<ColumnChoice, Finding> ChooseColumns(const std::vector<std::string>
   } else if (count > 3) {
     return MakeFault("several-curves",
                      "the " + List(names, count) + " have no names that tell which one is meant",
-                     kCure);
+                     kColumnCure);
   } else {
     result = ColumnChoice{0, 1, count > 2 ? std::optional<size_t>(2) : std::nullopt};
   }

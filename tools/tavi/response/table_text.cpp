@@ -50,7 +50,7 @@ std::string Describe(const TableForm& form) {
   return text;
 }
 
-std::string Number(double value) {
+std::string ShortNumber(double value) {
   char text[32];
   const auto result =
       std::to_chars(text, text + sizeof(text), value, std::chars_format::general, 10);
@@ -145,16 +145,16 @@ class FormReader {
     if (last_frequency_ && *frequency == *last_frequency_) {
       return Fail(
           line, field,
-          MakeRefusal("repeated-frequency", Number(*frequency) + " Hz stands twice",
+          MakeRefusal("repeated-frequency", ShortNumber(*frequency) + " Hz stands twice",
                       "each frequency has one value: leave one of the two lines out" + AsRead()));
     }
     if (last_frequency_ && *frequency < *last_frequency_) {
-      return Fail(
-          line, field,
-          MakeRefusal(
-              "frequency-order",
-              Number(*frequency) + " Hz stands behind " + Number(*last_frequency_) + " Hz",
-              "frequencies ascend, and one file holds one curve: sort the lines" + AsRead()));
+      return Fail(line, field,
+                  MakeRefusal("frequency-order",
+                              ShortNumber(*frequency) + " Hz stands behind " +
+                                  ShortNumber(*last_frequency_) + " Hz",
+                              "frequencies ascend, and one file holds one curve: sort the lines" +
+                                  AsRead()));
     }
     last_frequency_ = *frequency;
     if (*frequency == 0.0) {
@@ -195,8 +195,8 @@ class FormReader {
       Fail(line, field,
            MakeRefusal(
                "value-out-of-range",
-               Number(*value) + " is no value in " + unit + " (" + Number(least) + " to " +
-                   Number(greatest) + ")",
+               ShortNumber(*value) + " is no value in " + unit + " (" + ShortNumber(least) +
+                   " to " + ShortNumber(greatest) + ")",
                "columns are frequency, magnitude and phase; --column names others" + AsRead()));
       return std::nullopt;
     }
@@ -278,8 +278,8 @@ Finding Ambiguous(const std::string& file, const TextLine& line, const TableForm
                   const ResponseTable& table, const TableForm& other_form,
                   const ResponseTable& other) {
   const auto first = [](const ResponseTable& values) {
-    return "first point " + Number(values.frequency_hz[0]) + " Hz, " +
-           Number(values.magnitude_db[0]) + " dB";
+    return "first point " + ShortNumber(values.frequency_hz[0]) + " Hz, " +
+           ShortNumber(values.magnitude_db[0]) + " dB";
   };
   Finding finding = AmbiguousCommas(file, line);
   finding.message = "the numbers can be read in two ways: with " + Describe(form) + " (" +

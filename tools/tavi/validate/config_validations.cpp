@@ -21,10 +21,10 @@ struct ConfigRow {
 
 const std::string kFiles = "|LeftChannel:l.txt|RightChannel:r.txt";
 const std::string kFirst = "HingeAngle:0,90" + kFiles;
-const std::string kFirstKeys = "HingeAngle{0 }| ";
+const std::string kFirstState = "HingeAngle{0 }| ";
 const std::string kFirstIndex = "HingeAngle {[0~90]:0, }";
 
-Lines Malformed(const std::string& item) {
+Lines MalformedTwice(const std::string& item) {
   const std::string line = EngineLog(WARNING, "GetConfiginvalid name and value " + item);
   return {line, line};
 }
@@ -47,7 +47,7 @@ Lines NotRead() {
 ConfigRow Fault(const char* name, const char* holds, const std::string& bad_case, const Lines& log,
                 const std::string& index = kFirstIndex) {
   return {name, holds, kFirst + " " + bad_case + " HingeAngle:91,170" + kFiles, log,
-          kFirstKeys + index};
+          kFirstState + index};
 }
 
 const std::vector<ConfigRow>& ConfigRows() {
@@ -57,40 +57,40 @@ const std::vector<ConfigRow>& ConfigRows() {
        "Spaces separate cases, however many; one before or behind is nothing.",
        "  " + kFirst + "   HingeAngle:91,180" + kFiles + " ",
        {},
-       kFirstKeys + "HingeAngle{1 }| HingeAngle {[0~90]:0, [91~180]:1, }"},
+       kFirstState + "HingeAngle{1 }| HingeAngle {[0~90]:0, [91~180]:1, }"},
       {"config.delimiters",
        "Delimiters in a row are one, and those at an end are none.",
        "||HingeAngle::,0,,90,|:LeftChannel:l.txt:||RightChannel:r.txt|",
        {},
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       {"config.repeated-name",
        "Of a repeated name the first value counts.",
        "HingeAngle:0,90|LeftChannel:l.txt|HingeAngle:91,180|LeftChannel:none|RightChannel:r.txt|"
        "RightChannel:none",
        {},
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       {"config.one-part-item", "A name without a value ends the reading.",
-       kFirst + " HingeAngle:" + kFiles + " HingeAngle:91,180" + kFiles, Malformed("HingeAngle:"),
-       kFirstKeys + kFirstIndex},
+       kFirst + " HingeAngle:" + kFiles + " HingeAngle:91,180" + kFiles,
+       MalformedTwice("HingeAngle:"), kFirstState + kFirstIndex},
       {"config.three-part-item",
        "So does an item of three parts; the items of its case before it are lost, too.",
        kFirst + " HingeAngle:91,180|LeftChannel:l.txt:x|RightChannel:r.txt",
-       Malformed("LeftChannel:l.txt:x"), kFirstKeys + kFirstIndex},
+       MalformedTwice("LeftChannel:l.txt:x"), kFirstState + kFirstIndex},
       {"config.tab", "A tab does not separate cases: it stays in the value.",
        "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt\t", NotRead(),
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       {"config.carriage-return", "Nor does a carriage return, which no number may have behind it.",
        kFirst + " RightChannel:r.txt|LeftChannel:l.txt|HingeAngle:91,180\r",
-       RuleError("invalid rule data name 180\r"), kFirstKeys + kFirstIndex},
+       RuleError("invalid rule data name 180\r"), kFirstState + kFirstIndex},
       {"config.other-white-space", "Nor do other white space, semicolons and line feeds.",
        "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt\v\f\r\n;x", NotRead(),
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       {"config.letter-case", "Names are told apart by upper and lower case.",
        "HingeAngle:0,90|leftChannel:l.txt|RightChannel:r.txt",
        ConfigError("output LeftChannel is missed."), ""},
       // ---- Cases ----
       {"config.no-items", "A case of nothing but bars is a case without outputs.", kFirst + " |||",
-       ConfigError("invalid parm size, current:1, failed: 0"), kFirstKeys + kFirstIndex},
+       ConfigError("invalid parm size, current:1, failed: 0"), kFirstState + kFirstIndex},
       Fault("config.more-conditions", "Every case has as many conditions as the first.",
             "HingeAngle:91,180|ScreenRotation:0" + kFiles,
             ConfigError("invalid parm size, current:1, failed: 2")),
@@ -130,13 +130,13 @@ const std::vector<ConfigRow>& ConfigRows() {
             NotRead() + RuleError("invalid rule data name x")),
       {"config.both-files-missing", "Each output that cannot be read has its lines.",
        "HingeAngle:0,90|LeftChannel:none|RightChannel:none", NotRead() + NotRead(),
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       // ---- Numbers ----
       {"config.number-forms",
        "Numbers may have a sign, or 0x, and white space before them.",
        "HingeAngle:\t0x0,+90" + kFiles + " HingeAngle:010,0XB4" + kFiles,
        {},
-       kFirstKeys + "HingeAngle{0 1 }| HingeAngle {[0~90]:0, [10~180]:1, }"},
+       kFirstState + "HingeAngle{0 1 }| HingeAngle {[0~90]:0, [10~180]:1, }"},
       Fault("config.no-number", "What is no number is refused.", "HingeAngle:x,180" + kFiles,
             RuleError("invalid rule data name x")),
       Fault("config.first-bad-number", "The first that is refused is named.",
@@ -147,7 +147,7 @@ const std::vector<ConfigRow>& ConfigRows() {
        "A rule may have any length.",
        "HingeAngle:0," + std::string(300, '0') + "90" + kFiles,
        {},
-       kFirstKeys + kFirstIndex},
+       kFirstState + kFirstIndex},
       Fault("config.low-number", "Numbers are of 32 bits below 0, too.",
             "HingeAngle:-2147483649,90" + kFiles, RuleError("invalid rule data name -2147483649")),
       Fault("config.behind-a-number", "Nothing may stand behind a number.",

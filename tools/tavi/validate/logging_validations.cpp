@@ -5,7 +5,7 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr const char* kConfig =
+constexpr const char* kLoggedConfig =
     "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:none.txt "
     "HingeAngle:91,180|LeftChannel:empty.txt|RightChannel:empty.txt "
     "HingeAngle:91,181|LeftChannel:l.txt|RightChannel:r.txt bad";
@@ -31,9 +31,9 @@ LoggedLife Play(Trial& trial, android::base::LogSeverity threshold) {
     }
   };
   trial.host().RefuseCommonClient(-3);
-  trial.Init(kConfig);
+  trial.Init(kLoggedConfig);
   trial.Init("bad");
-  if (!trial.Init(kConfig).has_handle) trial.Abandon("init handed out no handle");
+  if (!trial.Init(kLoggedConfig).has_handle) trial.Abandon("init handed out no handle");
   collect();
   for (const char* const event : kEvents) {
     if (std::string(event) == "hinge 20") trial.host().dsp().RefuseNext(1, -5);
@@ -63,7 +63,7 @@ void CheckSuppressed(Trial& trial) {
 
 void CheckErrno(Trial& trial) {
   trial.WriteFile("empty.txt", "");
-  trial.Start(kConfig);
+  trial.Start(kLoggedConfig);
   trial.recorder().WatchErrno();
   for (const char* const event : kEvents) {
     trial.host().dsp().RefuseNext(1, -5);

@@ -13,7 +13,7 @@ namespace brelmo::tavi::tools {
 namespace {
 
 // No case fits before the first hinge reading: what is written is the status alone.
-constexpr const char* kConfig = "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt";
+constexpr const char* kStatusConfig = "HingeAngle:0,90|LeftChannel:l.txt|RightChannel:r.txt";
 
 constexpr const char* kNone = " null";  // a payload
 
@@ -47,7 +47,7 @@ constexpr ScriptRow kHardening[] = {
 };
 
 void PlayScript(Trial& trial, const char* script) {
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   bool is_active = false;
   std::istringstream steps(script);
   for (std::string step; std::getline(steps >> std::ws, step, ';');) {
@@ -94,7 +94,7 @@ void CheckTransitions(Trial& trial) {
     }
     return has_common_value && has_usecase;
   };
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   unsigned set = 0;
   const auto change = [&](size_t i, bool is_added) {
     const bool was_active = is_active(set);
@@ -119,7 +119,7 @@ void CheckTransitions(Trial& trial) {
 
 void CheckTwenty(Trial& trial) {
   constexpr int kCount = 20;
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   const auto deliver = [&trial](const char* event, int number, const Lines& expected) {
     trial.ExpectAfter(std::string(event) + " " + std::to_string(number), expected);
   };
@@ -135,7 +135,7 @@ void CheckTwenty(Trial& trial) {
 // ---- Handlers -----------------------------------------------------------------------------------
 
 void CheckStatusBytes(Trial& trial) {
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   for (const char* const event : {"announce 5", "start 6", "stop 6"}) trial.After(event);
   const auto writes = trial.recorder().TakeWrites();
   trial.Expect(writes.size() == 2,
@@ -149,7 +149,7 @@ void CheckStatusBytes(Trial& trial) {
 }
 
 void CheckRefusedStatus(Trial& trial) {
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   trial.After("announce 5");
   for (const int code : {-5, 1}) {
     trial.host().dsp().RefuseNext(1, code);
@@ -168,7 +168,7 @@ void CheckRefusedStatus(Trial& trial) {
 
 void CheckAbsentEntry(Trial& trial) {
   const Lines failed = {EngineLog(ERROR, "UpdateModuleStatus: fail to update tuning.")};
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   trial.After("announce 5");
   trial.host().SetTuningEntry(false);
   trial.ExpectAfter("start 6", failed);
@@ -178,7 +178,7 @@ void CheckAbsentEntry(Trial& trial) {
 }
 
 void CheckUnsupportedEvents(Trial& trial, const std::string& payload) {
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   for (const int number : {0, 1, 3, 5, 7, 9, 21, 22, -2}) {
     const std::string text = std::to_string(number);
     const Lines said = {
@@ -205,7 +205,7 @@ void CheckPosture(Trial& trial) {
     trial.ExpectPart("the dump after \"" + event + "\"", std::string("    ") + posture + "\n",
                      trial.Dump());
   };
-  trial.Start(kConfig);
+  trial.Start(kStatusConfig);
   for (const int angle : {-1, 181, 360, INT32_MIN, INT32_MAX}) {
     expect_posture("hinge " + std::to_string(angle), "hinge angle:-1, screen rotation:0");
   }
