@@ -1,0 +1,15 @@
+# With TAVI_BATCHES on, the sources of a target are compiled a folder at a time, and the headers read once
+# for all of them: several times as fast where everything is compiled, slower after an edit.
+function(tavi_batches target)
+  if(NOT TAVI_BATCHES)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    get_filename_component(folder ${source} ABSOLUTE)
+    get_filename_component(folder ${folder} DIRECTORY)
+    get_filename_component(folder ${folder} NAME)
+    set_property(SOURCE ${source} PROPERTY UNITY_GROUP "${folder}")
+  endforeach()
+endfunction()
