@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "console/input.h"
 #include "console/wording.h"
 #include "dsp_message.h"
 #include "scenario/scenario.h"

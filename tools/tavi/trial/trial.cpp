@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "console/input.h"
 #include "console/wording.h"
 #include "process/backtraces.h"
 #include "process/scratch_folder.h"

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "console/input.h"
 #include "data_folder.h"
 #include "loaded_module.h"
 #include "process/child_process.h"
