@@ -20,9 +20,8 @@ extern TAVI_MODULE_EXPORT hal_ext_audio_module HAL_PLATFORM_EXT_AUD_MODULE;
 //   0    success; *handle is the module's context. Also for a text that yields no case: an ERROR
 //        line is written and *handle stays as it was.
 //   -12  no memory for the context.
-//   -1   there is no device, or the event service or the hinge-angle sensor refused. What *handle
-//   held
-//        is given to audio_hal_free, and *handle is null.
+//   -1   there is no device, or the event service or the hinge-angle sensor refused. What was in
+//        *handle is given to audio_hal_free, and *handle is null.
 // Reads the data files that the configuration names (blocking). On success host threads may enter
 // the module before this returns. `module_event_callback` and `ops` are not used.
 TAVI_MODULE_EXPORT int compensation_init(hal_audio_device* device,
