@@ -177,6 +177,13 @@ TEST_F(RunCommandTest, NamesTheLineOfEachExpectationThatIsNotMet) {
   EXPECT_THAT(Lines(outcome.out).back(), HasSubstr("11 expectations: 10 failures"));
 }
 
+TEST_F(RunCommandTest, NoBytesOfAStepInstructTheTerminal) {
+  const Outcome outcome = Run({}, "say \033[2Jhello\nannounce 5\nexpect log \033[2J\n");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("\n\\x1b[2Jhello\n"), HasSubstr("expect log \\x1b[2J: "),
+                                 Not(HasSubstr("\033"))));
+}
+
 TEST_F(RunCommandTest, PlaysFaultsAsTheScenarioSays) {
   const std::pair<const char*, const char*> cases[] = {
       {"memory", "refuse memory\nexpect init -12\nexpect no handle\nexpect log fail to allocate\n"},

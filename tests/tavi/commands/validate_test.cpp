@@ -89,6 +89,22 @@ TEST(ValidateCommandTest, SaysOneLineOfAModuleThatHolds) {
       HasSubstr("\r\033[K1 of 1 test\r\033[K"));
 }
 
+TEST(ValidateCommandTest, NoNameInALibraryInstructsTheTerminal) {
+  const tools::ScratchFolder folder;
+  std::string library = ReadFile(TAVI_MODULE_FILE);
+  const std::string name = "compensation_dump";
+  const std::string odd = "compensation\033[1mp";
+  ASSERT_EQ(odd.size(), name.size());
+  for (size_t at = 0; (at = library.find(name, at)) != std::string::npos; ++at) {
+    library.replace(at, name.size(), odd);
+  }
+  folder.Write("odd.so", library);
+  const Outcome outcome = Validate({"--only", "library"}, folder.path("odd.so"));
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.out,
+              AllOf(HasSubstr("compensation\\x1b[1mp is defined"), Not(HasSubstr("\033"))));
+}
+
 TEST(ValidateCommandTest, JsonHasTheOrderOfTheList) {
   const Outcome outcome =
       Validate({"--only", "dump", "--only", "init", "--format", "json", "--jobs", "8"});

@@ -17,6 +17,7 @@
 
 #include "console/input.h"
 #include "console/terminal.h"
+#include "console/wording.h"
 #include "data_folder.h"
 #include "loaded_module.h"
 #include "process/child_process.h"
@@ -111,7 +112,7 @@ bool PlayLines(ScenarioRunner& runner, LineReader& lines, Prompt* prompt, bool i
       if (step && !runner.Play(*step)) return false;
     } catch (const ScenarioError& error) {
       if (!is_prompting) throw AtLine("standard input", error);
-      show(std::string(error.what()) + "\n");
+      show(Printable(error.what()) + "\n");
     }
   }
   if (is_prompting) show("\n");

@@ -132,7 +132,9 @@ class TextReporter : public RunReporter {
 
   void Put(const char* colour, const std::string& text) {
     const bool is_coloured = colour_ && *colour != '\0';
-    line_ += is_coloured ? colour + text + colour::kEnd : text;
+    // Steps and what is said of them hold whatever bytes a scenario holds.
+    const std::string shown = PrintableLines(text);
+    line_ += is_coloured ? colour + shown + colour::kEnd : shown;
   }
   void EndLine() { PutText(std::exchange(line_, {}) + "\n"); }
 

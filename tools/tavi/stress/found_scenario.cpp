@@ -21,9 +21,17 @@ std::string ShellWord(const std::string& text) {
     return std::isalnum(c) != 0 || std::strchr("/._-+:,=@%", c) != nullptr;
   };
   if (!text.empty() && std::all_of(text.begin(), text.end(), is_plain)) return text;
-  std::string quoted = "'";
-  for (const char c : text) quoted += c == '\'' ? "'\\''" : std::string(1, c);
-  return quoted + "'";
+  // What no terminal should get has escapes, which take the shell's other quotes.
+  const bool has_escapes = Printable(text) != text;
+  std::string quoted;
+  for (const char c : text) {
+    if (has_escapes) {
+      quoted += (c == '\'' || c == '\\' ? "\\" : "") + std::string(1, c);
+    } else {
+      quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+  }
+  return has_escapes ? "$'" + Printable(quoted) + "'" : "'" + quoted + "'";
 }
 
 }  // namespace

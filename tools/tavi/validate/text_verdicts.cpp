@@ -51,7 +51,9 @@ class TextVerdicts final : public VerdictReporter {
     std::printf(": %s", validation.holds.c_str());
     if (is_verbose_) std::printf(" (%.2f s)", verdict.seconds);
     std::printf("\n");
-    for (const std::string& fault : verdict.faults) std::printf("  %s\n", fault.c_str());
+    for (const std::string& fault : verdict.faults) {
+      std::printf("  %s\n", PrintableLines(fault).c_str());
+    }
     PutOutput(validation.name, InModule(verdict.output));
     std::fflush(stdout);
   }
