@@ -46,7 +46,7 @@ class DesignCommandTest : public testing::Test {
 };
 
 TEST_F(DesignCommandTest, WritesAFileAndSaysWhatItDoes) {
-  const Outcome outcome = Design({"--mask", "wb-handheld", "--format", "json"});
+  const Outcome outcome = Design({"--mask", "wb-handheld", "--taps", "0257", "--format", "json"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
   EXPECT_EQ(Lines(ReadFile(made_)).size(), 257U);
   const json said = json::parse(outcome.out);
@@ -55,6 +55,7 @@ TEST_F(DesignCommandTest, WritesAFileAndSaysWhatItDoes) {
   EXPECT_GT(said["points"], 100);
   EXPECT_GT(said["to_hz"], 19000.0);
   EXPECT_LT(said["rms_after_db"], said["rms_before_db"]);
+  EXPECT_EQ(said["taps"], 257);
   EXPECT_EQ(said["smoothing"], 6.0);  // of what the deviations are of
   EXPECT_LE(said["max_boost_db"], 6.001);
   EXPECT_GT(said["max_cut_db"], 3.0);

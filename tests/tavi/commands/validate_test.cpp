@@ -51,7 +51,8 @@ TEST(ValidateCommandTest, RefusesWhatItCannotUse) {
       {{"validate", TAVI_MODULE_FILE, "--jobs", "0"}, "--jobs"},
       {{"validate", TAVI_MODULE_FILE, "--format", "xml"}, "--format"},
       {{"stress"}, "MODULE is required"},
-      {{"stress", folder.path("text.so")}, "text.so: is no ELF file"},
+      {{"stress", folder.path("text.so"), "--seconds", "08", "--patience", "09"},
+       "text.so: is no ELF file"},
   };
   for (const auto& [arguments, message] : cases) {
     const Outcome outcome = RunTavi(arguments);
@@ -107,7 +108,7 @@ TEST(ValidateCommandTest, NoNameInALibraryInstructsTheTerminal) {
 
 TEST(ValidateCommandTest, JsonHasTheOrderOfTheList) {
   const Outcome outcome =
-      Validate({"--only", "dump", "--only", "init", "--format", "json", "--jobs", "8"});
+      Validate({"--only", "dump", "--only", "init", "--format", "json", "--jobs", "08"});
   EXPECT_EQ(outcome.exit_code, 0);
   auto objects = outcome.Json();
   ASSERT_THAT(objects, Not(IsEmpty()));

@@ -26,6 +26,12 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
       "");
 }
 
+std::string WithoutLeadingZeros(const std::string& text) {
+  const size_t at = text.find_first_not_of('0');
+  const bool is_number = at != std::string::npos && text[at] >= '0' && text[at] <= '9';
+  return is_number ? text.substr(at) : text;
+}
+
 void AddLimitOptions(CLI::App& command, CheckOptions& check) {
   const auto add = [&command](const std::string& name, double& value, const std::string& what,
                               const CLI::Validator& is_allowed, const std::string& unit) {

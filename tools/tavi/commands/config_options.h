@@ -15,6 +15,8 @@ namespace brelmo::tavi::tools {
 
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
+// For an option that takes a whole number: the zeros in front would make an octal number of it.
+std::string WithoutLeadingZeros(const std::string& text);
 // The options --rate and of the limits beyond which a check says something.
 void AddLimitOptions(CLI::App& command, CheckOptions& check);
 // The option --force.

@@ -90,6 +90,7 @@ void AddDesignCommand(CLI::App& program, int& exit_code) {
       ->type_name("PHASE");
   subcommand->add_option("--taps", command->design.taps, "The filter's length; default: 257")
       ->check(CLI::Range(size_t{16}, kFilterLength).description(""))
+      ->transform(WithoutLeadingZeros)
       ->type_name("N");
   AddLevelOption(*subcommand, command->design);
   subcommand
@@ -100,6 +101,7 @@ void AddDesignCommand(CLI::App& program, int& exit_code) {
   subcommand
       ->add_option("--bands", command->design.bands, "The mask's bands are 1/N octave; default: 3")
       ->check(CLI::Range(1, 24).description(""))
+      ->transform(WithoutLeadingZeros)
       ->type_name("N");
   AddReadingOptions(*subcommand, command->reading);
   subcommand->footer(

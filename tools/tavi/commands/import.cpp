@@ -47,6 +47,7 @@ void AddImportCommand(CLI::App& program, int& exit_code) {
           "512 (default): every bin is the response at its frequency; fewer cut the filter "
           "and fade it out")
       ->check(CLI::Range(size_t{16}, kFilterLength).description(""))
+      ->transform(WithoutLeadingZeros)
       ->type_name("N");
   subcommand->add_option("--gain", command->import.gain_db, "Louder by this much; default: 0")
       ->check(NumberWithin(-200.0, 200.0, "dB"))

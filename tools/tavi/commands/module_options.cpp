@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <thread>
 
+#include "commands/config_options.h"
+
 namespace brelmo::tavi::tools {
 
 size_t DefaultJobs() { return std::max(1U, std::thread::hardware_concurrency()); }
-
-std::string WithoutLeadingZeros(const std::string& text) {
-  const size_t at = text.find_first_not_of('0');
-  const bool is_number = at != std::string::npos && text[at] >= '0' && text[at] <= '9';
-  return is_number ? text.substr(at) : text;
-}
 
 void AddJobsOption(CLI::App& command, size_t& jobs, const std::string& what) {
   command.add_option("--jobs", jobs, what + " at the same time; default: one for each processor")

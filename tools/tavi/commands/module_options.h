@@ -18,7 +18,4 @@ void AddJobsOption(CLI::App& command, size_t& jobs, const std::string& what);
 // The option --patience.
 void AddPatienceOption(CLI::App& command, int& seconds);
 
-// A number with zeros in front, which would make an octal number of it.
-std::string WithoutLeadingZeros(const std::string& text);
-
 }  // namespace brelmo::tavi::tools

@@ -50,6 +50,7 @@ void AddReadingOptions(CLI::App& command, ReadOptions& reading) {
           "--channel", [&reading](const size_t& channel) { reading.channel = channel; },
           "Of audio: the channel, from 1")
       ->check(CLI::Range(1, 1024).description(""))
+      ->transform(WithoutLeadingZeros)
       ->type_name("N");
   command
       .add_option_function<std::string>(
@@ -59,7 +60,7 @@ void AddReadingOptions(CLI::App& command, ReadOptions& reading) {
             if (text == "auto") {
               reading.ir_start.reset();
             } else if (text.find_first_not_of("0123456789") == std::string::npos &&
-                       CLI::detail::lexical_cast(text, sample)) {
+                       CLI::detail::lexical_cast(WithoutLeadingZeros(text), sample)) {
               reading.ir_start = sample;
             } else {
               throw CLI::ValidationError("--ir-start",

@@ -53,6 +53,7 @@ void AddStressCommand(CLI::App& program, int& exit_code) {
       ->required();
   command->add_option("--seconds", options->seconds, "How long to go on; default: 10")
       ->check(CLI::Range(0, 1000000))
+      ->transform(WithoutLeadingZeros)
       ->type_name("S");
   command
       ->add_option("--seed", options->seed,
