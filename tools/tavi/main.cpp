@@ -55,12 +55,15 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using brelmo::tavi::tools::PrintableLines;
+  using brelmo::tavi::tools::Quote;
   try {
     brelmo::tavi::tools::OpenStandardDescriptors();
     std::signal(SIGXFSZ, SIG_IGN);  // writing fails instead, and says why
     return brelmo::tavi::tools::Main(argc, argv);
   } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "tavi: there is not enough memory for this input\n");
+    std::fprintf(stderr, "tavi: memory is short, or its limit low (ulimit -v), for");
+    for (int i = 1; i < argc; ++i) std::fprintf(stderr, " %s", Quote(argv[i]).c_str());
+    std::fprintf(stderr, "\n");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "tavi: %s\n", PrintableLines(error.what()).c_str());
   } catch (...) {

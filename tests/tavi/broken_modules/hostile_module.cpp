@@ -44,6 +44,8 @@ int Init(hal_audio_device* /*device*/, hal_module_event_callback_t /*callback*/,
          hal_ext_module_ops* /*ops*/, const char* /*config*/, void** /*handle*/) {
   prctl(PR_SET_PDEATHSIG, 0);
   if (Is("daemon")) LeaveDaemon();
+  for (volatile int i = 0; Is("spin"); i = 1 - i) {
+  }
   if (Is("close-standard")) {
     for (int fd = 0; fd <= 2; ++fd) close(fd);
   }

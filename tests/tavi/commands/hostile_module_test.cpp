@@ -113,6 +113,26 @@ TEST(PoorMachineTest, IsNoFaultOfTheModule) {
   }
 }
 
+TEST(PoorMachineTest, ALimitOfProcessorTimeIsNamed) {
+  const Outcome outcome = RunTavi({"validate", TAVI_HOSTILE_MODULE_FILE, "--only", "init.m*"}, "",
+                                  "", "ulimit -t 2; export HOSTILE=spin;");
+  EXPECT_EQ(outcome.exit_code, 2) << outcome.out;
+  EXPECT_THAT(outcome.err, HasSubstr("ulimit -t"));
+}
+
+#ifndef TAVI_SANITIZED
+TEST(PoorMachineTest, WhatThereIsNoMemoryForIsNamed) {
+  const tools::ScratchFolder folder;
+  std::string cases;
+  for (int i = 0; i < 4000000; ++i) cases += "x ";
+  folder.Write("large.conf", cases);
+  const Outcome outcome =
+      RunTavi({"check", "--config", folder.path("large.conf")}, "", "", "ulimit -v 200000;");
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("large.conf"), HasSubstr("ulimit -v")));
+}
+#endif
+
 // A parent may ignore the end of children, which their children inherit.
 TEST(PoorMachineTest, AnIgnoredEndOfAChildIsSeenAllTheSame) {
   const Outcome outcome = RunTavi({"run", "--config-text", "x", "--data-root", "/"},

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -165,7 +166,7 @@ class Child {
     for (int i = 0; i < 4; ++i) TakeMessages();
     for (int i = 0; i < 4; ++i) TakeOutput();
     if (!machine_fault_.empty()) throw MachineError(machine_fault_);
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
+    if (WIFSIGNALED(status) && HasRunOutOfTime(WTERMSIG(status))) {
       throw MachineError("a test process may not run any longer (ulimit -t)");
     }
     ChildEnd end;
@@ -193,10 +194,19 @@ class Child {
     Signal(signal);
     kill(pid_, signal);
     int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+    while (wait4(pid_, &status, 0, &usage_) < 0 && errno == EINTR) {
     }
     pid_ = -1;
     return status;
+  }
+
+  // At its limit of processor time the system sends one signal, or, where nothing is allowed beyond
+  // that limit, kills at once.
+  bool HasRunOutOfTime(int signal) const {
+    rlimit limit{};
+    const rlim_t used = usage_.ru_utime.tv_sec + usage_.ru_stime.tv_sec + 1;
+    return signal == SIGXCPU || (signal == SIGKILL && !killed_at_ &&
+                                 getrlimit(RLIMIT_CPU, &limit) == 0 && used >= limit.rlim_max);
   }
 
   void TakeOutput() {
@@ -245,6 +255,7 @@ class Child {
   std::string report_;
   std::string machine_fault_;
   pid_t pid_ = -1;
+  rusage usage_{};  // of a process that has ended
   uint32_t steps_ = 0;
   std::optional<Milliseconds> killed_at_;
 };
