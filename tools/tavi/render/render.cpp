@@ -17,10 +17,10 @@ namespace {
 constexpr double kNone = 1.0;
 
 // A DSP and what is behind it.
-class Voice {
+class DspChain {
  public:
-  Voice(const DspTimeline& timeline, const RenderSources& sources, const DspModel& model,
-        bool compares)
+  DspChain(const DspTimeline& timeline, const RenderSources& sources, const DspModel& model,
+           bool compares)
       : player_(timeline, model, compares), level_(model.rate) {
     if (!sources.loudspeakers.empty()) loudspeakers_.emplace(sources.loudspeakers, model.rate);
   }
@@ -107,16 +107,17 @@ class Rendering {
   void Pass(AudioSink* sink) {
     const bool is_measuring = sink == nullptr;
     AudioSource source(sources_.audio, options_.dsp.rate);
-    std::vector<std::unique_ptr<Voice>> voices;
-    voices.push_back(
-        std::make_unique<Voice>(sources_.timeline, sources_, options_.dsp, !is_measuring));
+    std::vector<std::unique_ptr<DspChain>> chains;
+    chains.push_back(
+        std::make_unique<DspChain>(sources_.timeline, sources_, options_.dsp, !is_measuring));
     if (sources_.reference != nullptr) {
-      voices.push_back(std::make_unique<Voice>(*sources_.reference, sources_, options_.dsp, false));
+      chains.push_back(
+          std::make_unique<DspChain>(*sources_.reference, sources_, options_.dsp, false));
     }
     ClipMeter clipping(options_.dsp.rate, options_.format);
     StepMeter steps;
     Narrator narrator;
-    const size_t delay = voices[0]->delay();
+    const size_t delay = chains[0]->delay();
     size_t length = 0;
     bool is_at_end = false;
     for (size_t at = 0; !is_at_end || at < length + delay; at += kHop) {
@@ -128,7 +129,7 @@ class Rendering {
         is_at_end = count < kHop;
       }
       std::vector<const DspChange*> changes;
-      for (size_t i = voices.size(); i-- > 0;) changes = voices[i]->Process(in, is_measuring);
+      for (size_t i = chains.size(); i-- > 0;) changes = chains[i]->Process(in, is_measuring);
       const size_t begin = at < delay ? std::min(delay - at, kHop) : 0;
       const size_t end =
           is_at_end ? std::min(length + delay - std::min(at, length + delay), kHop) : kHop;
@@ -140,16 +141,16 @@ class Rendering {
         }
         heard_ += changes.size();
       }
-      steps.Process(voices[0]->out());
+      steps.Process(chains[0]->out());
       TakeSteps(steps, false);
       if (begin >= end) continue;
-      const StereoHop mixed = Mix(voices, at, delay);
+      const StereoHop mixed = Mix(chains, at, delay);
       if (is_measuring) continue;
       clipping.Process(mixed, begin, end);
       sink->Write(mixed, begin, end);
     }
     if (is_measuring) {
-      for (size_t i = 0; i < voices.size(); ++i) result_.level_db[i] = voices[i]->level_db();
+      for (size_t i = 0; i < chains.size(); ++i) result_.level_db[i] = chains[i]->level_db();
       return;
     }
     TakeSteps(steps, true);
@@ -157,12 +158,12 @@ class Rendering {
     result_.file_channels = source.file_channels();
     result_.is_resampled = source.is_resampled();
     result_.seconds = static_cast<double>(length) / options_.dsp.rate;
-    if (const auto& loudspeakers = voices[0]->loudspeakers()) {
+    if (const auto& loudspeakers = chains[0]->loudspeakers()) {
       result_.loudspeaker_gain_db = loudspeakers->gain_db();
       result_.loudspeaker_time_fault = loudspeakers->time_fault();
     }
     result_.changes_behind_end = sources_.timeline.changes.size() - heard_;
-    result_.errors = voices[0]->player().SchemeErrors();
+    result_.errors = chains[0]->player().SchemeErrors();
     result_.clipping = clipping;
   }
 
@@ -176,17 +177,17 @@ class Rendering {
     }
   }
 
-  // The hop of which the first sample is `at`, `delay` later. Notes the peaks of the voices.
-  StereoHop Mix(const std::vector<std::unique_ptr<Voice>>& voices, size_t at, size_t delay) {
+  // The hop of which the first sample is `at`, `delay` later. Notes the peaks of the chains.
+  StereoHop Mix(const std::vector<std::unique_ptr<DspChain>>& chains, size_t at, size_t delay) {
     StereoHop mixed{};
     for (size_t i = 0; i < kHop; ++i) {
-      const double share = voices.size() == 1 ? 1.0 : ShareAt(at + i < delay ? 0 : at + i - delay);
+      const double share = chains.size() == 1 ? 1.0 : ShareAt(at + i < delay ? 0 : at + i - delay);
       for (size_t channel = 0; channel < 2; ++channel) {
-        for (size_t voice = 0; voice < voices.size(); ++voice) {
-          const double weight = voice == 0 ? share : 1.0 - share;
-          const double sample = voices[voice]->out()[channel][i];
-          mixed[channel][i] += weight * gains_[voice] * sample;
-          if (weight > 0.0) peaks_[voice] = std::max(peaks_[voice], std::abs(sample));
+        for (size_t chain = 0; chain < chains.size(); ++chain) {
+          const double weight = chain == 0 ? share : 1.0 - share;
+          const double sample = chains[chain]->out()[channel][i];
+          mixed[channel][i] += weight * gains_[chain] * sample;
+          if (weight > 0.0) peaks_[chain] = std::max(peaks_[chain], std::abs(sample));
         }
       }
     }
