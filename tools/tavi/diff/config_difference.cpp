@@ -43,7 +43,8 @@ std::string RulesInWords(const SideCase& a_case) {
 std::string CaseText(size_t number) { return "case " + std::to_string(number); }
 
 bool IsSameSound(const SideCase& a, const SideCase& b) {
-  return a.channels[0].data == b.channels[0].data && a.channels[1].data == b.channels[1].data;
+  return IsSameData(a.channels[0].data, b.channels[0].data) &&
+         IsSameData(a.channels[1].data, b.channels[1].data);
 }
 
 bool AreSameFiles(const SideCase& a, const SideCase& b) {
@@ -136,7 +137,7 @@ void CompareRules(const SideConfig& old_config, const SideConfig& new_config,
     for (size_t channel = 0; channel < 2; ++channel) {
       const SideChannel& was = then.channels[channel];
       const SideChannel& is = now.channels[channel];
-      if (was.file != is.file && was.data == is.data) {
+      if (was.file != is.file && IsSameData(was.data, is.data)) {
         diff.only_text.push_back(named(i, j) + ": the file of the " + kChannelKeys[channel] +
                                  " channel is " + Quote(is.file) + " instead of " +
                                  Quote(was.file) + ", and holds the same");
@@ -187,7 +188,7 @@ std::map<Taken, std::vector<Posture>> GroupPostures(const SideConfig& old_config
 ChannelDiff CompareChannels(const SideChannel& old_channel, const SideChannel& new_channel,
                             const DiffLimits& limits) {
   ChannelDiff diff;
-  if (old_channel.data == new_channel.data) return diff;
+  if (IsSameData(old_channel.data, new_channel.data)) return diff;
   diff.is_same = false;
   if (old_channel.is_flat != new_channel.is_flat) {
     diff.played_flat = new_channel.is_flat ? "new" : "old";

@@ -82,7 +82,9 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
       auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
       SideChannel channel{"", message.Response(), false};
       if (std::none_of(known.begin(), known.end(),
-                       [&channel](const auto& other) { return other.data == channel.data; })) {
+                       [&channel](const auto& other) {
+                         return IsSameData(other.data, channel.data);
+                       })) {
         known.push_back(std::move(channel));
       }
     }
@@ -103,6 +105,12 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
 }
 
 }  // namespace
+
+bool IsSameData(const std::vector<float>& a, const std::vector<float>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](float left, float right) {
+    return left == right || (std::isnan(left) && std::isnan(right));
+  });
+}
 
 Side ReadSide(const SideOptions& options, double rate) {
   TuningFiles tuning = FindTuning(options.path, options.data_root);

@@ -25,6 +25,9 @@ struct SideChannel {
   bool is_flat = false;  // for want of a usable file
 };
 
+// Whether the DSP plays the same of both: a NaN, which the module sends, is the same as a NaN.
+bool IsSameData(const std::vector<float>& a, const std::vector<float>& b);
+
 struct SideCase {
   std::string text;
   std::map<std::string, std::string> conditions;  // as configured, by name
