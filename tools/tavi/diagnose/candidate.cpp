@@ -1,8 +1,10 @@
 #include "diagnose/candidate.h"
 
+#include <cstring>
+
 #include <algorithm>
 #include <filesystem>
-#include <set>
+#include <map>
 
 #include <android-base/logging.h>
 
@@ -40,6 +42,12 @@ std::string OutputName(const audio::compensation::CaseConfig& config, std::strin
 }
 
 }  // namespace
+
+bool CandidateOutput::IsSentAs(const std::vector<float>* sent) const {
+  const size_t size = sent == nullptr ? 0 : sent->size();
+  return response.size() == size &&
+         (size == 0 || std::memcmp(response.data(), sent->data(), size * sizeof(float)) == 0);
+}
 
 size_t CandidateCase::delivery_size() const {
   size_t size = 0;
@@ -130,20 +138,9 @@ std::optional<size_t> Candidate::CaseOfKeys(const PostureKeys& keys) const {
 
 std::vector<size_t> Candidate::CasesOfResponses(const std::vector<float>* left,
                                                 const std::vector<float>* right) const {
-  static const std::vector<float> kNotSent;
-  // By their bytes: a NaN is itself.
-  const auto is_same = [](const std::vector<float>& a, const std::vector<float>* b) {
-    const std::vector<float>& other = b == nullptr ? kNotSent : *b;
-    return a.size() == other.size() &&
-           std::equal(reinterpret_cast<const char*>(a.data()),
-                      reinterpret_cast<const char*>(a.data() + a.size()),
-                      reinterpret_cast<const char*>(other.data()));
-  };
   std::vector<size_t> found;
   for (size_t i = 0; i < cases_.size(); ++i) {
-    if (is_same(cases_[i].left.response, left) && is_same(cases_[i].right.response, right)) {
-      found.push_back(i);
-    }
+    if (cases_[i].left.IsSentAs(left) && cases_[i].right.IsSentAs(right)) found.push_back(i);
   }
   return found;
 }

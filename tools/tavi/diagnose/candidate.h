@@ -29,6 +29,8 @@ struct CandidateOutput {
   std::string file_name;        // as configured
   bool is_flat = false;         // the module plays the channel flat in place of it
   std::vector<float> response;  // as sent
+  // Whether just this is sent; null: nothing is. By its bytes: a NaN is itself.
+  bool IsSentAs(const std::vector<float>* sent) const;
 };
 
 struct CandidateCase {

@@ -134,7 +134,7 @@ class Listing {
     for (const Candidate* const candidate : candidates_) {
       for (const CandidateCase& one : candidate->cases()) {
         const CandidateOutput& own = IsLeft(message) ? one.left : one.right;
-        if (own.response != response) continue;
+        if (!own.IsSentAs(&response)) continue;
         (own.is_flat ? names.in_place_of : names.files).insert(own.file_name);
       }
     }

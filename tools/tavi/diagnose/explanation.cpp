@@ -176,8 +176,8 @@ class Explainer {
                          std::any_of(candidate_.cases().begin(), candidate_.cases().end(),
                                      [&](const CandidateCase& one) {
                                        return delivery.left
-                                                  ? one.left.response == *response(delivery.left)
-                                                  : one.right.response == *response(delivery.right);
+                                                  ? one.left.IsSentAs(response(delivery.left))
+                                                  : one.right.IsSentAs(response(delivery.right));
                                      });
     const bool is_known =
         is_part || !delivery.has_response() || candidate_.source().is_recovered ||

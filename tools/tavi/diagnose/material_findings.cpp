@@ -104,8 +104,7 @@ std::pair<std::vector<Place>, size_t> PlacesOf(const Material& material,
 bool HasResponse(const Candidate& candidate, bool is_left, const std::vector<float>& response) {
   return std::any_of(candidate.cases().begin(), candidate.cases().end(),
                      [&](const CandidateCase& one) {
-                       const auto& own = (is_left ? one.left : one.right).response;
-                       return own == response;
+                       return (is_left ? one.left : one.right).IsSentAs(&response);
                      });
 }
 
@@ -159,7 +158,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
         if (!other) continue;
         for (const CandidateCase& one : candidate->cases()) {
           const CandidateOutput& beside = is_left ? one.right : one.left;
-          if (beside.response == material.responses[*other]) {
+          if (beside.IsSentAs(&material.responses[*other])) {
             files.insert((is_left ? one.left : one.right).file_name);
           }
         }
@@ -175,7 +174,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
                                               [&, is_left = is_left](const CandidateCase& one) {
                                                 const CandidateOutput& own =
                                                     is_left ? one.left : one.right;
-                                                return !own.is_flat && own.response == response;
+                                                return !own.is_flat && own.IsSentAs(&response);
                                               });
       // A file may hold just that.
       if (is_from_file) continue;

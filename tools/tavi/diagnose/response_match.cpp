@@ -1,20 +1,10 @@
 #include "diagnose/response_match.h"
 
-#include <cstring>
-
 #include <set>
 
 namespace brelmo::tavi::tools {
 
 namespace {
-
-// By its bytes: a NaN is itself. An empty one is not sent.
-bool IsSent(const CandidateOutput& output, const std::vector<float>* sent) {
-  const size_t size = sent == nullptr ? 0 : sent->size();
-  return output.response.size() == size &&
-         (size == 0 ||
-          std::memcmp(output.response.data(), sent->data(), size * sizeof(float)) == 0);
-}
 
 bool IsFlat(const std::vector<float>* sent) { return sent != nullptr && IsFlatResponse(*sent); }
 
@@ -27,8 +17,8 @@ std::vector<CaseMatch> MatchCases(const std::vector<const Candidate*>& candidate
   for (size_t i = 0; i < candidates.size(); ++i) {
     const auto& cases = candidates[i]->cases();
     for (size_t k = 0; k < cases.size(); ++k) {
-      const bool has_left = IsSent(cases[k].left, left);
-      const bool has_right = IsSent(cases[k].right, right);
+      const bool has_left = cases[k].left.IsSentAs(left);
+      const bool has_right = cases[k].right.IsSentAs(right);
       CaseMatch match = {i, k, has_left && cases[k].left.is_flat,
                          has_right && cases[k].right.is_flat};
       if (has_left && has_right) {
