@@ -50,8 +50,8 @@ void ForEachInParallel(size_t count, const std::function<void(size_t)>& work) {
 
 class TuningMaker {
  public:
-  TuningMaker(const std::string& path, bool is_strict)
-      : path_(path), is_strict_(is_strict), source_(ReadFile(path), path) {}
+  TuningMaker(const std::string& path, const std::string& content, bool is_strict)
+      : path_(path), is_strict_(is_strict), sha256_(Sha256(content)), source_(content, path) {}
 
   Tuning Run() {
     tuning_.project = ReadProject(source_);
@@ -139,7 +139,7 @@ class TuningMaker {
     std::snprintf(text, sizeof(text), "tavi %s, rate %.10g Hz, max_gain %.10g dB", TAVI_VERSION,
                   project.rate, project.max_gain_db);
     tuning_.remarks.emplace_back(text);
-    tuning_.remarks.push_back("input\t" + source + "\t" + Sha256(ReadFile(path_)));
+    tuning_.remarks.push_back("input\t" + source + "\t" + sha256_);
     tuning_.inputs.push_back({path_, "the source"});
     for (const auto& [path, hash] : files.Hashes()) {
       tuning_.remarks.push_back("input\t" + path);
@@ -156,6 +156,7 @@ class TuningMaker {
 
   const std::string path_;
   const bool is_strict_;
+  const std::string sha256_;  // of what was read as the source, which may be another by now
   TomlSource source_;
   Tuning tuning_;
 };
@@ -163,7 +164,7 @@ class TuningMaker {
 }  // namespace
 
 Tuning MakeTuning(const std::string& source_path, bool is_strict) {
-  return TuningMaker(source_path, is_strict).Run();
+  return TuningMaker(source_path, ReadFile(source_path), is_strict).Run();
 }
 
 }  // namespace brelmo::tavi::tools

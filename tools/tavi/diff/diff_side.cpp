@@ -11,6 +11,7 @@
 #include "check/known_names.h"
 #include "check/tuning_files.h"
 #include "console/input.h"
+#include "console/sha256.h"
 #include "data_folder.h"
 #include "log_capture.h"
 #include "response/import_correction.h"
@@ -117,9 +118,11 @@ Side ReadSide(const SideOptions& options, double rate) {
   const bool is_folder = tuning.path != options.path;
   std::string content = ReadFile(tuning.path, kMaxMeasurementBytes);
   if (is_folder || (!IsCapture(content) && IsConfig(content))) {
+    std::string sha256 = Sha256(content);
     tuning = WithText(std::move(tuning), std::move(content));
     SideConfig config = ReadSideConfig(std::move(tuning.text), tuning.data_root);
     config.path = std::move(tuning.path);
+    config.sha256 = std::move(sha256);
     return config;
   }
   if (IsCapture(content)) return ReadCapture(options.path, content);

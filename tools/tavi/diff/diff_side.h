@@ -39,6 +39,7 @@ struct SideCase {
 struct SideConfig {
   std::string text;
   std::string path;             // of the file with the text; empty for none
+  std::string sha256;           // of that file; empty for none
   std::string data_root;        // empty: the device's own
   std::vector<SideCase> cases;  // in force
   size_t written = 0;           // cases that stand in the text

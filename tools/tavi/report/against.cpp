@@ -10,7 +10,6 @@
 #include "check/known_names.h"
 #include "check/tuning_files.h"
 #include "console/input.h"
-#include "console/sha256.h"
 #include "console/wording.h"
 #include "data_folder.h"
 #include "diff/diff_json.h"
@@ -170,7 +169,6 @@ Against ReadAgainst(const SideOptions& old_side, const std::string& text,
                      "folder of tavi build (tavi diff compares single responses)");
   }
   Against against;
-  against.sha256 = Sha256(ReadFile(old_config->path));
   against.old_config = std::move(*old_config);
   against.new_config = ReadSideConfig(text, data_root);
   against.rate = rate;
@@ -184,7 +182,7 @@ Against ReadAgainst(const SideOptions& old_side, const std::string& text,
 Json AgainstToJson(const Against& against, ResponseData& responses) {
   const SideConfig& old_config = against.old_config;
   return {{"name", old_config.path},
-          {"sha256", against.sha256},
+          {"sha256", old_config.sha256},
           {"data_folder", old_config.data_root.empty() ? simulator::DataFolder::kDevicePath
                                                        : old_config.data_root},
           {"summary", against.Summary()},

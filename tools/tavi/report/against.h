@@ -35,7 +35,6 @@ struct PostureChange {
 };
 
 struct Against {
-  std::string sha256;  // of the old configuration's file
   SideConfig old_config;
   SideConfig new_config;
   double rate = 48000.0;
