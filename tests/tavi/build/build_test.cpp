@@ -129,6 +129,14 @@ TEST_F(BuildTest, HoldsWhatItMadeAndFindsEveryChange) {
   digit = digit == '5' ? '4' : '5';
   folder_.Write("out/" + file, content);
   EXPECT_EQ(Build(source, {"--check"}).exit_code, 0) << "another machine's last digit";
+  folder_.Write("out/" + file, made.at(out_ + "/" + file));
+  folder_.Write("t\xC3\xA4/a", "");
+  EXPECT_EQ(RunTavi({"build", source, "-o", out_, "--check"}, "", "",
+                    "TMPDIR='" + folder_.path("t\xC3\xA4") + "'")
+                .exit_code,
+            0)
+      << "no page tells where it was checked";
+  folder_.Write("out/" + file, content);
   folder_.Write("out/mine.txt", "");
   EXPECT_EQ(Build(source, {"--check"}).exit_code, 1);
   EXPECT_EQ(Build(source).exit_code, 2) << "mine.txt is not tavi's";

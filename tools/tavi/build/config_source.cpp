@@ -8,6 +8,7 @@
 #include "check/config_text.h"
 #include "check/known_names.h"
 #include "check/tuning_files.h"
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -22,12 +23,6 @@ std::string Condition(std::string_view name, const std::vector<int64_t>& values)
     text += (i > 0 ? "," : "") + std::to_string(values[i]);
   }
   return text + "|";
-}
-
-void ReplaceAll(std::string& text, const std::string& what, const std::string& by) {
-  for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, what.size(), by);
-  }
 }
 
 class Mapping {

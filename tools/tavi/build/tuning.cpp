@@ -15,6 +15,7 @@
 #include "console/input.h"
 #include "console/progress.h"
 #include "console/sha256.h"
+#include "console/wording.h"
 #include "data_folder.h"
 #include "process/scratch_folder.h"
 #include "report/report_data.h"
@@ -45,6 +46,15 @@ void ForEachInParallel(size_t count, const std::function<void(size_t)>& work) {
   for (std::thread& thread : threads) thread.join();
   for (const std::exception_ptr& error : errors) {
     if (error) std::rethrow_exception(error);
+  }
+}
+
+// In all texts of the value, before they are written with escapes.
+void ReplaceInTexts(nlohmann::ordered_json& value, const std::string& what, const std::string& by) {
+  if (value.is_string()) {
+    ReplaceAll(value.get_ref<std::string&>(), what, by);
+  } else if (value.is_structured()) {
+    for (nlohmann::ordered_json& part : value) ReplaceInTexts(part, what, by);
   }
 }
 
@@ -124,12 +134,9 @@ class TuningMaker {
     if (IsRefused()) return;
     nlohmann::ordered_json data = MakeReportData(config, options);
     PutCurves(tuning_, data);
-    std::string json = DumpReportData(data);
-    for (size_t at = 0; (at = json.find(data_root, at)) != std::string::npos;) {
-      json.replace(at, data_root.size(), kDataFolder);
-    }
+    ReplaceInTexts(data, data_root, kDataFolder);
     tuning_.files[kConfigFile] = config + "\n";
-    tuning_.files["report.html"] = MakeReportPage(json);
+    tuning_.files["report.html"] = MakeReportPage(DumpReportData(data));
   }
 
   void PutRemarks(const SourceFiles& files) {

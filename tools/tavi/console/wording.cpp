@@ -126,6 +126,12 @@ std::string Quote(std::string_view bytes) {
   return text + "\"";
 }
 
+void ReplaceAll(std::string& text, std::string_view what, std::string_view by) {
+  for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
+    text.replace(at, what.size(), by);
+  }
+}
+
 std::string Format(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);

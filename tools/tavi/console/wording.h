@@ -25,6 +25,9 @@ std::string PrintableLines(std::string_view bytes);
 // The same in quotation marks; a long text is cut.
 std::string Quote(std::string_view bytes);
 
+// Wherever `what`, which must not be empty, stands in it.
+void ReplaceAll(std::string& text, std::string_view what, std::string_view by);
+
 // As printf, into a text.
 __attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...);
 
