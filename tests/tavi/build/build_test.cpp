@@ -194,6 +194,11 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
     EXPECT_THAT(outcome.out, HasSubstr(fault.says)) << fault.source;
     EXPECT_TRUE(FilesIn(out_) == made) << fault.source;
   }
+  // A name stays as it is written, though messages of options become those of keys.
+  EXPECT_THAT(Build(Source("[[posture]]\nname = 'a--b'\nhinge = [0, 180]\n"
+                           "left.file = 'none_at_all.frd'\nright.filters = []\n"))
+                  .out,
+              HasSubstr("spk_a--b_left.txt"));
   // A gap in what is covered stands where it begins.
   const Outcome gap = Build(Source("[[posture]]\nname = 'a'\nhinge = [0, 90]\n"
                                    "rotation = [0, 90, 180, 270]\n" +

@@ -1,7 +1,5 @@
 #include "build/options_text.h"
 
-#include <cctype>
-
 #include <algorithm>
 #include <charconv>
 #include <regex>
@@ -108,15 +106,18 @@ std::string OptionsText(const PostureSource& posture, size_t channel) {
 std::string InKeys(const std::string& text) {
   static const auto* const command = new std::regex("tavi (import|design) (?=--)");
   const std::string said = std::regex_replace(text, *command, "");
+  const auto is_letter = [&said](size_t at) {
+    return at < said.size() && said[at] >= 'a' && said[at] <= 'z';
+  };
   std::string keys;
   for (size_t at = 0; at < said.size();) {
-    const bool is_option = said.compare(at, 2, "--") == 0 && (at == 0 || said[at - 1] != '-') &&
-                           at + 2 < said.size() && std::islower(said[at + 2]) != 0;
-    if (!is_option) {
+    // The name of a posture or of a file may have hyphens within.
+    const bool is_word = at == 0 || said[at - 1] == ' ' || said[at - 1] == '(';
+    if (!is_word || said.compare(at, 2, "--") != 0 || !is_letter(at + 2)) {
       keys += said[at++];
       continue;
     }
-    for (at += 2; at < said.size() && (std::islower(said[at]) != 0 || said[at] == '-'); ++at) {
+    for (at += 2; is_letter(at) || (at < said.size() && said[at] == '-'); ++at) {
       keys += said[at] == '-' ? '_' : said[at];
     }
   }
