@@ -1,7 +1,5 @@
 #include "build/posture_maker.h"
 
-#include <cstdio>
-
 #include <algorithm>
 #include <utility>
 
@@ -148,23 +146,19 @@ class Maker {
   void PutDesign(const Designed& designed) {
     const Design& design = designed.design;
     made().content = DataFileText(design.bins, Digits::kEightDecimals);
-    char text[300];
-    std::snprintf(text, sizeof(text), "%.0f to %.0f Hz, %.2f dB rms off the target, now %.2f",
-                  design.corrected.from_hz, design.corrected.to_hz, design.before.rms_db,
-                  design.after.rms_db);
-    made().told = text;
+    std::string& told = made().told;
+    told = Format("%.0f to %.0f Hz, %.2f dB rms off the target, now %.2f", design.corrected.from_hz,
+                  design.corrected.to_hz, design.before.rms_db, design.after.rms_db);
     if (design.mask_before && design.mask_after) {
-      std::snprintf(text, sizeof(text), "; %s by %+.1f dB, now %+.1f",
-                    Printable(designed.options.mask->name).c_str(), design.mask_before->margin_db,
-                    design.mask_after->margin_db);
-      made().told += text;
+      told += "; " + Printable(designed.options.mask->name) +
+              Format(" by %+.1f dB, now %+.1f", design.mask_before->margin_db,
+                     design.mask_after->margin_db);
     }
     if (designed.lowered_db > 0.005) {
-      std::snprintf(text, sizeof(text), "; %.1f dB down to the other's level", designed.lowered_db);
-      made().told += text;
+      told += Format("; %.1f dB down to the other's level", designed.lowered_db);
     }
     if (designed.delay_samples > 0) {
-      made().told += "; " + Count(designed.delay_samples, "sample") + " later, with the other";
+      told += "; " + Count(designed.delay_samples, "sample") + " later, with the other";
     }
     made().curves = CurvesOf(designed);
   }

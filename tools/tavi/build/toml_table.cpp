@@ -2,7 +2,6 @@
 #include "build/toml_table.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 #include <utility>
@@ -13,12 +12,6 @@
 namespace brelmo::tavi::tools {
 
 namespace {
-
-std::string NumberText(double number) {
-  char text[40];
-  std::snprintf(text, sizeof(text), "%g", number);
-  return text;
-}
 
 std::string ListOf(const std::vector<std::string>& words) {
   std::vector<std::string> quoted;
@@ -176,8 +169,8 @@ std::optional<double> TomlTable::Number(const std::string& key, double low, doub
   const auto value = node->is_number() ? node->value<double>() : std::nullopt;
   // False for a NaN.
   if (value && *value >= low && *value <= high) return value;
-  RefuseType(key, "a number" + (unit.empty() ? "" : " of " + unit) + " from " + NumberText(low) +
-                      " to " + NumberText(high));
+  RefuseType(
+      key, "a number" + (unit.empty() ? "" : " of " + unit) + Format(" from %g to %g", low, high));
   return std::nullopt;
 }
 

@@ -142,10 +142,8 @@ class TuningMaker {
   void PutRemarks(const SourceFiles& files) {
     const Project& project = tuning_.project;
     const std::string source = std::filesystem::path(path_).filename().string();
-    char text[200];
-    std::snprintf(text, sizeof(text), "tavi %s, rate %.10g Hz, max_gain %.10g dB", TAVI_VERSION,
-                  project.rate, project.max_gain_db);
-    tuning_.remarks.emplace_back(text);
+    tuning_.remarks.push_back(Format("tavi %s, rate %.10g Hz, max_gain %.10g dB", TAVI_VERSION,
+                                     project.rate, project.max_gain_db));
     tuning_.remarks.push_back("input\t" + source + "\t" + sha256_);
     tuning_.inputs.push_back({path_, "the source"});
     for (const auto& [path, hash] : files.Hashes()) {

@@ -1,10 +1,9 @@
 #include "capture/log_record.h"
 
-#include <cstdio>
-
 #include <utility>
 
 #include "capture/posture_keys.h"
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -313,27 +312,19 @@ bool ParseSeverityFirst(std::string_view rest, LogRecord& record) {
 }  // namespace
 
 std::string DescribeTime(const LogTime& time) {
-  char text[64];
   if (time.kind == ClockKind::kNone) return "";
   if (time.kind == ClockKind::kMonotonic) {
-    std::snprintf(text, sizeof(text), "%.3f s", static_cast<double>(time.us) / kSecond);
-    return text;
+    return Format("%.3f s", static_cast<double>(time.us) / kSecond);
   }
   const int64_t us = time.us + time.zone_minutes * 60LL * kSecond;
   int64_t days = us / kDay;
   if (us < days * kDay) --days;
   const Date date = DateOf(days);
   const int64_t ms = (us - days * kDay) / 1000;
-  char day[32];
-  if (time.kind == ClockKind::kDate) {
-    std::snprintf(day, sizeof(day), "%02d-%02d", date.month, date.day);
-  } else {
-    std::snprintf(day, sizeof(day), "%04d-%02d-%02d", date.year, date.month, date.day);
-  }
-  std::snprintf(text, sizeof(text), "%s %02d:%02d:%02d.%03d", day, static_cast<int>(ms / 3600000),
-                static_cast<int>(ms / 60000 % 60), static_cast<int>(ms / 1000 % 60),
-                static_cast<int>(ms % 1000));
-  return text;
+  return (time.kind == ClockKind::kDate ? "" : Format("%04d-", date.year)) +
+         Format("%02d-%02d %02d:%02d:%02d.%03d", date.month, date.day,
+                static_cast<int>(ms / 3600000), static_cast<int>(ms / 60000 % 60),
+                static_cast<int>(ms / 1000 % 60), static_cast<int>(ms % 1000));
 }
 
 LogTime TimeOfSeconds(int64_t us) {

@@ -1,7 +1,6 @@
 #include "capture/nearest_response.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 #include <limits>
@@ -15,11 +14,7 @@ namespace {
 
 constexpr size_t kFlatBins = 257;
 
-std::string Decibels(double value) {
-  char text[40];
-  std::snprintf(text, sizeof(text), "%.1f dB", value);
-  return text;
-}
+std::string Decibels(double value) { return Format("%.1f dB", value); }
 
 }  // namespace
 

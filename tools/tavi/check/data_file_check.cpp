@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -92,12 +91,6 @@ std::string CureOfFields(std::string_view line, size_t fields) {
   return fields == 1 && line.find_first_of(" \t") != std::string_view::npos
              ? "a comma separates the two parts"
              : "write both parts; the imaginary one may be 0";
-}
-
-std::string Decibels(const char* format, double value) {
-  char text[64];
-  std::snprintf(text, sizeof(text), format, value);
-  return std::string(text) + " dB";
 }
 
 class DataFileCheck {
@@ -282,9 +275,7 @@ class DataFileCheck {
     for (const size_t bin : {size_t{0}, kUsualBins - 1}) {
       const float imaginary = data_[2 * bin + 1];
       if (imaginary == 0.0F || !std::isfinite(imaginary)) continue;
-      char text[64];
-      std::snprintf(text, sizeof(text), "%g in bin %zu", static_cast<double>(imaginary), bin);
-      words.emplace_back(text);
+      words.push_back(Format("%g in bin %zu", static_cast<double>(imaginary), bin));
       if (!first) first = bin;
     }
     if (!first) return;
@@ -308,10 +299,10 @@ class DataFileCheck {
       worst_gain = gain;
     }
     if (!worst) return;
-    const std::string limit = "above the limit of " + Decibels("%+g", max_gain_db_);
+    const std::string limit = "above the limit of " + Format("%+g dB", max_gain_db_);
     PlaceAtBin(
         Add("high-gain", Severity::kWarning,
-            "bin " + std::to_string(*worst) + " has a gain of " + Decibels("%+.2f", worst_gain) +
+            "bin " + std::to_string(*worst) + " has a gain of " + Format("%+.2f dB", worst_gain) +
                 ", " + (count == 1 ? limit : "the highest of " + Count(count, "bin") + " " + limit),
             "the module sends it as it is; lower it, or allow for it with --max-gain"),
         *worst);

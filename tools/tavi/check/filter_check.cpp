@@ -1,7 +1,6 @@
 #include "check/filter_check.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 #include <filesystem>
@@ -31,12 +30,6 @@ constexpr double kSpeechToHz = 8000.0;
 // Delay and polarity of two responses that are less alike than this mean nothing.
 constexpr double kLeastSimilarity = 0.5;
 
-std::string Number(const char* format, double value) {
-  char text[64];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
-
 // As a filter; empty unless what the module sends is one.
 std::optional<std::vector<Complex>> FilterOf(const CompensationData& data) {
   if (data.file_name.empty()) return std::nullopt;
@@ -62,7 +55,7 @@ std::string DifferenceInTime(const CompensationData& left_data, const Compensati
   constexpr double kExactSamples = 1e-3;
   if (std::abs(pair.delay_samples) > limits.delay_ms * limits.rate / 1000.0 + kExactSamples) {
     words.push_back(std::string(delay_ms > 0 ? "right" : "left") + " comes " +
-                    Number("%.2f ms", std::abs(delay_ms)) + " later than " +
+                    Format("%.2f ms", std::abs(delay_ms)) + " later than " +
                     (delay_ms > 0 ? "left" : "right"));
   }
   if (pair.is_inverted) words.emplace_back("the channels have opposite polarity");
@@ -80,7 +73,7 @@ class FilterCheck {
     const FilterTime time = MakeFilterTime(*bins, limits_.rate);
     if (time.beyond_taps_db > limits_.late_energy_db) {
       Add("time-aliasing",
-          Number("%.0f dB", time.beyond_taps_db) +
+          Format("%.0f dB", time.beyond_taps_db) +
               " of the filter's energy lies outside of its first " + std::to_string(kPlayedTaps) +
               " taps: all but -30 dB of it takes " + Count(time.arc_30db.length, "sample"),
           "a DSP that works in blocks of 512 samples folds that part over the block, as an echo or "
@@ -89,7 +82,7 @@ class FilterCheck {
     }
     if (time.pre_ringing_db > limits_.early_energy_db) {
       Add("pre-ringing",
-          Number("%.0f dB", time.pre_ringing_db) +
+          Format("%.0f dB", time.pre_ringing_db) +
               " of the filter's energy comes earlier than 1 ms before its peak",
           "it is heard as a smear before each consonant; make the filter minimum phase (tavi "
           "import --phase minimum)");
@@ -131,9 +124,9 @@ class FilterCheck {
     }
     if (count == 0) return;
     std::string message = "bins " + std::to_string(worst - 1) + " and " + std::to_string(worst) +
-                          Number(" (%.0f Hz)", BinFrequency(worst, limits_.rate)) +
+                          Format(" (%.0f Hz)", BinFrequency(worst, limits_.rate)) +
                           (std::isinf(worst_step) ? " differ beyond measure, for one of them is 0"
-                                                  : " differ by " + Number("%.1f dB", worst_step));
+                                                  : " differ by " + Format("%.1f dB", worst_step));
     if (count > 1) message += ", the most of " + Count(count, "such step");
     Finding& finding =
         Add("steep-bin", message,
@@ -210,7 +203,7 @@ void CompareLevels(const std::vector<TelephonySpeakerCompensation::Case>& cases,
       const std::optional<double> from = level_of(pair.first, type);
       const std::optional<double> to = level_of(pair.second, type);
       if (!from || !to || !(std::abs(*to - *from) > limits.level_db)) continue;
-      words.push_back(Number("%+.1f dB", *to - *from) + " on the " + channel + " channel");
+      words.push_back(Format("%+.1f dB", *to - *from) + " on the " + channel + " channel");
     }
     if (words.empty()) continue;
     findings.push_back(MakeFinding(

@@ -18,10 +18,8 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
         const bool is_within =
             CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
         if (is_within) return std::string();
-        char range[80];
-        std::snprintf(range, sizeof(range), "is to be a number of %s from %.0f to %.0f",
-                      unit.c_str(), low, high);
-        return Quote(text) + " " + range;
+        return Quote(text) + " is to be a number of " + unit +
+               Format(" from %.0f to %.0f", low, high);
       },
       "");
 }

@@ -38,7 +38,7 @@ struct Level {
 Level LevelOf(const std::vector<float>& response) {
   Level level;
   for (size_t i = 0; i + 1 < response.size(); i += 2) {
-    const double magnitude = 20 * std::log10(std::hypot(response[i], response[i + 1]));
+    const double magnitude = ToDb(std::hypot(response[i], response[i + 1]));
     if (std::isnan(magnitude)) {
       level.not_a_number = i / 2;
       return level;
@@ -51,9 +51,7 @@ Level LevelOf(const std::vector<float>& response) {
 
 std::string DescribeLevel(const Level& level) {
   if (level.not_a_number) return "bin " + std::to_string(*level.not_a_number) + " is not a number";
-  char text[80];
-  std::snprintf(text, sizeof(text), "%.1f to %.1f dB", level.min_db, level.max_db);
-  return text;
+  return Format("%.1f to %.1f dB", level.min_db, level.max_db);
 }
 
 bool IsLeft(const DspMessage& message) { return message.type == simulator::kLeftMessage; }

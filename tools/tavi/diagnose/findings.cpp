@@ -1,7 +1,5 @@
 #include "diagnose/findings.h"
 
-#include <cstdio>
-
 #include <algorithm>
 
 #include "capture/log_record.h"
@@ -146,17 +144,10 @@ std::string NameCaseInShort(const FieldCase& field, const Life& life, CaseId id)
 }
 
 std::string DescribeDuration(int64_t us) {
-  char text[64];
   const double seconds = static_cast<double>(us) / 1e6;
-  if (seconds < 1) {
-    std::snprintf(text, sizeof(text), "%.0f ms", seconds * 1000);
-  } else if (seconds < 120) {
-    std::snprintf(text, sizeof(text), "%.1f s", seconds);
-  } else {
-    std::snprintf(text, sizeof(text), "%lld min %d s", static_cast<long long>(us / 60000000),
-                  static_cast<int>(us / 1000000 % 60));
-  }
-  return text;
+  if (seconds < 1) return Format("%.0f ms", seconds * 1000);
+  if (seconds < 120) return Format("%.1f s", seconds);
+  return std::to_string(us / 60000000) + " min " + std::to_string(us / 1000000 % 60) + " s";
 }
 
 }  // namespace brelmo::tavi::tools

@@ -1,7 +1,6 @@
 #include "render/loudspeakers.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 #include <complex>
@@ -9,6 +8,7 @@
 #include "console/finding_text.h"
 #include "console/input.h"
 #include "console/terminal.h"
+#include "console/wording.h"
 #include "response/level.h"
 #include "response/measurement_reader.h"
 #include "response/minimum_phase.h"
@@ -32,10 +32,7 @@ std::string TimeFault(const std::vector<Measurement>& measurements) {
   constexpr double kFurthestSeconds = 0.01;
   const double apart = std::abs(left.delay_seconds - right.delay_seconds);
   if (apart <= kFurthestSeconds) return "";
-  char text[80];
-  std::snprintf(text, sizeof(text), "they are %.1f ms apart, which is no time base in common",
-                apart * 1000.0);
-  return text;
+  return Format("they are %.1f ms apart, which is no time base in common", apart * 1000.0);
 }
 
 // Of kPoints samples, kLead of them before time 0, and `later` seconds later than measured.

@@ -1,9 +1,10 @@
 #include "response/biquad.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <array>
+
+#include "console/wording.h"
 
 namespace brelmo::tavi::tools {
 
@@ -30,25 +31,19 @@ Complex Shelf(Complex z1, double cosine, double alpha, double gain, double side)
 
 bool HasCorner(FilterKind kind) { return kind != FilterKind::kGain && kind != FilterKind::kDelay; }
 
-std::string Text(const char* format, double value) {
-  char text[96];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
-
 }  // namespace
 
 std::string FilterFault(const Filter& filter, double rate) {
   // Beyond it neither a power of ten nor what is made of it is finite.
   constexpr double kMostDb = 200.0;
-  if (!(std::abs(filter.db) <= kMostDb)) return Text("db is to lie within +-%g dB", kMostDb);
+  if (!(std::abs(filter.db) <= kMostDb)) return Format("db is to lie within +-%g dB", kMostDb);
   if (filter.kind == FilterKind::kDelay &&
       (filter.samples < 0 || filter.samples >= static_cast<int>(kFilterLength))) {
     return "a delay is a whole number of samples, 0 to 511";
   }
   if (!HasCorner(filter.kind)) return "";
   if (!(filter.hz > 0.0 && filter.hz < rate / 2)) {
-    return Text("hz is to lie between 0 and half the sampling rate, %g Hz", rate / 2);
+    return Format("hz is to lie between 0 and half the sampling rate, %g Hz", rate / 2);
   }
   constexpr double kLeastQ = 1e-3;
   constexpr double kMostQ = 1e3;

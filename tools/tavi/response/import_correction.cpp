@@ -2,11 +2,11 @@
 
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 
 #include <algorithm>
 #include <limits>
 
+#include "console/wording.h"
 #include "response/curve.h"
 #include "response/data_file.h"
 #include "response/minimum_phase.h"
@@ -107,12 +107,10 @@ void Tell(const Measurement& correction, const ImportOptions& options, Import& i
   }
   constexpr double kAudibleDb = -30.0;
   if (import.cut_away_db > kAudibleDb) {
-    char share[32];
-    std::snprintf(share, sizeof(share), "%.1f dB", import.cut_away_db);
     const bool folds = options.taps == kFilterLength;
     import.findings.push_back(MakeFinding(
         "correction-cut", Severity::kWarning, std::nullopt,
-        std::string(share) + " of the correction's energy lies " +
+        Format("%.1f dB of the correction's energy lies ", import.cut_away_db) +
             (folds ? "beyond the 512 samples that a data file stands for, and folds over onto them"
                    : "outside the " + std::to_string(options.taps) + " taps that are kept"),
         "the file plays something else: take --phase minimum or --remove-delay, which shorten it, "

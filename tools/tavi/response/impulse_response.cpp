@@ -1,7 +1,6 @@
 #include "response/impulse_response.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 
@@ -98,11 +97,9 @@ class ImpulseReader {
         Energy(samples_, peak_at_ - before, peak_at_ + AsSamples(kBehindPeakSeconds, rate)) /
         Energy(samples_, 0, samples_.size());
     if (share >= kLeastShare) return true;
-    char percent[16];
-    std::snprintf(percent, sizeof(percent), "%.0f", share * 100.0);
     return Refuse(
         "not-an-impulse-response",
-        "only " + std::string(percent) + " % of the energy lies around the peak, as in a recording",
+        Format("only %.0f %% of the energy lies around the peak, as in a recording", share * 100.0),
         "give the impulse response that the measuring program computes from a sweep or "
         "from noise, not the recording");
   }
@@ -198,11 +195,7 @@ class ImpulseReader {
     }
   }
 
-  static std::string Milliseconds(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.1f ms", seconds * 1000.0);
-    return text;
-  }
+  static std::string Milliseconds(double seconds) { return Format("%.1f ms", seconds * 1000.0); }
 
   void Evaluate() {
     Measurement& measurement = reading_.measurement;

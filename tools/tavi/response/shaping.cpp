@@ -1,10 +1,10 @@
 #include "response/shaping.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include <algorithm>
 
+#include "console/wording.h"
 #include "response/minimum_phase.h"
 #include "response/smoothing.h"
 
@@ -182,10 +182,6 @@ double FineGain::DbAt(double hz) const {
   return db(before) + part * (db(before + 1) - db(before));
 }
 
-std::string HzText(double hz) {
-  char text[32];
-  std::snprintf(text, sizeof(text), "%.6g Hz", hz);
-  return text;
-}
+std::string HzText(double hz) { return Format("%.6g Hz", hz); }
 
 }  // namespace brelmo::tavi::tools
