@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include "response/spectrum.h"
+
 namespace brelmo::tavi::tools {
 namespace {
 

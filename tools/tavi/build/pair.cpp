@@ -44,7 +44,7 @@ std::vector<Complex> HeardBins(const Designed& designed, double seconds) {
   const double rate = designed.options.rate;
   std::vector<Complex> bins = designed.design.bins;
   for (size_t i = 0; i < bins.size(); ++i) {
-    const double hz = static_cast<double>(i) * rate / static_cast<double>(kFilterLength);
+    const double hz = BinFrequency(i, rate);
     const double degrees = DelayDegrees(hz, seconds + StartOf(designed));
     bins[i] *= ResponseAt(designed.measurement, hz) * std::polar(1.0, degrees * M_PI / 180.0);
   }

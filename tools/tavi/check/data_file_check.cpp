@@ -18,6 +18,7 @@
 #include "console/wording.h"
 #include "data_folder.h"
 #include "log_capture.h"
+#include "response/spectrum.h"
 
 namespace brelmo::tavi::tools {
 
@@ -290,8 +291,8 @@ class DataFileCheck {
     double worst_gain = 0.0;
     size_t count = 0;
     for (size_t bin = 0; bin < bin_count(); ++bin) {
-      const double gain = 20.0 * std::log10(std::hypot(static_cast<double>(data_[2 * bin]),
-                                                       static_cast<double>(data_[2 * bin + 1])));
+      const double gain = ToDb(
+          std::hypot(static_cast<double>(data_[2 * bin]), static_cast<double>(data_[2 * bin + 1])));
       if (!(gain > max_gain_db_ + kRoundingDb)) continue;  // nor a NaN
       ++count;
       if (worst && gain <= worst_gain) continue;

@@ -13,7 +13,6 @@
 #include "check/posture_text.h"
 #include "console/wording.h"
 #include "response/filter_time.h"
-#include "response/frequency_response.h"
 #include "response/level.h"
 #include "response/spectrum.h"
 

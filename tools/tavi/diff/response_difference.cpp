@@ -52,7 +52,7 @@ ResponseDifference CompareResponses(const std::vector<Complex>& old_bins,
     difference.deviation_db = std::max(difference.deviation_db,
                                        ToDb(1.0 + std::abs(new_bins[i] - old_bins[i]) / against));
     db.push_back(ToDb(std::max(new_gain, kLeastGain)) - ToDb(std::max(old_gain, kLeastGain)));
-    hz.push_back(static_cast<double>(i) * rate / 2 / static_cast<double>(old_bins.size() - 1));
+    hz.push_back(BinFrequency(i, rate, 2 * (old_bins.size() - 1)));
     if (hz.back() >= kSpeechRange.from_hz && hz.back() <= kSpeechRange.to_hz) {
       sum += db.back();
       ++count;

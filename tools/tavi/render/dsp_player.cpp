@@ -1,7 +1,5 @@
 #include "render/dsp_player.h"
 
-#include <cmath>
-
 #include <algorithm>
 #include <utility>
 
@@ -24,10 +22,6 @@ double DifferenceOf(const Hop& a, const Hop& b) {
   double sum = 0.0;
   for (size_t i = 0; i < a.size(); ++i) sum += (a[i] - b[i]) * (a[i] - b[i]);
   return sum;
-}
-
-double ShareDb(double part, double whole) {
-  return whole > 0.0 ? ToDb(std::sqrt(part / whole)) : ToDb(0.0);
 }
 
 }  // namespace

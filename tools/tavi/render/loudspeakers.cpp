@@ -38,9 +38,7 @@ std::string TimeFault(const std::vector<Measurement>& measurements) {
 // Of kPoints samples, kLead of them before time 0, and `later` seconds later than measured.
 std::vector<double> ImpulseOf(const Measurement& measurement, double rate, double later) {
   std::vector<Complex> bins(kCepstrumSize / 2 + 1);
-  const auto hz_of = [&bins, rate](size_t bin) {
-    return static_cast<double>(bin) / static_cast<double>(2 * (bins.size() - 1)) * rate;
-  };
+  const auto hz_of = [rate](size_t bin) { return BinFrequency(bin, rate, kCepstrumSize); };
   if (measurement.has_phase()) {
     for (size_t i = 0; i < bins.size(); ++i) {
       const double turns = std::remainder(hz_of(i) * later, 1.0);

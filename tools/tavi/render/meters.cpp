@@ -20,8 +20,7 @@ void LevelMeter::Process(const StereoHop& hop) {
     std::array<Complex, kBinCount> bins;
     BinsOfBlock(windowed.data(), windowed.size(), bins.data());
     for (size_t i = 0; i < bins.size(); ++i) {
-      const double hz = static_cast<double>(i) / kFilterLength * rate_;
-      if (SpeechPower(hz) > 0.0) sum_ += std::norm(bins[i]);
+      if (SpeechPower(BinFrequency(i, rate_)) > 0.0) sum_ += std::norm(bins[i]);
     }
   }
 }

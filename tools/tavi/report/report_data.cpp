@@ -26,7 +26,7 @@
 #include "log_capture.h"
 #include "report/json_number.h"
 #include "report/response_data.h"
-#include "response/frequency_response.h"
+#include "response/spectrum.h"
 #include "telephony_speaker_compensation.h"
 #include "tokenize.h"
 

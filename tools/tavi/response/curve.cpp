@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "console/wording.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
@@ -38,6 +40,8 @@ class Integral {
 };
 
 }  // namespace
+
+std::string HzText(double hz) { return Format("%.6g Hz", hz); }
 
 double ValueAt(const std::vector<double>& hz, const std::vector<double>& values, double at_hz) {
   if (at_hz <= hz.front()) return values.front();

@@ -3,9 +3,13 @@
 
 #include <cstddef>
 
+#include <string>
 #include <vector>
 
 namespace brelmo::tavi::tools {
+
+// "312.5 Hz".
+std::string HzText(double hz);
 
 struct Range {
   double from_hz = 0.0;

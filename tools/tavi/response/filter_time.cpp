@@ -15,10 +15,6 @@ size_t Place(int sample, size_t size) {
   return static_cast<size_t>(((sample % count) + count) % count);
 }
 
-double ShareDb(double part, double whole) {
-  return part > 0.0 ? 10.0 * std::log10(part / whole) : -std::numeric_limits<double>::infinity();
-}
-
 double Energy(const std::vector<double>& impulse) {
   double sum = 0.0;
   for (const double sample : impulse) sum += sample * sample;
@@ -32,6 +28,10 @@ int CutOf(const Arc& arc, size_t size) {
 }
 
 }  // namespace
+
+double ShareDb(double part, double whole) {
+  return part > 0.0 ? 10.0 * std::log10(part / whole) : -std::numeric_limits<double>::infinity();
+}
 
 Arc ArcOf(const std::vector<double>& impulse, double left_out_db) {
   const size_t size = impulse.size();

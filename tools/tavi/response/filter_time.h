@@ -34,6 +34,9 @@ struct FilterTime {
   double worst_gain_db = 0.0;   // 20 log10 sum|h|: what a signal's samples can grow by at most
 };
 
+// Of an energy, a part as a share of the whole, in dB; -infinity for none.
+double ShareDb(double part, double whole);
+
 // `bins` as of SignalOf. A filter of zeros has no energy: empty arcs, shares of -infinity.
 FilterTime MakeFilterTime(const std::vector<Complex>& bins, double rate);
 

@@ -9,16 +9,6 @@
 
 namespace brelmo::tavi::tools {
 
-namespace {
-
-constexpr double kTransformSize = 512.0;
-
-}  // namespace
-
-double BinFrequency(size_t bin, double rate) {
-  return static_cast<double>(bin) / kTransformSize * rate;
-}
-
 FrequencyResponse MakeFrequencyResponse(const std::vector<float>& raw_data) {
   FrequencyResponse response;
   response.magnitude_db.reserve(raw_data.size() / 2);
@@ -29,7 +19,7 @@ FrequencyResponse MakeFrequencyResponse(const std::vector<float>& raw_data) {
     const double imaginary = raw_data[i + 1];
     // In double precision no pair of floats is too large or too small for it.
     const double magnitude = std::hypot(real, imaginary);
-    response.magnitude_db.push_back(20.0 * std::log10(magnitude));
+    response.magnitude_db.push_back(ToDb(magnitude));
     if (magnitude > 0.0) {
       double phase = std::atan2(imaginary, real) * kDegreesPerRadian;
       if (last_phase) phase = *last_phase + std::remainder(phase - *last_phase, kTurn);

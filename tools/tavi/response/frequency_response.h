@@ -6,10 +6,6 @@
 
 namespace brelmo::tavi::tools {
 
-// Where bin `bin` stands, in Hz, at a sampling rate of `rate` Hz: the DSP's bins are those of a
-// transform of 512 points.
-double BinFrequency(size_t bin, double rate);
-
 // A value for each bin.
 struct FrequencyResponse {
   // Negative infinity where both parts are 0, NaN where one of them is.

@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #include <algorithm>
-#include <limits>
 
 #include "console/wording.h"
 #include "response/curve.h"
@@ -44,7 +43,7 @@ std::vector<Complex> Sampled(const Measurement& correction, double rate, size_t 
   std::vector<Complex> bins;
   bins.reserve(count);
   for (size_t k = 0; k < count; ++k) {
-    const double hz = static_cast<double>(k) / static_cast<double>(2 * (count - 1)) * rate;
+    const double hz = BinFrequency(k, rate, 2 * (count - 1));
     if (correction.impulse.empty()) {
       const double gain = FromDb(ValueAt(correction.frequency_hz, correction.magnitude_db, hz));
       const double degrees = correction.has_phase() ? PhaseAt(correction, hz) : 0.0;
@@ -81,7 +80,7 @@ std::vector<double> WithMinimumPhase(const std::vector<double>& filter) {
 }
 
 // What stands on the circle from sample `from` to `to`, as a share of the whole.
-double ShareDb(const std::vector<double>& filter, size_t from, size_t to) {
+double StretchDb(const std::vector<double>& filter, size_t from, size_t to) {
   double part = 0.0;
   double whole = 0.0;
   for (size_t i = 0; i < filter.size(); ++i) {
@@ -89,7 +88,7 @@ double ShareDb(const std::vector<double>& filter, size_t from, size_t to) {
     whole += energy;
     if (i >= from && i < to) part += energy;
   }
-  return part > 0.0 ? 10.0 * std::log10(part / whole) : -std::numeric_limits<double>::infinity();
+  return ShareDb(part, whole);
 }
 
 void Tell(const Measurement& correction, const ImportOptions& options, Import& import) {
@@ -136,12 +135,12 @@ Import ImportCorrection(const Measurement& correction, const ImportOptions& opti
     import.removed_delay_seconds += start / options.rate;
   }
   if (options.taps < kFilterLength) {
-    import.cut_away_db = ShareDb(filter, options.taps, filter.size());
+    import.cut_away_db = StretchDb(filter, options.taps, filter.size());
     filter = CutAndFaded(filter, options.taps);
   } else {
     // Each bin is the response at its frequency. What lies beyond 512 samples folds over; what
     // comes early stands at the circle's end, where it belongs.
-    import.cut_away_db = ShareDb(filter, kFilterLength, filter.size() - kFilterLength / 2);
+    import.cut_away_db = StretchDb(filter, kFilterLength, filter.size() - kFilterLength / 2);
     std::vector<double> folded(kFilterLength);
     for (size_t i = 0; i < filter.size(); ++i) folded[i % kFilterLength] += filter[i];
     filter = folded;

@@ -224,8 +224,7 @@ class ImpulseReader {
     std::vector<double> phase;
     for (const double hz : measurement.frequency_hz) {
       const std::complex<double> value = ResponseAt(measurement, hz);
-      measurement.magnitude_db.push_back(
-          std::max(20.0 * std::log10(std::abs(value)), kLeastMagnitudeDb));
+      measurement.magnitude_db.push_back(std::max(ToDb(std::abs(value)), kLeastMagnitudeDb));
       phase.push_back(std::arg(value) * kDegreesPerRadian - DelayDegrees(hz, peak_seconds));
     }
     if (!phase.empty()) phase[0] = std::remainder(phase[0], 360.0);

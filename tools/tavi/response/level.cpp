@@ -33,7 +33,7 @@ double SpeechLevelDb(const std::vector<Complex>& bins, double rate) {
   double sum = 0.0;
   double weight_sum = 0.0;
   for (size_t k = 1; k < finer.size(); ++k) {
-    const double hz = static_cast<double>(k) / static_cast<double>(2 * (finer.size() - 1)) * rate;
+    const double hz = BinFrequency(k, rate, 2 * (finer.size() - 1));
     const double weight = SpeechPower(hz) / hz;  // an octave has more points the higher it is
     sum += weight * std::norm(finer[k]);
     weight_sum += weight;
@@ -52,7 +52,7 @@ PairDifference ComparePair(const std::vector<Complex>& first, const std::vector<
   double first_energy = 0.0;
   double second_energy = 0.0;
   for (size_t k = 0; k <= last; ++k) {
-    const double hz = static_cast<double>(k) / static_cast<double>(2 * last) * rate;
+    const double hz = BinFrequency(k, rate, 2 * last);
     if (hz < kSpeechFromHz || hz > kSpeechToHz) continue;
     cross[k] = second[k] * std::conj(first[k]);
     first_energy += std::norm(first[k]);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "response/curve.h"
 #include "response/spectrum.h"
 
 namespace brelmo::tavi::tools {
@@ -33,18 +34,6 @@ std::complex<double> Evaluate(const Measurement& measurement, double frequency_h
   return sum * std::polar(1.0, -2.0 * M_PI * lead);
 }
 
-double Interpolate(const std::vector<double>& frequencies, const std::vector<double>& values,
-                   double frequency_hz) {
-  const auto above = std::lower_bound(frequencies.begin(), frequencies.end(), frequency_hz);
-  if (above == frequencies.begin()) return values.front();
-  if (above == frequencies.end()) return values.back();
-  const auto i = static_cast<size_t>(above - frequencies.begin());
-  if (frequencies[i] == frequency_hz) return values[i];
-  const double position =
-      std::log(frequency_hz / frequencies[i - 1]) / std::log(frequencies[i] / frequencies[i - 1]);
-  return values[i - 1] + position * (values[i] - values[i - 1]);
-}
-
 double WithinRate(const Measurement& measurement, double frequency_hz) {
   return std::min(frequency_hz, measurement.impulse_rate_hz / 2.0);
 }
@@ -53,16 +42,15 @@ double WithinRate(const Measurement& measurement, double frequency_hz) {
 
 double MagnitudeDbAt(const Measurement& measurement, double frequency_hz) {
   if (measurement.impulse.empty()) {
-    return Interpolate(measurement.frequency_hz, measurement.magnitude_db, frequency_hz);
+    return ValueAt(measurement.frequency_hz, measurement.magnitude_db, frequency_hz);
   }
   const double magnitude = std::abs(Evaluate(measurement, WithinRate(measurement, frequency_hz)));
-  return std::max(20.0 * std::log10(magnitude), kLeastMagnitudeDb);
+  return std::max(ToDb(magnitude), kLeastMagnitudeDb);
 }
 
 double PhaseDegreesAt(const Measurement& measurement, double frequency_hz) {
   if (!measurement.has_phase()) return 0.0;
-  const double near =
-      Interpolate(measurement.frequency_hz, measurement.phase_degrees, frequency_hz);
+  const double near = ValueAt(measurement.frequency_hz, measurement.phase_degrees, frequency_hz);
   if (measurement.impulse.empty()) return near;
   const double exact =
       std::arg(Evaluate(measurement, WithinRate(measurement, frequency_hz))) * kDegreesPerRadian;
@@ -73,7 +61,7 @@ std::complex<double> ResponseAt(const Measurement& measurement, double frequency
   if (!measurement.impulse.empty()) {
     return Evaluate(measurement, WithinRate(measurement, frequency_hz));
   }
-  const double magnitude = std::pow(10.0, MagnitudeDbAt(measurement, frequency_hz) / 20.0);
+  const double magnitude = FromDb(MagnitudeDbAt(measurement, frequency_hz));
   return std::polar(magnitude, PhaseDegreesAt(measurement, frequency_hz) / kDegreesPerRadian);
 }
 

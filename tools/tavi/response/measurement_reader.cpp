@@ -14,6 +14,7 @@
 
 #include "console/input.h"
 #include "console/wording.h"
+#include "response/curve.h"
 #include "response/impulse_response.h"
 #include "response/impulse_samples.h"
 #include "response/phase.h"
@@ -39,8 +40,6 @@ bool HasLongLine(std::string_view text) {
   }
   return false;
 }
-
-std::string Hertz(double value) { return Format("%.6g Hz", value); }
 
 class MeasurementReader {
  public:
@@ -171,10 +170,10 @@ class MeasurementReader {
   bool CheckRange(const Measurement& measurement) {
     if (options_.is_drawn) return true;
     const std::vector<double>& points = measurement.frequency_hz;
-    const std::string range = Format("%.6g to ", options_.from_hz) + Hertz(options_.to_hz);
+    const std::string range = Format("%.6g to ", options_.from_hz) + HzText(options_.to_hz);
     const auto begin = std::lower_bound(points.begin(), points.end(), options_.from_hz);
     const auto end = std::upper_bound(begin, points.end(), options_.to_hz);
-    const std::string extent = Format("%.6g to ", points.front()) + Hertz(points.back());
+    const std::string extent = Format("%.6g to ", points.front()) + HzText(points.back());
     if (begin == end) {
       return Refuse("nothing-in-range",
                     "the data, " + extent + ", have no point in the range of " + range,
@@ -206,7 +205,7 @@ class MeasurementReader {
     const double density = 1.0 / std::log2(widest);
     if (density >= kLeastPointsPerOctave - kRounding) return;
     Add("few-points", Severity::kWarning,
-        Format("between %.6g and ", at) + Hertz(at * widest) +
+        Format("between %.6g and ", at) + HzText(at * widest) +
             " there is no point: " + Format("%.1f", density) + " an octave, of " +
             Format("%.0f", kLeastPointsPerOctave) + " at least",
         "what happens between two points is missed: export more points");

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "console/wording.h"
 #include "response/minimum_phase.h"
 #include "response/smoothing.h"
 
@@ -14,10 +13,6 @@ namespace {
 
 constexpr double kPhaseSmoothingOctaves = 1.0 / 6;
 constexpr double kLeastDb = -400.0;  // in place of -infinity, which cannot be interpolated
-
-double PointHz(size_t k, double rate) {
-  return static_cast<double>(k) / static_cast<double>(kCepstrumSize) * rate;
-}
 
 // Of a grid that is evenly spaced over logarithmic frequency: no search, as ValueAt needs one.
 class GridReader {
@@ -87,7 +82,7 @@ std::vector<double> GainsOf(const Curve& curve, double rate) {
   std::vector<double> gains;
   gains.reserve(kCepstrumSize / 2 + 1);
   for (size_t k = 0; k <= kCepstrumSize / 2; ++k) {
-    gains.push_back(FromDb(reader.At(PointHz(k, rate))));
+    gains.push_back(FromDb(reader.At(BinFrequency(k, rate, kCepstrumSize))));
   }
   return gains;
 }
@@ -115,7 +110,7 @@ std::vector<double> PhasedFilter(const Curve& curve, const Curve& degrees, doubl
   std::vector<Complex> bins = MinimumPhase(GainsOf(curve, rate));
   const GridReader phase(degrees);
   for (size_t k = 0; k < bins.size(); ++k) {
-    bins[k] *= std::polar(1.0, phase.At(PointHz(k, rate)) / kDegreesPerRadian);
+    bins[k] *= std::polar(1.0, phase.At(BinFrequency(k, rate, kCepstrumSize)) / kDegreesPerRadian);
   }
   const std::vector<double> circle = SignalOf(bins);
   // 2 ms, or what few taps leave; faded in over the first half of it.
@@ -181,7 +176,5 @@ double FineGain::DbAt(double hz) const {
   const double part = place - static_cast<double>(before);
   return db(before) + part * (db(before + 1) - db(before));
 }
-
-std::string HzText(double hz) { return Format("%.6g Hz", hz); }
 
 }  // namespace brelmo::tavi::tools

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 
-#include <string>
 #include <vector>
 
 #include "response/curve.h"
@@ -42,8 +41,5 @@ class FineGain {
   std::vector<Complex> bins_;
   double step_hz_;
 };
-
-// "312.5 Hz".
-std::string HzText(double hz);
 
 }  // namespace brelmo::tavi::tools

@@ -36,6 +36,10 @@ std::vector<double> SignalOf(const std::vector<Complex>& bins) {
   return signal;
 }
 
+double BinFrequency(size_t bin, double rate, size_t size) {
+  return static_cast<double>(bin) / static_cast<double>(size) * rate;
+}
+
 void BinsOfBlock(const double* samples, size_t size, Complex* bins) {
   Transform().fwd(bins, samples, static_cast<Eigen::Index>(size));
 }

@@ -29,6 +29,9 @@ std::vector<Complex> BinsOf(const std::vector<double>& signal, size_t size = kFi
 // first and the last bin of a real signal are real: their imaginary parts are left out.
 std::vector<double> SignalOf(const std::vector<Complex>& bins);
 
+// Where bin `bin` of a transform of `size` points stands, in Hz, at a sampling rate of `rate` Hz.
+double BinFrequency(size_t bin, double rate, size_t size = kFilterLength);
+
 // Both for signals that come in blocks, in memory of the caller's: `size` samples, an even number,
 // and `size` / 2 + 1 bins.
 void BinsOfBlock(const double* samples, size_t size, Complex* bins);
