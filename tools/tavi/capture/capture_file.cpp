@@ -107,7 +107,6 @@ void TakePacket(const BlockBytes& block, const std::vector<Interface>& interface
   CapturedDelivery delivery;
   delivery.offset = block_offset + kData;
   delivery.size = captured;
-  delivery.has_border = true;
   const uint64_t ticks = static_cast<uint64_t>(block.U32(12)) << 32 | block.U32(16);
   const double us = static_cast<double>(ticks) * interfaces[number].seconds_per_tick * 1e6;
   // 9000 years: of no clock.

@@ -26,7 +26,6 @@ struct CapturedDelivery {
   std::optional<int> result;
   // What it holds may be a part of it: bare bytes begin or end with it, or make no sense there.
   bool may_be_cut = false;
-  bool has_border = false;
   // Offsets are those in the file.
   std::vector<simulator::DspMessage> messages;
   std::optional<simulator::DspMessages::Damage> damage;

@@ -34,7 +34,6 @@ bool DumpReader::Add(std::string_view line, size_t number) {
     End();
     dump_.emplace();
     dump_->line = number;
-    dump_->line_count = 1;
     is_numbering_broken_ = has_indices_title_ = is_in_output_ = false;
     foreign_lines_ = 0;
     return true;
@@ -42,7 +41,6 @@ bool DumpReader::Add(std::string_view line, size_t number) {
   if (!dump_) return false;
   const bool is_known = AddState(line) || AddCase(line) || AddIndex(line);
   if (is_known) {
-    ++dump_->line_count;
     foreign_lines_ = 0;
   } else if (++foreign_lines_ == kForeignLines) {
     End();

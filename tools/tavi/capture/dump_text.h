@@ -26,7 +26,6 @@ struct DumpCase {
 
 struct Dump {
   size_t line = 0;  // of its beginning, from 1
-  size_t line_count = 0;
   std::optional<int> hinge_angle;
   std::optional<int> rotation;
   std::optional<bool> is_active;

@@ -35,11 +35,6 @@ bool PostureChoices::Alternate(size_t a, size_t b) const {
   });
 }
 
-bool PostureChoices::HasUncovered() const {
-  return std::any_of(postures_.begin(), postures_.end(),
-                     [](const PostureResult& result) { return !result.taken; });
-}
-
 PostureSet PostureChoices::Everywhere() const {
   PostureSet set;
   for (size_t i = 0; i < size(); ++i) set.set(i);

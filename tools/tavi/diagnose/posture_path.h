@@ -32,7 +32,6 @@ class PostureChoices {
   PostureSet PosturesOf(size_t case_number) const;
   // Whether updates in some posture take these two by turns.
   bool Alternate(size_t a, size_t b) const;
-  bool HasUncovered() const;
   PostureSet Everywhere() const;
   // Before the first reading, at rotation 0: as the module starts.
   PostureSet Start() const;

@@ -1,7 +1,5 @@
 #include "diff/diff.h"
 
-#include <cstdio>
-
 #include <string>
 #include <vector>
 

@@ -56,7 +56,7 @@ std::optional<std::vector<Complex>> ReadDataFile(const std::string& text) {
 }
 
 SideResponse ReadResponse(const std::string& path, const std::string& content, double rate) {
-  if (auto bins = ReadDataFile(content)) return {"a data file", std::move(*bins)};
+  if (auto bins = ReadDataFile(content)) return {std::move(*bins)};
   ReadOptions reading;
   reading.delay = DelayPolicy::kKeep;
   reading.window_ms = 0.0;
@@ -70,7 +70,7 @@ SideResponse ReadResponse(const std::string& path, const std::string& content, d
   }
   ImportOptions options;
   options.rate = rate;
-  return {"a response", ImportCorrection(*read.measurement, options).bins};
+  return {ImportCorrection(*read.measurement, options).bins};
 }
 
 SideCapture ReadCapture(const std::string& path, const std::string& content) {

@@ -47,7 +47,6 @@ struct SideConfig {
 };
 
 struct SideResponse {
-  std::string kind;  // "a data file", "a response", for messages
   std::vector<Complex> bins;
 };
 
