@@ -174,8 +174,9 @@ std::string CaseNumbers(const std::vector<size_t>& numbers) {
   return (numbers.size() == 1 ? "case " : "cases ") + NumberRanges(numbers);
 }
 
-std::string Count(size_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+std::string Count(size_t number, const std::string& noun, const std::string& plural) {
+  const std::string many = plural.empty() ? noun + "s" : plural;
+  return std::to_string(number) + " " + (number == 1 ? noun : many);
 }
 
 std::string NearestName(std::string_view word, const std::vector<std::string>& names) {

@@ -37,8 +37,8 @@ std::string Enumerate(const std::vector<std::string>& words);
 std::string NumberRanges(const std::vector<size_t>& numbers);
 // "case 3", "cases 0 and 2 to 4" for ascending numbers.
 std::string CaseNumbers(const std::vector<size_t>& numbers);
-// "1 case", "2 cases".
-std::string Count(size_t number, const std::string& noun);
+// "1 case", "2 cases"; of a `noun` that takes more than an s its `plural` as well.
+std::string Count(size_t number, const std::string& noun, const std::string& plural = "");
 
 // Of `names`, which must not be empty, the one that takes the fewest edits of a character to come
 // from `word`, letter case aside; the first of several.

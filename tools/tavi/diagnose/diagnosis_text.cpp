@@ -41,8 +41,7 @@ void PutFiles(const Diagnosis& diagnosis) {
     }
     if (file.dumps > 0) parts.push_back(Count(file.dumps, "dump"));
     if (file.deliveries > 0) {
-      parts.push_back("a capture of " + std::to_string(file.deliveries) +
-                      (file.deliveries == 1 ? " delivery" : " deliveries") +
+      parts.push_back("a capture of " + Count(file.deliveries, "delivery", "deliveries") +
                       (file.has_borders ? "" : ", without times and results"));
     }
     Print(false, "", Printable(file.name) + ": " + Enumerate(parts) + "\n");

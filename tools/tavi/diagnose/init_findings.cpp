@@ -112,8 +112,7 @@ void FindFlatChannels(const FieldCase& field, const Life& life, std::vector<Fiel
   }
   channels = std::max(channels, sizes);
   if (channels == 0) return;
-  std::string message =
-      Count(channels, "channel") + (channels == 1 ? " is" : " are") + " played flat";
+  std::string message = Count(channels, "channel is", "channels are") + " played flat";
   if (field.candidate != nullptr && field.is_candidate_fit &&
       !field.candidate->source().is_recovered) {
     std::vector<std::string> names;

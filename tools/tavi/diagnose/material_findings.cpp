@@ -74,16 +74,14 @@ void FindChannelsOfDump(const FieldCase& field, const Place& place, const Dump& 
   if (!flat.empty()) {
     found.push_back(MakeFieldFinding(
         field, "flat-channel", Severity::kError, true, {place},
-        Count(flat.size(), "channel") + (flat.size() == 1 ? " is" : " are") +
-            " played flat: " + Enumerate(flat),
+        Count(flat.size(), "channel is", "channels are") + " played flat: " + Enumerate(flat),
         "their files were unusable at init: the DSP gets 257 bins of 1, and the loudspeaker is not "
         "compensated there"));
   }
   if (!empty.empty()) {
     found.push_back(MakeFieldFinding(
         field, "empty-channel", Severity::kError, true, {place},
-        Count(empty.size(), "channel") + (empty.size() == 1 ? " is" : " are") +
-            " never sent: " + Enumerate(empty),
+        Count(empty.size(), "channel is", "channels are") + " never sent: " + Enumerate(empty),
         "their files held no line at init: the DSP keeps what it has for the channel"));
   }
 }
@@ -201,8 +199,7 @@ void FindInResponses(const FieldCase& field, std::vector<FieldFinding>& found) {
     lone.resize(std::min(count, kMostPlaces));
     found.push_back(MakeFieldFinding(
         field, "empty-channel", Severity::kError, true, lone,
-        Count(count, "delivery").substr(0, Count(count, "delivery").find(' ')) +
-            (count == 1 ? " delivery holds" : " deliveries hold") + " one channel only",
+        Count(count, "delivery holds", "deliveries hold") + " one channel only",
         "the other one's file held no line at init: the DSP keeps what it has for it"));
   }
 }
@@ -244,7 +241,7 @@ void FindInMaterial(const FieldCase& field, std::vector<FieldFinding>& found) {
       PlacesOf(material, [](const LogEntry& entry) { return entry.event == LogEvent::kCut; });
   if (cut.second > 0) {
     add("cut-line", Severity::kNote, cut.first,
-        Count(cut.second, "line") + " of the module " + (cut.second == 1 ? "is" : "are") + " cut",
+        Count(cut.second, "line of the module is", "lines of the module are") + " cut",
         "what they say is left out; a logger keeps some 4000 bytes of a line");
   }
   const auto unsupported = PlacesOf(material, [](const LogEntry& entry) {
@@ -258,8 +255,7 @@ void FindInMaterial(const FieldCase& field, std::vector<FieldFinding>& found) {
   }
   if (field.story.repeated_lines > 0) {
     add("log-overlap", Severity::kNote, {},
-        Count(field.story.repeated_lines, "line") +
-            (field.story.repeated_lines == 1 ? " is" : " are") + " in more than one file",
+        Count(field.story.repeated_lines, "line is", "lines are") + " in more than one file",
         "each is taken once");
   }
   std::vector<Place> jumps;
