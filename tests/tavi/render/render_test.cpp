@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include "console/input.h"
 #include "process/scratch_folder.h"
 #include "render/audio_file.h"
 #include "render/block_scheme.h"
@@ -305,6 +306,23 @@ TEST_F(RenderTest, TheFileIsTheSimplestThatHoldsIt) {
     EXPECT_EQ(plain[21], 0) << size;
     EXPECT_EQ(header(format, 0x1p32 / 2 / size)[1], 'F') << size;  // "RF64"
   }
+}
+
+TEST_F(RenderTest, PlaysNoPartForTheWhole) {
+  std::vector<int16_t> samples;
+  for (const double sample : Noise(96000, 7)) {
+    samples.push_back(static_cast<int16_t>(sample * 32767));
+  }
+  const std::string whole = MakeFlac(samples, 48000);
+  const auto read = [this](const std::string& content) {
+    folder_.Write("in.flac", content);
+    AudioSource source(folder_.path("in.flac"), 48000);
+    StereoHop hop;
+    while (source.Read(hop) == kHop) {
+    }
+  };
+  EXPECT_NO_THROW(read(whole));
+  EXPECT_THROW(read(whole.substr(0, whole.size() / 2)), InputError);
 }
 
 TEST_F(RenderTest, ResamplesToTheDspsRate) {

@@ -119,6 +119,11 @@ struct AudioSource::State {
   // The next frames of the file in stereo; none at the end.
   long Pull(float** frames) {
     const sf_count_t count = sf_readf_float(file.get(), read.data(), kBlockFrames);
+    frames_read += count;
+    // Of some formats the length is stated to a few frames.
+    constexpr sf_count_t kRoom = kBlockFrames;
+    is_damaged = is_damaged || sf_error(file.get()) != SF_ERR_NO_ERROR ||
+                 (count == 0 && frames_read + kRoom < info.frames);
     const auto channels = static_cast<size_t>(info.channels);
     for (size_t i = 0; i < static_cast<size_t>(count); ++i) {
       for (size_t channel = 0; channel < 2; ++channel) {
@@ -140,7 +145,9 @@ struct AudioSource::State {
   std::vector<float> stereo;
   size_t at = 0;      // in `stereo`, without a resampler
   size_t filled = 0;  // frames of it
+  sf_count_t frames_read = 0;
   bool has_nonsense = false;
+  bool is_damaged = false;
 };
 
 AudioSource::AudioSource(const std::string& path, double rate) : state_(std::make_unique<State>()) {
@@ -212,6 +219,14 @@ size_t AudioSource::Read(StereoHop& hop) {
   }
   if (state.has_nonsense) {
     throw InputError(state.path + ": holds samples that are no numbers; export it again");
+  }
+  if (state.is_damaged) {
+    const double rate = state.info.samplerate;
+    throw InputError(state.path +
+                     Format(": is damaged, or cut: %.3f s of the %.3f s that it states can be read",
+                            static_cast<double>(state.frames_read) / rate,
+                            static_cast<double>(state.info.frames) / rate) +
+                     "; copy or export it again");
   }
   for (size_t i = 0; i < kHop; ++i) {
     for (size_t channel = 0; channel < 2; ++channel) {

@@ -27,7 +27,7 @@ class AudioSource {
   // That come at most, as far as the file says.
   double most_frames() const;
   // The samples of each channel that come next, less than kHop at the end; zeros follow them.
-  // Throws InputError for what is no number.
+  // Throws InputError for what is no number, and where a file ends before the end that it states.
   size_t Read(StereoHop& hop);
 
  private:
