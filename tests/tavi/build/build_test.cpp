@@ -302,6 +302,10 @@ TEST_F(BuildTest, WritesTheLinesThatAVendorTreeCopiesBy) {
                                          "$(TARGET_COPY_OUT_VENDOR)/etc/spk_all_right.txt\n"));
   EXPECT_EQ(Build(source, {"--product-lines", lines, "--check"}).exit_code, 0);
   EXPECT_EQ(Build(source, {"--product-lines", source}).exit_code, 2) << "an input";
+  EXPECT_EQ(
+      RunTavi({"build", source, "-o", folder_.path("my out"), "--product-lines", lines}).exit_code,
+      2)
+      << "a makefile cannot name it";
 }
 
 }  // namespace

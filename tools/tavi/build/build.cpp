@@ -6,6 +6,7 @@
 #include "build/folder_check.h"
 #include "build/tuning.h"
 #include "console/finding_text.h"
+#include "console/input.h"
 #include "console/output.h"
 #include "console/sha256.h"
 #include "console/terminal.h"
@@ -19,15 +20,20 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kLinesTitle = "# Made by tavi build: ";
 
-// The copy lines for a makefile that stands in the folder of `file`.
+// The copy lines for a makefile that stands in the folder of `file`. Throws InputError.
 std::string ProductLines(const Tuning& tuning, const std::string& folder, const std::string& file) {
   const fs::path from = fs::weakly_canonical(fs::absolute(file)).parent_path();
   const fs::path way = fs::weakly_canonical(fs::absolute(folder)).lexically_relative(from);
   std::string text = std::string(kLinesTitle) + "the data files of the tuning in " +
                      (way == "." ? "this folder" : way.string()) + "\nPRODUCT_COPY_FILES +=";
+  if (way.string().find_first_of(" \t$#:\\") != std::string::npos) {
+    throw InputError(file +
+                     ": no makefile can name a path with a blank or one of $ # : \\ in it, as " +
+                     way.string() + " has; build into a folder of another name");
+  }
   const std::string start = "$(LOCAL_PATH)/" + (way == "." ? "" : way.string() + "/");
   for (const auto& [name, content] : tuning.files) {
-    if (name.rfind("etc/", 0) != 0) continue;
+    if (!IsDataFile(name)) continue;
     text.append(" \\\n    ").append(start).append(name);
     text.append(":$(TARGET_COPY_OUT_VENDOR)/").append(name);
   }
@@ -102,8 +108,8 @@ bool Build(const BuildOptions& options) {
   Print(is_colour, colour::kBold, Printable(options.folder));
   Print(false, "",
         ": " + Count(tuning.project.postures.size(), "posture") + ", " +
-            Count(kChannelKeys.size() * tuning.project.postures.size(), "data file") +
-            "; see report.html in it\n");
+            Count(kChannelKeys.size() * tuning.project.postures.size(), "data file") + "; see " +
+            kReportFile + " in it\n");
   if (!tuning.findings.empty()) PrintFindingCounts(tuning.findings, is_colour);
   return true;
 }

@@ -8,6 +8,7 @@
 #include <set>
 #include <string_view>
 
+#include "build/tuning.h"
 #include "console/input.h"
 #include "console/output.h"
 #include "console/wording.h"
@@ -17,8 +18,6 @@ namespace brelmo::tavi::tools {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view kPage = "report.html";
 
 std::optional<std::string> Content(const fs::path& path) {
   std::error_code error;
@@ -102,23 +101,23 @@ std::vector<std::string> DifferencesIn(const std::string& folder,
   };
   bool is_rounded = false;
   for (const auto& [name, content] : files) {
-    if (name == kPage) continue;
+    if (name == kReportFile) continue;
     const auto is = Content(fs::path(folder) / name);
     if (!is) {
       differ(name, "is missing");
     } else if (*is != content) {
-      if (name.rfind("etc/", 0) == 0 && IsSameButRounding(*is, content)) {
+      if (IsDataFile(name) && IsSameButRounding(*is, content)) {
         is_rounded = true;
       } else {
         differ(name, "differs: " + FirstDifference(*is, content));
       }
     }
   }
-  const auto page = Content(fs::path(folder) / kPage);
+  const auto page = Content(fs::path(folder) / kReportFile);
   if (!page) {
-    differ(std::string(kPage), "is missing");
-  } else if (!is_rounded && *page != files.at(std::string(kPage))) {
-    differ(std::string(kPage), "differs");
+    differ(kReportFile, "is missing");
+  } else if (!is_rounded && *page != files.at(kReportFile)) {
+    differ(kReportFile, "differs");
   }
   const auto is_manifest = Content(fs::path(folder) / OutputFolder::kManifest);
   const auto compared = [is_rounded](const std::string& text) {

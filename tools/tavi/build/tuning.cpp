@@ -136,7 +136,7 @@ class TuningMaker {
     PutCurves(tuning_, data);
     ReplaceInTexts(data, data_root, kDataFolder);
     tuning_.files[kConfigFile] = config + "\n";
-    tuning_.files["report.html"] = MakeReportPage(DumpReportData(data));
+    tuning_.files[kReportFile] = MakeReportPage(DumpReportData(data));
   }
 
   void PutRemarks(const SourceFiles& files) {
@@ -167,6 +167,10 @@ class TuningMaker {
 };
 
 }  // namespace
+
+bool IsDataFile(const std::string& name) {
+  return name.rfind(std::string(kDataFolder) + "/", 0) == 0;
+}
 
 Tuning MakeTuning(const std::string& source_path, bool is_strict) {
   return TuningMaker(source_path, ReadFile(source_path), is_strict).Run();

@@ -12,6 +12,12 @@
 
 namespace brelmo::tavi::tools {
 
+// The page in the folder that build writes.
+constexpr const char* kReportFile = "report.html";
+
+// Whether a file of that folder is one of the module's data files.
+bool IsDataFile(const std::string& name);
+
 struct Tuning {
   std::vector<Finding> findings;  // at their places in the source
   // The rest is empty when a finding is an error.
