@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -41,7 +42,11 @@ void ForEachInParallel(size_t count, const std::function<void(size_t)>& work) {
   };
   std::vector<std::thread> threads;
   const size_t processors = std::max(1U, std::thread::hardware_concurrency());
-  for (size_t i = 1; i < std::min(processors, count); ++i) threads.emplace_back(run);
+  try {
+    for (size_t i = 1; i < std::min(processors, count); ++i) threads.emplace_back(run);
+  } catch (const std::system_error&) {
+    // Where there may be no more threads, those that there are do the work.
+  }
   run();
   for (std::thread& thread : threads) thread.join();
   for (const std::exception_ptr& error : errors) {
