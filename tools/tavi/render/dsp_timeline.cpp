@@ -58,7 +58,8 @@ DspChange ReadWrite(const Json& write, const simulator::DspMessages& parsed, Fil
     }
     const bool is_left = message.type == simulator::kLeftMessage;
     if (std::string fault = FindUnplayable(message.Response()); !fault.empty()) {
-      change.fault = std::string(is_left ? "the left" : "the right") + " response " + fault;
+      change.fault += std::string(change.fault.empty() ? "" : ", ") +
+                      (is_left ? "the left" : "the right") + " response " + fault;
       continue;
     }
     const auto files = write["messages"][i]["files"].get<std::vector<std::string>>();
@@ -124,8 +125,8 @@ DspTimeline ReadTimeline(const std::string& lines, const std::string& capture) {
 }
 
 DspTimeline PlayTimeline(PlaySetup setup) {
-  const std::unique_ptr<std::FILE, CloseFile> capture(
-      fdopen(memfd_create("writes", MFD_CLOEXEC), "w+b"));
+  const int fd = memfd_create("writes", MFD_CLOEXEC);
+  const std::unique_ptr<std::FILE, CloseFile> capture(fd < 0 ? nullptr : fdopen(fd, "w+b"));
   if (!capture) throw MachineError("a file in memory cannot be made", errno);
   std::string lines;
   setup.is_json = true;

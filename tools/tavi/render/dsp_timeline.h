@@ -29,8 +29,9 @@ struct DspChange {
   // Null where the write does not hold the channel, which then keeps what it has.
   FilterPointer left;
   FilterPointer right;
-  int refusal = 0;    // the DSP's answer, and nothing changes
-  std::string fault;  // why this DSP cannot play it, and nothing changes
+  int refusal = 0;  // the DSP's answer, and nothing changes
+  // Why this DSP cannot play one of the responses: the channel keeps what it has.
+  std::string fault;
 };
 
 struct DspTimeline {
