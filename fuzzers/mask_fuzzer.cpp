@@ -25,7 +25,8 @@ using tools::ParseMask;
 void CheckRefusal(const std::string& text, const std::string& message) {
   unsigned line = 0;
   FUZZ_CHECK(std::sscanf(message.c_str(), "m:%u: ", &line) == 1);
-  FUZZ_CHECK(line <= 1 + std::count(text.begin(), text.end(), '\n'));
+  const auto is_end = [](char c) { return c == '\n' || c == '\r'; };
+  FUZZ_CHECK(line <= 1 + std::count_if(text.begin(), text.end(), is_end));
   FUZZ_CHECK(message.find("frequency,upper,lower") != std::string::npos);
   const auto is_control = [](unsigned char c) { return c < 0x20; };
   FUZZ_CHECK(std::none_of(message.begin(), message.end(), is_control));

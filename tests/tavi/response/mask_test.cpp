@@ -11,7 +11,8 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr const char* kMask = "# source: made up\n200,6,\n400,6,-6\r\n\n4000,6,-6\n8000,6,\n";
+constexpr const char* kMask =
+    "\xEF\xBB\xBF# source: made up\n200,+6,\n400,6,-6\r\n\n4000,6,-6\n8000,6,\n";
 constexpr Range kAll{20, 20000};
 
 TEST(MaskTest, AMarginWorkedByHand) {

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <limits>
 #include <string_view>
@@ -11,6 +10,8 @@
 
 #include "console/input.h"
 #include "console/wording.h"
+#include "response/number_text.h"
+#include "response/text_encoding.h"
 
 namespace brelmo::tavi::tools {
 
@@ -28,30 +29,15 @@ constexpr double kLargestDb = 300.0;
       "limit");
 }
 
-std::string_view Trimmed(std::string_view text) {
-  constexpr const char* kBlanks = " \t\r";
-  const size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 std::vector<std::string_view> Fields(std::string_view line) {
   std::vector<std::string_view> fields;
   size_t start = 0;
   for (size_t at = 0; at <= line.size(); ++at) {
     if (at < line.size() && line[at] != ',') continue;
-    fields.push_back(Trimmed(line.substr(start, at - start)));
+    fields.push_back(TrimBlanks(line.substr(start, at - start)));
     start = at + 1;
   }
   return fields;
-}
-
-// Whatever the locale is.
-std::optional<double> NumberOf(std::string_view text) {
-  double value = 0.0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool is_whole = result.ec == std::errc() && result.ptr == text.data() + text.size();
-  return is_whole && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
 // Where it was built or installed.
@@ -82,21 +68,21 @@ double BandLevel(const std::function<double(double)>& level_db, double low, doub
 Mask ParseMask(const std::string& text, const std::string& name) {
   Mask mask;
   mask.name = name;
-  size_t number = 0;
+  size_t number = 1;
   double last_hz = 0.0;
-  for (size_t start = 0; start < text.size();) {
-    const size_t end = std::min(text.find('\n', start), text.size());
-    const std::string_view line = Trimmed(std::string_view(text).substr(start, end - start));
-    start = end + 1;
-    ++number;
+  const DecodedText decoded = DecodeText(text);
+  LineCursor lines(decoded.text);
+  for (TextLine next; lines.Next(&next);) {
+    const std::string_view line = TrimBlanks(next.text);
+    number = next.number;
     if (line.empty()) continue;
     if (line.front() == '#') {
-      mask.source.emplace_back(Trimmed(line.substr(1)));
+      mask.source.emplace_back(TrimBlanks(line.substr(1)));
       continue;
     }
     const auto fields = Fields(line);
     if (fields.size() != 3) Refuse(name, number, Quote(line) + " has not three fields");
-    const auto hz = NumberOf(fields[0]);
+    const auto hz = ParseNumber(fields[0], {});
     if (!hz) Refuse(name, number, Quote(fields[0]) + " is no number");
     if (*hz < kFrequencies.from_hz || *hz > kFrequencies.to_hz) {
       Refuse(name, number, Quote(fields[0]) + " is no frequency in Hz (0.001 to 1e7)");
@@ -106,7 +92,7 @@ Mask ParseMask(const std::string& text, const std::string& name) {
     for (const bool is_upper : {true, false}) {
       const std::string_view field = fields[is_upper ? 1 : 2];
       if (field.empty()) continue;
-      const auto db = NumberOf(field);
+      const auto db = ParseNumber(field, {});
       if (!db) Refuse(name, number, Quote(field) + " is no number");
       if (std::abs(*db) > kLargestDb) {
         Refuse(name, number, Quote(field) + " is no limit in dB (-300 to 300)");
@@ -117,8 +103,7 @@ Mask ParseMask(const std::string& text, const std::string& name) {
     }
   }
   if (mask.upper.hz.empty() || mask.lower.hz.empty()) {
-    Refuse(name, std::max<size_t>(number, 1),
-           "there is no upper or no lower limit, and any response would keep to it");
+    Refuse(name, number, "there is no upper or no lower limit, and any response would keep to it");
   }
   return mask;
 }
