@@ -34,7 +34,7 @@ class CallFinder {
         AddRefusedStatus(i);
       }
       if (event.kind == Kind::kScenarioOn && !event.is_either_status) FindNoCase(i);
-      if (IsRotation(event)) FindNoCaseBehindRotation(i);
+      if (event.IsRotation()) FindNoCaseBehindRotation(i);
     }
     if (life_.is_captured) {
       FindResponsesWithoutStatus();
@@ -195,10 +195,6 @@ class CallFinder {
     }
   }
 
-  static bool IsRotation(const StoryEvent& event) {
-    return event.kind == Kind::kTold && !event.is_usecase && event.number == 8;
-  }
-
   // In a call a rotation took nothing, and no other rotation than the one before has a case there.
   // A host that tells the same one again looks like that, too.
   void FindNoCaseBehindRotation(size_t i) {
@@ -206,7 +202,7 @@ class CallFinder {
       return;
     }
     const auto [end, has_ended] = EndOf(i, [](const StoryEvent& later) {
-      return later.kind == Kind::kCase || later.kind == Kind::kScenarioOff || IsRotation(later);
+      return later.kind == Kind::kCase || later.kind == Kind::kScenarioOff || later.IsRotation();
     });
     if (!has_ended || AreLinesMissing(i, end)) return;
     const bool is_case = events_[end].kind == Kind::kCase;
@@ -278,12 +274,12 @@ class CallFinder {
       if (event.kind == Kind::kScenarioOff) is_on = false;
       if (event.kind != Kind::kTold) continue;
       if (!event.is_usecase) {
-        if (event.number == 2) ++announced;
+        if (event.number == simulator::kValueAnnounced) ++announced;
         continue;
       }
-      if (event.number == 21) {
+      if (event.number == simulator::kUsecaseStarted) {
         if (running++ == 0 && !is_on) begin = i;
-      } else if (event.number == 22) {
+      } else if (event.number == simulator::kUsecaseStopped) {
         if (running > 0) --running;
         // Its own status may have been lost, and not the one at its end.
         const bool is_answered = i + 1 < events_.size() && events_[i + 1].kind != Kind::kTold;

@@ -177,14 +177,14 @@ std::string DescribeEvent(const FieldCase& field, const Life& life, const StoryE
                number + ", which it does not know";
       }
       if (event.is_usecase) {
-        return event.number == 21   ? "told: a use case started"
-               : event.number == 22 ? "told: a use case stopped"
-                                    : "told: use-case event " + number;
+        return event.number == simulator::kUsecaseStarted   ? "told: a use case started"
+               : event.number == simulator::kUsecaseStopped ? "told: a use case stopped"
+                                                            : "told: use-case event " + number;
       }
-      return event.number == 2   ? "told: a common value was announced"
-             : event.number == 4 ? "told: a common value was withdrawn"
-             : event.number == 8 ? "told: the screen was rotated"
-                                 : "told: common event " + number;
+      return event.number == simulator::kValueAnnounced   ? "told: a common value was announced"
+             : event.number == simulator::kValueWithdrawn ? "told: a common value was withdrawn"
+             : event.number == simulator::kScreenRotated  ? "told: the screen was rotated"
+                                                          : "told: common event " + number;
     }
     case StoryEvent::Kind::kScenarioOn:
       if (event.is_either_status) {

@@ -35,10 +35,7 @@ class Explainer {
     result_.is_refuted = result_.is_refuted || is_hard;
     if (!result_.first_against) result_.first_against = {place, reason};
   }
-  Place PlaceOfEntry(uint32_t number) const {
-    const LogEntry& entry = material_.entries[number];
-    return {entry.file, entry.line, entry.offset};
-  }
+  Place PlaceOfEntry(uint32_t number) const { return tools::PlaceOfEntry(material_, number); }
 
   LogMessage MessageOf(const LogEntry& entry) const {
     LogMessage message;

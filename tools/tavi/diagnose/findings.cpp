@@ -99,11 +99,6 @@ FieldFinding MakeFieldFinding(const FieldCase& field, const std::string& name, S
   return found;
 }
 
-Place PlaceOfEntry(const Material& material, uint32_t entry) {
-  const LogEntry& line = material.entries[entry];
-  return {line.file, line.line, line.offset};
-}
-
 std::string DescribePlace(const Material& material, const Place& place) {
   const std::string of = " of " + Printable(material.files[place.file].name);
   if (place.line > 0) return "line " + std::to_string(place.line) + of;

@@ -44,7 +44,6 @@ void FindInMaterial(const FieldCase& field, std::vector<FieldFinding>& found);
 FieldFinding MakeFieldFinding(const FieldCase& field, const std::string& name, Severity severity,
                               bool is_certain, const std::vector<Place>& evidence,
                               const std::string& message, const std::string& consequence);
-Place PlaceOfEntry(const Material& material, uint32_t entry);
 // "line 12 of device.log", "offset 24 of call.bin".
 std::string DescribePlace(const Material& material, const Place& place);
 // "case 2 (hinge angle 45 to 134)", or by its keys.

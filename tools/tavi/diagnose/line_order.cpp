@@ -6,6 +6,8 @@
 #include <set>
 #include <tuple>
 
+#include "host_event.h"
+
 namespace brelmo::tavi::tools {
 
 namespace {
@@ -39,7 +41,9 @@ class Expectation {
   void Take(const LogEntry& entry) {
     is_beginning_ = is_beginning_ && !IsOfCall(entry) && !IsInit(entry);
     if (IsCaseOutcome(entry.event)) is_outcome_due_ = false;
-    if (IsToldByHost(entry.event) && entry.numbers[0] != 8) told_.insert(entry.thread);
+    if (IsToldByHost(entry.event) && entry.numbers[0] != simulator::kScreenRotated) {
+      told_.insert(entry.thread);
+    }
     if (IsFileFault(entry.event)) is_file_refused_ = true;
     if (entry.event == LogEvent::kRawDataSet) is_file_refused_ = false;
     if (IsStatus(entry.event)) {
@@ -125,7 +129,8 @@ size_t FindNext(const std::vector<LogEntry>& entries, const std::vector<uint32_t
     has_status = has_status || IsStatus(later.event);
     if (!IsToldByHost(later.event)) {
       if (expectation.Fits(later)) return k;
-    } else if (told == i && later.numbers[0] != 8 && later.thread == entries[numbers[i]].thread) {
+    } else if (told == i && later.numbers[0] != simulator::kScreenRotated &&
+               later.thread == entries[numbers[i]].thread) {
       told = k;
     }
   }

@@ -73,8 +73,7 @@ PostureSet PostureWalk::AdvanceCase(const PostureSet& now, const StoryEvent& eve
   state = {true, to};
   if (!to) return event.to == kUnknownCase ? choices.Everywhere() : PostureSet();
   const bool has_cause = event.cause != UINT32_MAX;
-  const bool is_rotation =
-      has_cause && !life_.events[event.cause].is_usecase && life_.events[event.cause].number == 8;
+  const bool is_rotation = has_cause && life_.events[event.cause].IsRotation();
   if (!has_threads_ && !has_cause) {
     // A first one may have come of the scenario.
     const PostureSet moved = choices.Move(now, false, previous, to);
@@ -110,7 +109,7 @@ PostureSet PostureWalk::Advance(const PostureSet& now, size_t i, State& state) c
       return AdvanceCase(from, event, state);
     case Kind::kTold: {
       const PostureSet there = choices.Drift(from, state.is_active, state.taken);
-      if (event.is_usecase || event.number != 8 || changes_case_[i]) return there;
+      if (!event.IsRotation() || changes_case_[i]) return there;
       if (!state.is_active) return choices.AnyRotation(there);
       return there | choices.Move(there, true, state.taken, std::nullopt);
     }

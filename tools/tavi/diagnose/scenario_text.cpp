@@ -168,7 +168,7 @@ class LifeWriter {
       if (caused.empty() || life_.events[caused.front()].kind != Kind::kCase) PutPosture(i);
       PutFaults(caused);
       PutTold(i, caused);
-      if (!caused.empty() && event.number == 8 && IsByHinge(caused.front())) {
+      if (!caused.empty() && event.IsRotation() && IsByHinge(caused.front())) {
         Step("expect writes 0");
         PutPosture(caused.front());
       }
@@ -260,12 +260,12 @@ class LifeWriter {
       return std::any_of(caused.begin(), caused.end(),
                          [&](size_t k) { return life_.events[k].kind == kind; });
     };
-    if (event.is_usecase && event.number == 21) {
+    if (event.is_usecase && event.number == simulator::kUsecaseStarted) {
       if (causes(Kind::kScenarioOn) && !has_value_)
         PutScenario(true);
       else
         StartUsecase();
-    } else if (event.is_usecase && event.number == 22) {
+    } else if (event.is_usecase && event.number == simulator::kUsecaseStopped) {
       if (causes(Kind::kScenarioOff)) {
         StopUsecase();
       } else {
@@ -273,20 +273,20 @@ class LifeWriter {
       }
     } else if (event.is_usecase) {
       Step("raw usecase " + std::to_string(event.number));
-    } else if (event.number == 2) {
+    } else if (event.number == simulator::kValueAnnounced) {
       const bool is_supported = causes(Kind::kScenarioOn) ||
                                 (!has_value_ && !is_running_ && HasValueNext(i).value_or(true));
       if (causes(Kind::kScenarioOn) && !is_running_) StartUsecase();
       Step("announce " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       has_value_ = has_value_ || is_supported;
-    } else if (event.number == 4) {
+    } else if (event.number == simulator::kValueWithdrawn) {
       const bool is_supported = causes(Kind::kScenarioOff) ||
                                 (has_value_ && !is_running_ && !HasValueNext(i).value_or(true));
       Step("withdraw " + std::to_string(is_supported ? kSupportedValue : kOtherValue) +
            "  # the value is not logged");
       if (is_supported) has_value_ = false;
-    } else if (event.number == 8) {
+    } else if (event.IsRotation()) {
       size_t at = i;
       for (const size_t k : caused) {
         if (life_.events[k].kind == Kind::kCase) at = k;

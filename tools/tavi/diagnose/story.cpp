@@ -105,10 +105,12 @@ class LogTeller {
   }
 
   static bool IsOfScenario(const StoryEvent& event) {
-    return event.is_usecase || event.number == 2 || event.number == 4;
+    return event.is_usecase || event.number == simulator::kValueAnnounced ||
+           event.number == simulator::kValueWithdrawn;
   }
   static bool IsAdding(const StoryEvent& event) {
-    return event.is_usecase ? event.number == 21 : event.number == 2;
+    return event.number ==
+           (event.is_usecase ? simulator::kUsecaseStarted : simulator::kValueAnnounced);
   }
 
   // What the host told last on this line's thread, or at all where threads are not known.
@@ -179,14 +181,13 @@ class LogTeller {
     if (cause) {
       const StoryEvent& told = life().events[*cause];
       const bool is_of_scenario = is_first && IsOfScenario(told) && IsAdding(told);
-      const bool is_rotation = !told.is_usecase && told.number == 8;
       // A line on the sensor's thread comes of no told event; without threads, one right behind it
       // does.
       const bool is_near =
           entry.thread >= 0 || (*cause + 3 >= life().events.size() && !IsLongBefore(told, entry));
-      if ((is_of_scenario || is_rotation) && is_near && used_cause_ != *cause) {
+      if ((is_of_scenario || told.IsRotation()) && is_near && used_cause_ != *cause) {
         event.cause = *cause;
-        if (is_rotation) used_cause_ = *cause;
+        if (told.IsRotation()) used_cause_ = *cause;
       }
     }
     // A case is of a scenario that is on: whatever told of it has been answered.
@@ -383,10 +384,14 @@ std::optional<int64_t> TimeBetween(const Material& material, const Story& story,
   return end.us >= begin.us ? std::optional<int64_t>(end.us - begin.us) : std::nullopt;
 }
 
+Place PlaceOfEntry(const Material& material, uint32_t entry) {
+  const LogEntry& line = material.entries[entry];
+  return {line.file, line.line, line.offset};
+}
+
 Place PlaceOf(const Material& material, const StoryEvent& event) {
   if (event.entry == UINT32_MAX) return material.deliveries[event.delivery].place;
-  const LogEntry& entry = material.entries[event.entry];
-  return {entry.file, entry.line, entry.offset};
+  return PlaceOfEntry(material, event.entry);
 }
 
 std::string TimeText(const Material& material, const StoryEvent& event) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "capture/material.h"
+#include "host_event.h"
 
 namespace brelmo::tavi::tools {
 
@@ -52,6 +53,11 @@ struct StoryEvent {
   // The event that caused it, in Life::events; UINT32_MAX when no line tells, as of a hinge
   // reading.
   uint32_t cause = UINT32_MAX;
+
+  // The host told that the screen was rotated.
+  bool IsRotation() const {
+    return kind == Kind::kTold && !is_usecase && number == simulator::kScreenRotated;
+  }
 };
 
 // One module instance, from init on.
@@ -84,6 +90,7 @@ Story BuildStory(const Material& material);
 // clock that was set in between.
 std::optional<int64_t> TimeBetween(const Material& material, const Story& story,
                                    const StoryEvent& from, const StoryEvent& to);
+Place PlaceOfEntry(const Material& material, uint32_t entry);
 // Where an event is to be seen.
 Place PlaceOf(const Material& material, const StoryEvent& event);
 std::string TimeText(const Material& material, const StoryEvent& event);
