@@ -65,6 +65,12 @@ void RequireDataFolder(const std::string& data_root) {
   throw InputError(data_root + ": is no folder to take data files from");
 }
 
+std::optional<simulator::DataFolder> UseDataFolder(const std::string& data_root) {
+  RequireDataFolder(data_root);
+  if (data_root.empty()) return std::nullopt;
+  return std::optional<simulator::DataFolder>(std::in_place, fs::absolute(data_root).string());
+}
+
 void RequireFiniteDataFiles(const std::string& text, const std::string& data_root) {
   for (const std::string& path : DataFilesOf(text, data_root)) {
     if (const EndlessFile endless = LookForEnd(path)) {

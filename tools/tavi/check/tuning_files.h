@@ -1,10 +1,12 @@
 // The files of a tuning: a configuration's text, and the data files that it names.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "console/output.h"
+#include "data_folder.h"
 
 namespace brelmo::tavi::tools {
 
@@ -38,6 +40,9 @@ std::vector<InputFile> DataFileInputs(const std::string& text, const std::string
 
 // Throws InputError when `data_root` is neither empty nor a folder.
 void RequireDataFolder(const std::string& data_root);
+// Puts it in force, where it is not empty, for as long as the result lives. Throws InputError as
+// above.
+std::optional<simulator::DataFolder> UseDataFolder(const std::string& data_root);
 // Throws InputError when a data file that `text` names is one that the module would read, or wait
 // for, without end.
 void RequireFiniteDataFiles(const std::string& text, const std::string& data_root);

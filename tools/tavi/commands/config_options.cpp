@@ -132,13 +132,8 @@ void ConfigSource::RequireFiniteDataFiles(const std::string& text) const {
 }
 
 std::optional<simulator::DataFolder> ConfigSource::UseDataFolder() const {
-  if (!data_root_) {
-    if (is_given()) WarnOfNoDeviceFolder();
-    return std::nullopt;
-  }
-  RequireDataFolder(*data_root_);
-  return std::optional<simulator::DataFolder>(std::in_place,
-                                              std::filesystem::absolute(*data_root_).string());
+  if (data_root().empty() && is_given()) WarnOfNoDeviceFolder();
+  return tools::UseDataFolder(data_root());
 }
 
 }  // namespace brelmo::tavi::tools

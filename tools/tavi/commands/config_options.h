@@ -49,7 +49,7 @@ class ConfigSource {
   // What to call the text in messages: the file's name or "configuration".
   std::string Name() const { return file_.value_or("configuration"); }
   // The data folder that was asked for; empty for the device's own.
-  std::string data_root() const { return data_root_.value_or(""); }
+  const std::string& data_root() const { return data_root_; }
   // What is read because of these options, the data files that `text` names included: no output may
   // take its place.
   std::vector<InputFile> Inputs(const std::string& text) const;
@@ -62,7 +62,7 @@ class ConfigSource {
  private:
   std::optional<std::string> file_;
   std::optional<std::string> text_;
-  std::optional<std::string> data_root_;
+  std::string data_root_;
 };
 
 }  // namespace brelmo::tavi::tools

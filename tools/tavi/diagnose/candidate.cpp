@@ -3,13 +3,12 @@
 #include <cstring>
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 
 #include <android-base/logging.h>
 
 #include "check/posture_text.h"
-#include "console/input.h"
+#include "check/tuning_files.h"
 #include "console/wording.h"
 #include "data_folder.h"
 #include "log_capture.h"
@@ -25,15 +24,8 @@ using audio::compensation::TelephonySpeakerCompensation;
 constexpr size_t kComparedText = 900;
 
 std::optional<simulator::DataFolder> UseFolder(const CandidateSource& source) {
-  if (source.is_recovered)
-    return std::optional<simulator::DataFolder>(std::in_place, "/nonexistent");
-  if (source.data_root.empty()) return std::nullopt;
-  std::error_code error;
-  if (!std::filesystem::is_directory(source.data_root, error)) {
-    throw InputError(source.data_root + ": is no folder to take data files from");
-  }
-  return std::optional<simulator::DataFolder>(std::in_place,
-                                              std::filesystem::absolute(source.data_root).string());
+  if (!source.is_recovered) return UseDataFolder(source.data_root);
+  return std::optional<simulator::DataFolder>(std::in_place, "/nonexistent");
 }
 
 std::string OutputName(const audio::compensation::CaseConfig& config, std::string_view channel) {

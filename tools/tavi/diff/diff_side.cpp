@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
 #include "capture/capture_file.h"
@@ -12,7 +11,6 @@
 #include "check/tuning_files.h"
 #include "console/input.h"
 #include "console/sha256.h"
-#include "data_folder.h"
 #include "log_capture.h"
 #include "response/import_correction.h"
 #include "response/measurement_reader.h"
@@ -25,7 +23,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-namespace fs = std::filesystem;
 using audio::compensation::CompensationData;
 using audio::compensation::ScreenRotationIndex;
 using audio::compensation::TelephonySpeakerCompensation;
@@ -82,10 +79,9 @@ SideCapture ReadCapture(const std::string& path, const std::string& content) {
       if (!message.is_response()) continue;
       auto& known = capture.responses[message.type == simulator::kLeftMessage ? 0 : 1];
       SideChannel channel{"", message.Response(), false};
-      if (std::none_of(known.begin(), known.end(),
-                       [&channel](const auto& other) {
-                         return IsSameData(other.data, channel.data);
-                       })) {
+      if (std::none_of(known.begin(), known.end(), [&channel](const auto& other) {
+            return IsSameData(other.data, channel.data);
+          })) {
         known.push_back(std::move(channel));
       }
     }
@@ -131,9 +127,7 @@ Side ReadSide(const SideOptions& options, double rate) {
 
 SideConfig ReadSideConfig(std::string text, const std::string& data_root) {
   RequireFiniteDataFiles(text, data_root);
-  RequireDataFolder(data_root);
-  std::optional<simulator::DataFolder> in_force;
-  if (!data_root.empty()) in_force.emplace(fs::absolute(data_root).string());
+  const auto in_force = UseDataFolder(data_root);
   const simulator::LogCapture silence([](const simulator::LogLine&) {});
   const auto read = TelephonySpeakerCompensation::GetConfig(text);
   const TelephonySpeakerCompensation engine(nullptr, read);
