@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "report/json_number.h"
+#include "console/json_number.h"
 #include "response/filter_time.h"
 #include "response/frequency_response.h"
 #include "response/level.h"

@@ -1,4 +1,4 @@
-// Numbers as a report writes them.
+// Numbers as commands write them in JSON.
 #pragma once
 
 #include <vector>

@@ -1,4 +1,4 @@
-#include "report/json_number.h"
+#include "console/json_number.h"
 
 #include <charconv>
 #include <cmath>
