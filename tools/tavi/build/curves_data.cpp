@@ -1,8 +1,8 @@
 #include "build/curves_data.h"
 
-#include <cmath>
-
 #include <vector>
+
+#include "console/json_number.h"
 
 namespace brelmo::tavi::tools {
 
@@ -11,14 +11,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // A hundredth of a decibel is more than a page shows, and the same on any machine.
-Json Rounded(const std::vector<double>& values) {
-  Json array = Json::array();
-  for (const double value : values) array.push_back(std::round(100.0 * value) / 100.0 + 0.0);
-  return array;
-}
+constexpr int kDecimals = 2;
+
+Json InHundredths(const std::vector<double>& values) { return RoundedArray(values, kDecimals); }
 
 Json LimitToJson(const Curve& limit) {
-  return {{"frequency_hz", Rounded(limit.hz)}, {"db", Rounded(limit.db)}};
+  return {{"frequency_hz", InHundredths(limit.hz)}, {"db", InHundredths(limit.db)}};
 }
 
 }  // namespace
@@ -34,18 +32,18 @@ void PutCurves(const Tuning& tuning, Json& data) {
         mask = {{"name", curves->mask},
                 {"upper", LimitToJson(curves->mask_upper)},
                 {"lower", LimitToJson(curves->mask_lower)},
-                {"margin_before_db", Rounded({curves->margin_before_db})[0]},
-                {"margin_after_db", Rounded({curves->margin_after_db})[0]}};
+                {"margin_before_db", Rounded(curves->margin_before_db, kDecimals)},
+                {"margin_after_db", Rounded(curves->margin_after_db, kDecimals)}};
       }
       designs.push_back(
           {{"case", number},
            {"channel", kChannelKeys[channel]},
-           {"corrected", Rounded({curves->corrected.from_hz, curves->corrected.to_hz})},
-           {"frequency_hz", Rounded(curves->hz)},
-           {"measured_db", Rounded(curves->measured_db)},
-           {"target_db", Rounded(curves->target_db)},
-           {"correction_db", Rounded(curves->correction_db)},
-           {"corrected_db", Rounded(curves->corrected_db)},
+           {"corrected", InHundredths({curves->corrected.from_hz, curves->corrected.to_hz})},
+           {"frequency_hz", InHundredths(curves->hz)},
+           {"measured_db", InHundredths(curves->measured_db)},
+           {"target_db", InHundredths(curves->target_db)},
+           {"correction_db", InHundredths(curves->correction_db)},
+           {"corrected_db", InHundredths(curves->corrected_db)},
            {"mask", mask}});
     }
   }

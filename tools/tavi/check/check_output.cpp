@@ -12,22 +12,13 @@
 
 namespace brelmo::tavi::tools {
 
-namespace {
-
-using Json = nlohmann::ordered_json;
-
-void PutJson(const CheckResult& result) {
-  Json findings = Json::array();
-  for (const Finding& finding : result.findings) findings.push_back(FindingToJson(finding));
-  // A file name may hold any bytes.
-  std::printf("%s\n", JsonText(findings, 2).c_str());
-}
-
-}  // namespace
-
 void PutCheckResult(const CheckResult& result, const std::string& text,
                     const std::string& config_name, bool is_json) {
-  if (is_json) return PutJson(result);
+  if (is_json) {
+    // A file name may hold any bytes.
+    std::printf("%s\n", JsonText(FindingsToJson(result.findings), 2).c_str());
+    return;
+  }
   const bool is_colour = IsColourWanted();
   for (const Finding& finding : result.findings) PrintFinding(finding, text, is_colour);
   std::string cases = Count(result.case_count, "case");

@@ -14,4 +14,10 @@ nlohmann::ordered_json FindingToJson(const Finding& finding) {
   return object;
 }
 
+nlohmann::ordered_json FindingsToJson(const std::vector<Finding>& findings) {
+  nlohmann::ordered_json array = nlohmann::ordered_json::array();
+  for (const Finding& finding : findings) array.push_back(FindingToJson(finding));
+  return array;
+}
+
 }  // namespace brelmo::tavi::tools

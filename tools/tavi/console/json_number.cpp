@@ -9,6 +9,8 @@ namespace brelmo::tavi::tools {
 
 using Json = nlohmann::ordered_json;
 
+Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(*number) : Json(); }
+
 Json ToJson(double value) { return std::isfinite(value) ? Json(value) : Json(); }
 
 Json ToJson(float value) {

@@ -2,6 +2,7 @@
 
 #include "check/known_names.h"
 #include "check/posture_text.h"
+#include "console/json_number.h"
 
 namespace brelmo::tavi::tools {
 
@@ -13,8 +14,6 @@ Json GainToJson(const GainDifference& gain) {
   return {
       {"largest_db", gain.largest_db}, {"largest_hz", gain.largest_hz}, {"rms_db", gain.rms_db}};
 }
-
-Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(*number) : Json(); }
 
 }  // namespace
 

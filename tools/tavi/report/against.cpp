@@ -1,7 +1,5 @@
 #include "report/against.h"
 
-#include <cmath>
-
 #include <algorithm>
 #include <set>
 #include <string>
@@ -51,14 +49,6 @@ size_t CountChannels(const ConfigDiff& diff) {
   return channels.size();
 }
 
-const char* StateOf(const SideChannel& channel) {
-  if (channel.is_flat) return "flat";
-  if (channel.data.empty()) return "empty";
-  const bool is_finite = std::all_of(channel.data.begin(), channel.data.end(),
-                                     [](float value) { return std::isfinite(value); });
-  return is_finite ? "file" : "not-finite";
-}
-
 Json CasesToJson(const SideConfig& config, double rate, ResponseData& responses) {
   Json array = Json::array();
   for (const SideCase& a_case : config.cases) {
@@ -68,7 +58,7 @@ Json CasesToJson(const SideConfig& config, double rate, ResponseData& responses)
       outputs.push_back(
           {{"channel", kChannelKeys[i]},
            {"file", channel.file},
-           {"state", StateOf(channel)},
+           {"state", StateOfOutput(channel.is_flat, channel.data)},
            {"response", channel.data.empty() ? Json() : Json(responses.Add(channel.data))}});
     }
     array.push_back({{"number", array.size()},

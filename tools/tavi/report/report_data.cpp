@@ -1,6 +1,5 @@
 #include "report/report_data.h"
 
-#include <cmath>
 #include <cstdint>
 
 #include <algorithm>
@@ -102,17 +101,7 @@ size_t MessageBytes(const DspMessage& message) {
   return kHeaderSize + message.payload.size();
 }
 
-Json OptionalNumber(const std::optional<size_t>& number) { return number ? Json(*number) : Json(); }
-
 // ---- Cases --------------------------------------------------------------------------------------
-
-const char* StateOf(const CompensationData& output) {
-  if (output.file_name.empty()) return "flat";
-  if (output.raw_data.empty()) return "empty";
-  const bool is_finite = std::all_of(output.raw_data.begin(), output.raw_data.end(),
-                                     [](float value) { return std::isfinite(value); });
-  return is_finite ? "file" : "not-finite";
-}
 
 const CompensationData& OutputOf(const std::vector<CompensationData>& outputs, int type) {
   return *std::find_if(outputs.begin(), outputs.end(),
@@ -126,7 +115,7 @@ Json OutputsToJson(const CaseConfig& as_read, const std::vector<CompensationData
     const CompensationData& output = OutputOf(outputs, channel.type);
     Json object = {{"channel", channel.name},
                    {"file", as_read.outputs.at(std::string(channel.output))},
-                   {"state", StateOf(output)},
+                   {"state", StateOfOutput(output.file_name.empty(), output.raw_data)},
                    {"response", Json()},
                    {"message", Json()}};
     if (!output.raw_data.empty()) object["response"] = responses.Add(output.raw_data);
@@ -262,7 +251,7 @@ Json ExcerptToJson(const Finding& finding, const std::string& text) {
   return {{"text", excerpt.text}, {"marker", excerpt.marker}};
 }
 
-Json FindingsToJson(const std::vector<Finding>& findings, const std::string& text) {
+Json FindingsWithExcerpts(const std::vector<Finding>& findings, const std::string& text) {
   Json array = Json::array();
   for (const Finding& finding : findings) {
     Json object = FindingToJson(finding);
@@ -326,7 +315,7 @@ Json MakeReportData(const std::string& text, const ReportOptions& options) {
   data["responses"] = responses.Take();
   data["postures"] = PosturesToJson(checked.postures, options.against);
   if (options.against) data["against"] = std::move(against);
-  data["findings"] = FindingsToJson(checked.findings, text);
+  data["findings"] = FindingsWithExcerpts(checked.findings, text);
   return data;
 }
 

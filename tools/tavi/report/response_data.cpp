@@ -45,6 +45,14 @@ Json TimeToJson(const std::vector<float>& raw_data, double rate) {
 
 }  // namespace
 
+const char* StateOfOutput(bool is_flat, const std::vector<float>& raw_data) {
+  if (is_flat) return "flat";
+  if (raw_data.empty()) return "empty";
+  const bool is_finite = std::all_of(raw_data.begin(), raw_data.end(),
+                                     [](float value) { return std::isfinite(value); });
+  return is_finite ? "file" : "not-finite";
+}
+
 size_t ResponseData::Add(const std::vector<float>& raw_data) {
   // By its bytes: a NaN equals nothing, and 0 equals -0.
   std::string bytes(reinterpret_cast<const char*>(raw_data.data()),

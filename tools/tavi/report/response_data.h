@@ -12,6 +12,9 @@
 
 namespace brelmo::tavi::tools {
 
+// The member `state` of an output. `is_flat`: for want of a usable file.
+const char* StateOfOutput(bool is_flat, const std::vector<float>& raw_data);
+
 // Each response once, whichever outputs have it.
 class ResponseData {
  public:

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "console/finding_json.h"
+#include "console/json_number.h"
 #include "console/wording.h"
 
 namespace brelmo::tavi::tools {
@@ -65,15 +66,6 @@ std::string MaskText(const Design& design, const std::string& name) {
          Line("", "(a prediction of the shape, from loudspeaker and correction alone)");
 }
 
-// JSON has no infinity.
-Json Number(double value) { return std::isfinite(value) ? Json(value) : Json(); }
-
-Json FindingsToJson(const std::vector<Finding>& findings) {
-  Json array = Json::array();
-  for (const Finding& finding : findings) array.push_back(FindingToJson(finding));
-  return array;
-}
-
 Json MeasuredToJson(const ReadResult& read) {
   const ReadingSummary& summary = read.summary;
   Json object = {{"points", summary.points},
@@ -86,15 +78,15 @@ Json MeasuredToJson(const ReadResult& read) {
 void PutFilter(const FilterTime& time, const GainExtremes& gain, Json& object) {
   object["max_boost_db"] = std::max(gain.highest_db, 0.0);
   object["max_boost_hz"] = gain.highest_hz;
-  object["max_cut_db"] = Number(std::max(0.0, -gain.lowest_db));
+  object["max_cut_db"] = ToJson(std::max(0.0, -gain.lowest_db));
   object["max_cut_hz"] = gain.lowest_hz;
   object["peak_gain_db"] = time.worst_gain_db;
   object["length_samples"] = time.arc_60db.length;
   object["start_sample"] = time.arc_60db.start;
   object["peak_sample"] = time.peak;
   object["delay_samples"] = time.delay_samples;
-  object["beyond_257_db"] = Number(time.beyond_taps_db);
-  object["pre_ringing_db"] = Number(time.pre_ringing_db);
+  object["beyond_257_db"] = ToJson(time.beyond_taps_db);
+  object["pre_ringing_db"] = ToJson(time.pre_ringing_db);
 }
 
 }  // namespace
@@ -187,7 +179,7 @@ Json ImportToJson(const ReadResult& read, const std::vector<Finding>& findings,
   if (!import.bins.empty()) {
     object["phase"] = import.is_minimum_phase ? "minimum" : "file";
     object["removed_delay_ms"] = 1000.0 * import.removed_delay_seconds;
-    object["left_out_db"] = Number(import.cut_away_db);
+    object["left_out_db"] = ToJson(import.cut_away_db);
     PutFilter(import.time, import.gain, object);
   }
   object["understood"] = SummaryToJson(read.summary);
