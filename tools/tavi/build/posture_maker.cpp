@@ -15,8 +15,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr const char* kFlat = "flat";
-
 class Maker {
  public:
   Maker(const PostureSource& posture, const Project& project, const TomlSource& source,
@@ -61,10 +59,10 @@ class Maker {
     }
   }
 
-  std::optional<Measurement> Read(const std::string& file, const ReadOptions& options) {
+  ReadResult Read(const std::string& file, const ReadOptions& options) {
     ReadResult read = ReadMeasurementBytes(files_.PathOf(file), files_.Read(file), options);
     Relay(read.findings, file);
-    return std::move(read.measurement);
+    return read;
   }
 
   void Make(const FromMeasurement& from) {
@@ -77,20 +75,15 @@ class Maker {
         designed.options.mask = ParseMask(files_.Read(from.mask), from.mask);
       }
     }
-    if (from.target != kFlat) {
+    if (from.target != kFlatTarget) {
       place_ = from.target_place;
-      ReadOptions drawn;
-      drawn.from_hz = from.reading.from_hz;
-      drawn.to_hz = from.reading.to_hz;
-      drawn.is_drawn = true;
-      auto target = Read(from.target, drawn);
-      if (!target) return;
-      designed.options.target = Curve{target->frequency_hz, target->magnitude_db};
+      const ReadResult target = Read(from.target, TargetReading(from.reading));
+      if (!target.measurement) return;
+      designed.options.target =
+          Curve{target.measurement->frequency_hz, target.measurement->magnitude_db};
     }
     place_ = posture_.channels[channel_].place;
-    const std::string& bytes = files_.Read(from.file);
-    ReadResult read = ReadMeasurementBytes(files_.PathOf(from.file), bytes, from.reading);
-    Relay(read.findings, from.file);
+    ReadResult read = Read(from.file, from.reading);
     if (!read.measurement) return;
     designed.measurement = std::move(*read.measurement);
     designed.summary = read.summary;

@@ -100,9 +100,7 @@ FromCorrection ReadCorrection(TomlTable& table, const std::string& file, double 
   FromCorrection from;
   from.file = file;
   from.import.rate = rate;
-  // All of a filter counts, from its first sample on.
-  from.reading.delay = DelayPolicy::kKeep;
-  from.reading.window_ms = 0.0;
+  from.reading = FilterReading();
   from.import.is_minimum_phase = table.Word("phase", {kFilePhase, "minimum"}) == "minimum";
   Put(table.Whole("taps", 16, static_cast<int64_t>(kFilterLength)), from.import.taps);
   Put(table.Number("gain", -200.0, 200.0, "dB"), from.import.gain_db);

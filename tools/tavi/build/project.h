@@ -23,8 +23,8 @@ namespace brelmo::tavi::tools {
 
 struct FromMeasurement {
   std::string file;
-  std::string target = "flat";  // or a file
-  std::string mask;             // a name or a file; empty for none
+  std::string target = kFlatTarget;  // or a file
+  std::string mask;                  // a name or a file; empty for none
   SourcePlace target_place;
   SourcePlace mask_place;
   ReadOptions reading;

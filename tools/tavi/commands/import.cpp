@@ -13,7 +13,7 @@ namespace {
 
 struct ImportCommand {
   CorrectionFiles files;
-  ReadOptions reading;
+  ReadOptions reading = FilterReading();
   ImportOptions import;
   std::string phase = "file";
 };
@@ -24,9 +24,6 @@ void AddImportCommand(CLI::App& program, int& exit_code) {
   auto* const subcommand = program.add_subcommand(
       "import", "Make a data file of a correction that was made elsewhere; it is not inverted");
   const auto command = std::make_shared<ImportCommand>();
-  // All of a filter counts, from its first sample on.
-  command->reading.delay = DelayPolicy::kKeep;
-  command->reading.window_ms = 0.0;
   subcommand
       ->add_option("CORRECTION", command->files.input,
                    "A frequency response as text, or a filter's impulse response")

@@ -54,10 +54,7 @@ std::optional<std::vector<Complex>> ReadDataFile(const std::string& text) {
 
 SideResponse ReadResponse(const std::string& path, const std::string& content, double rate) {
   if (auto bins = ReadDataFile(content)) return {std::move(*bins)};
-  ReadOptions reading;
-  reading.delay = DelayPolicy::kKeep;
-  reading.window_ms = 0.0;
-  const ReadResult read = ReadMeasurementBytes(path, content, reading);
+  const ReadResult read = ReadMeasurementBytes(path, content, FilterReading());
   if (!read.measurement) {
     for (const Finding& finding : read.findings) {
       if (finding.severity != Severity::kError) continue;

@@ -23,8 +23,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* kFlat = "flat";
-
 bool IsJson(const CorrectionFiles& files) { return files.format == "json"; }
 
 // Findings of the sums stand in no line of the file.
@@ -80,13 +78,9 @@ bool WriteDesign(const CorrectionFiles& files, const ReadOptions& reading,
   const ReadResult read = ReadMeasurement(files.input, reading);
   std::vector<Finding> findings = read.findings;
   bool is_refused = !read.measurement.has_value();
-  if (sources.target != kFlat) {
+  if (sources.target != kFlatTarget) {
     inputs.push_back({sources.target, "the target"});
-    ReadOptions target_reading;
-    target_reading.from_hz = reading.from_hz;
-    target_reading.to_hz = reading.to_hz;
-    target_reading.is_drawn = true;
-    const ReadResult target = ReadMeasurement(sources.target, target_reading);
+    const ReadResult target = ReadMeasurement(sources.target, TargetReading(reading));
     findings.insert(findings.end(), target.findings.begin(), target.findings.end());
     if (target.measurement) {
       options.target = Curve{target.measurement->frequency_hz, target.measurement->magnitude_db};

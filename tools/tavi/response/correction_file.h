@@ -18,8 +18,8 @@ struct CorrectionFiles {
 
 // What is named by the user and read before the sums.
 struct DesignSources {
-  std::string target = "flat";  // or a file
-  std::string mask;             // a name or a file; empty without a mask
+  std::string target = kFlatTarget;  // or a file
+  std::string mask;                  // a name or a file; empty without a mask
 };
 
 // Read, compute, write and say what came of it on standard output. False when the input was

@@ -28,6 +28,9 @@ enum class LevelRule {
   kAbsolute,  // the target stands at `level_db` of the measurement's own scale
 };
 
+// What users call the target that is none of a file.
+constexpr const char* kFlatTarget = "flat";
+
 struct DesignOptions {
   double rate = 48000.0;
   std::optional<Curve> target;  // flat without

@@ -228,6 +228,21 @@ class MeasurementReader {
 
 }  // namespace
 
+ReadOptions FilterReading() {
+  ReadOptions options;
+  options.delay = DelayPolicy::kKeep;
+  options.window_ms = 0.0;
+  return options;
+}
+
+ReadOptions TargetReading(const ReadOptions& measurement) {
+  ReadOptions options;
+  options.from_hz = measurement.from_hz;
+  options.to_hz = measurement.to_hz;
+  options.is_drawn = true;
+  return options;
+}
+
 ReadResult ReadMeasurementBytes(const std::string& name, std::string_view bytes,
                                 const ReadOptions& options) {
   return MeasurementReader(name, options).Run(bytes);

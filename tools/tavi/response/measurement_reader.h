@@ -46,6 +46,11 @@ struct ReadOptions {
   bool is_drawn = false;
 };
 
+// Of a filter: all of it counts, from its first sample on.
+ReadOptions FilterReading();
+// Of a target for a measurement that is read so.
+ReadOptions TargetReading(const ReadOptions& measurement);
+
 struct ReadResult {
   std::optional<Measurement> measurement;  // empty when the file was refused: a finding is an error
   std::vector<Finding> findings;
