@@ -56,7 +56,6 @@ std::vector<Complex> HeardBins(const Designed& designed, double seconds) {
 void Delay(Designed& designed, size_t samples) {
   if (samples + designed.options.taps > kPlayedTaps &&
       designed.options.phase != CorrectionPhase::kLinear) {
-    constexpr size_t kLeastTaps = 16;
     DesignOptions options = designed.options;
     options.taps = std::max(kLeastTaps, kPlayedTaps - std::min(samples, kPlayedTaps));
     designed.design = DesignCorrection(designed.measurement, options);

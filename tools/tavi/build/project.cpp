@@ -39,6 +39,15 @@ void Put(const std::optional<Value>& value, Field& field) {
   if (value) field = static_cast<Field>(*value);
 }
 
+std::optional<double> Within(TomlTable& table, const std::string& key, Bounds bounds,
+                             const std::string& unit) {
+  return table.Number(key, bounds.low, bounds.high, unit);
+}
+
+std::optional<int64_t> ReadTaps(TomlTable& table) {
+  return table.Whole("taps", static_cast<int64_t>(kLeastTaps), static_cast<int64_t>(kFilterLength));
+}
+
 void ReadRange(TomlTable& table, Range& range) {
   const auto numbers = table.Numbers("range");
   if (!numbers) return;
@@ -51,7 +60,7 @@ void ReadRange(TomlTable& table, Range& range) {
 
 void ReadLevel(TomlTable& table, DesignOptions& design) {
   if (!table.IsText("level")) {
-    if (const auto level = table.Number("level", -300.0, 300.0, "dB, or \"mean\", or \"peak\",")) {
+    if (const auto level = Within(table, "level", kLevelBounds, "dB, or \"mean\", or \"peak\",")) {
       design.level = LevelRule::kAbsolute;
       design.level_db = *level;
     }
@@ -79,12 +88,12 @@ void ReadDesign(TomlTable& table, FromMeasurement& from) {
   if (table.Has("target")) from.target_place = table.PlaceOf("target");
   if (table.Has("mask")) from.mask_place = table.PlaceOf("mask");
   ReadRange(table, design.range);
-  Put(table.Number("max_boost", 0.0, 60.0, "dB"), design.max_boost_db);
-  Put(table.Number("max_cut", 0.0, 100.0, "dB"), design.max_cut_db);
-  Put(table.Number("smoothing", 1.0, 96.0, "1/octave"), design.smoothing);
-  Put(table.Number("regularisation", 0.0, 60.0, "dB"), design.regularisation_db);
-  Put(table.Whole("taps", 16, static_cast<int64_t>(kFilterLength)), design.taps);
-  Put(table.Whole("bands", 1, 24), design.bands);
+  Put(Within(table, "max_boost", kBoostBounds, "dB"), design.max_boost_db);
+  Put(Within(table, "max_cut", kCutBounds, "dB"), design.max_cut_db);
+  Put(Within(table, "smoothing", kSmoothingBounds, "1/octave"), design.smoothing);
+  Put(Within(table, "regularisation", kRegularisationBounds, "dB"), design.regularisation_db);
+  Put(ReadTaps(table), design.taps);
+  Put(table.Whole("bands", 1, kMostBands), design.bands);
   ReadLevel(table, design);
   if (const auto phase = table.Word("phase", {"minimum", "linear", "excess"})) {
     design.phase = *phase == "linear"   ? CorrectionPhase::kLinear
@@ -102,8 +111,8 @@ FromCorrection ReadCorrection(TomlTable& table, const std::string& file, double 
   from.import.rate = rate;
   from.reading = FilterReading();
   from.import.is_minimum_phase = table.Word("phase", {kFilePhase, "minimum"}) == "minimum";
-  Put(table.Whole("taps", 16, static_cast<int64_t>(kFilterLength)), from.import.taps);
-  Put(table.Number("gain", -200.0, 200.0, "dB"), from.import.gain_db);
+  Put(ReadTaps(table), from.import.taps);
+  Put(Within(table, "gain", kGainBounds, "dB"), from.import.gain_db);
   Put(table.Flag("remove_delay"), from.import.is_delay_removed);
   ReadReading(table, from.reading);
   return from;
@@ -141,7 +150,9 @@ Filter ReadFilter(TomlTable& table, double rate) {
     is_whole = is_whole && table.Has("q") == q.has_value() && (q.has_value() || !key.needs_q);
   }
   if (key.kind == FilterKind::kDelay) {
-    const auto samples = need("samples") ? table.Whole("samples", 0, 511) : std::nullopt;
+    const auto samples = need("samples")
+                             ? table.Whole("samples", 0, static_cast<int64_t>(kFilterLength) - 1)
+                             : std::nullopt;
     Put(samples, filter.samples);
     is_whole = is_whole && samples.has_value();
   }
@@ -254,7 +265,7 @@ Project ReadProject(TomlSource& source) {
   Project project;
   if (source.root() == nullptr) return project;
   TomlTable table(source, *source.root(), "the source");
-  Put(table.Number("rate", 2000.0, 768000.0, "Hz"), project.rate);
+  Put(Within(table, "rate", kRateBounds, "Hz"), project.rate);
   Put(table.Number("max_gain", -1000.0, 1000.0, "dB"), project.max_gain_db);
   Put(table.Text("prefix"), project.prefix);
   if (!IsName(project.prefix)) {

@@ -24,6 +24,10 @@ CLI::Validator NumberWithin(double low, double high, const std::string& unit) {
       "");
 }
 
+CLI::Validator NumberWithin(Bounds bounds, const std::string& unit) {
+  return NumberWithin(bounds.low, bounds.high, unit);
+}
+
 std::string WithoutLeadingZeros(const std::string& text) {
   const size_t at = text.find_first_not_of('0');
   const bool is_number = at != std::string::npos && text[at] >= '0' && text[at] <= '9';

@@ -10,11 +10,13 @@
 #include "check/check_config.h"
 #include "console/output.h"
 #include "data_folder.h"
+#include "response/design.h"
 
 namespace brelmo::tavi::tools {
 
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
+CLI::Validator NumberWithin(Bounds bounds, const std::string& unit);
 // For an option that takes a whole number: the zeros in front would make an octal number of it.
 std::string WithoutLeadingZeros(const std::string& text);
 // The options --rate and of the limits beyond which a check says something.

@@ -29,7 +29,7 @@ void AddLevelOption(CLI::App& command, DesignOptions& design) {
               design.level = LevelRule::kMean;
             } else if (text == "peak") {
               design.level = LevelRule::kPeak;
-            } else if (const std::string fault = NumberWithin(-300.0, 300.0, "dB")(text);
+            } else if (const std::string fault = NumberWithin(kLevelBounds, "dB")(text);
                        fault.empty()) {
               design.level = LevelRule::kAbsolute;
               CLI::detail::lexical_cast(text, design.level_db);
@@ -44,21 +44,21 @@ void AddLevelOption(CLI::App& command, DesignOptions& design) {
 
 void AddLimits(CLI::App& command, DesignOptions& design) {
   command.add_option("--max-boost", design.max_boost_db, "No gain is higher; default: 6")
-      ->check(NumberWithin(0.0, 60.0, "dB"))
+      ->check(NumberWithin(kBoostBounds, "dB"))
       ->type_name("DB");
   command.add_option("--max-cut", design.max_cut_db, "No gain is lower than -DB; default: 12")
-      ->check(NumberWithin(0.0, 100.0, "dB"))
+      ->check(NumberWithin(kCutBounds, "dB"))
       ->type_name("DB");
   command
       .add_option("--smoothing", design.smoothing,
                   "The measurement is smoothed over 1/N octave; default: 6")
-      ->check(NumberWithin(1.0, 96.0, "1/octave"))
+      ->check(NumberWithin(kSmoothingBounds, "1/octave"))
       ->type_name("N");
   command
       .add_option_function<double>(
           "--regularisation", [&design](const double& db) { design.regularisation_db = db; },
           "Dips are lifted by this much at most, and the less the deeper they are; default: off")
-      ->check(NumberWithin(0.0, 60.0, "dB"))
+      ->check(NumberWithin(kRegularisationBounds, "dB"))
       ->type_name("DB");
 }
 
@@ -89,7 +89,7 @@ void AddDesignCommand(CLI::App& program, int& exit_code) {
       ->check(CLI::IsMember({"minimum", "linear", "excess"}))
       ->type_name("PHASE");
   subcommand->add_option("--taps", command->design.taps, "The filter's length; default: 257")
-      ->check(CLI::Range(size_t{16}, kFilterLength).description(""))
+      ->check(CLI::Range(kLeastTaps, kFilterLength).description(""))
       ->transform(WithoutLeadingZeros)
       ->type_name("N");
   AddLevelOption(*subcommand, command->design);
@@ -100,7 +100,7 @@ void AddDesignCommand(CLI::App& program, int& exit_code) {
       ->type_name("FILE");
   subcommand
       ->add_option("--bands", command->design.bands, "The mask's bands are 1/N octave; default: 3")
-      ->check(CLI::Range(1, 24).description(""))
+      ->check(CLI::Range(1, kMostBands).description(""))
       ->transform(WithoutLeadingZeros)
       ->type_name("N");
   AddReadingOptions(*subcommand, command->reading);

@@ -43,11 +43,11 @@ void AddImportCommand(CLI::App& program, int& exit_code) {
           "--taps", command->import.taps,
           "512 (default): every bin is the response at its frequency; fewer cut the filter "
           "and fade it out")
-      ->check(CLI::Range(size_t{16}, kFilterLength).description(""))
+      ->check(CLI::Range(kLeastTaps, kFilterLength).description(""))
       ->transform(WithoutLeadingZeros)
       ->type_name("N");
   subcommand->add_option("--gain", command->import.gain_db, "Louder by this much; default: 0")
-      ->check(NumberWithin(-200.0, 200.0, "dB"))
+      ->check(NumberWithin(kGainBounds, "dB"))
       ->type_name("DB");
   subcommand->add_flag("--remove-delay", command->import.is_delay_removed,
                        "Let the filter begin at its first sample");

@@ -11,7 +11,7 @@ namespace brelmo::tavi::tools {
 
 void AddRateOption(CLI::App& command, double& rate) {
   command.add_option("--rate", rate, "Sampling rate at which the DSP works; default: 48000")
-      ->check(NumberWithin(2000.0, 768000.0, "Hz"))
+      ->check(NumberWithin(kRateBounds, "Hz"))
       ->type_name("HZ");
 }
 
@@ -76,9 +76,7 @@ void AddCorrectionOutput(CLI::App& command, CorrectionFiles& files) {
       ->type_name("FILE")
       ->required();
   command.add_flag("--force", files.is_forced, "Replace a file that exists");
-  command.add_option("--format", files.format, "text, or json: one object")
-      ->check(CLI::IsMember({"text", "json"}))
-      ->type_name("FORMAT");
+  AddFormatOption(command, files.format, "one object");
 }
 
 }  // namespace brelmo::tavi::tools

@@ -28,6 +28,21 @@ enum class LevelRule {
   kAbsolute,  // the target stands at `level_db` of the measurement's own scale
 };
 
+// What the options of a design and of an import may be, as options of commands and as keys of a
+// source.
+struct Bounds {
+  double low = 0.0;
+  double high = 0.0;
+};
+constexpr Bounds kBoostBounds{0.0, 60.0};
+constexpr Bounds kCutBounds{0.0, 100.0};
+constexpr Bounds kSmoothingBounds{1.0, 96.0};
+constexpr Bounds kRegularisationBounds{0.0, 60.0};
+constexpr Bounds kLevelBounds{-300.0, 300.0};
+constexpr Bounds kGainBounds{-200.0, 200.0};
+constexpr Bounds kRateBounds{2000.0, 768000.0};
+constexpr int kMostBands = 24;
+
 // What users call the target that is none of a file.
 constexpr const char* kFlatTarget = "flat";
 
@@ -41,7 +56,7 @@ struct DesignOptions {
   // The gain that the inverse bends back at: deeper dips are lifted less, not more.
   std::optional<double> regularisation_db;
   CorrectionPhase phase = CorrectionPhase::kMinimum;
-  size_t taps = kPlayedTaps;  // 16 to 512
+  size_t taps = kPlayedTaps;  // kLeastTaps to kFilterLength
   LevelRule level = LevelRule::kMean;
   double level_db = 0.0;
   std::optional<Mask> mask;

@@ -13,6 +13,8 @@ namespace brelmo::tavi::tools {
 
 // Taps that overlap-save with blocks of 512 samples and a hop of 256 plays without error.
 constexpr size_t kPlayedTaps = 257;
+// Fewer are no filter that a correction could be.
+constexpr size_t kLeastTaps = 16;
 // What sounds this much earlier than the peak is no longer heard as one with it.
 constexpr double kPreRingingSeconds = 0.001;
 
