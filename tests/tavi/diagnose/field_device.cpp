@@ -1,17 +1,17 @@
 #include "field_device.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
-
 #include <sstream>
 
+#include "console/wording.h"
 #include "data_folder.h"
 #include "scenario/scenario.h"
 
 namespace brelmo::tavi::test {
 
 namespace {
+
+using tools::Format;
 
 class FieldDevice : private simulator::HostObserver {
  public:
@@ -74,23 +74,13 @@ class FieldDevice : private simulator::HostObserver {
   simulator::SimulatedHost host_;
 };
 
-std::string Formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string Formatted(const char* format, ...) {
-  char text[1000];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
-
 // Over midnight, that a date is part of the time.
 std::string Clock(int64_t us, int digits) {
   const int64_t second = us / 1000000 + 86370;
   const int64_t fraction = digits == 3 ? us / 1000 % 1000 : us % 1000000;
-  return Formatted("11-%02d %02d:%02d:%02d.%0*d", static_cast<int>(21 + second / 86400),
-                   static_cast<int>(second / 3600 % 24), static_cast<int>(second / 60 % 60),
-                   static_cast<int>(second % 60), digits, static_cast<int>(fraction));
+  return Format("11-%02d %02d:%02d:%02d.%0*d", static_cast<int>(21 + second / 86400),
+                static_cast<int>(second / 3600 % 24), static_cast<int>(second / 60 % 60),
+                static_cast<int>(second % 60), digits, static_cast<int>(fraction));
 }
 
 }  // namespace
@@ -108,29 +98,28 @@ std::string Render(const std::vector<DeviceLine>& lines, const std::string& form
   for (const DeviceLine& line : lines) {
     const int process =
         line.tag.rfind("audio_hw", 0) == 0 || line.tag.rfind("AHal", 0) == 0 ? line.process : 777;
-    const std::string head = Formatted("%c/%-8s(%5d): ", line.severity, line.tag.c_str(), process);
+    const std::string head = Format("%c/%-8s(%5d): ", line.severity, line.tag.c_str(), process);
     const std::string ids =
-        Formatted("%5d %5d %c %-8s: ", process, line.thread, line.severity, line.tag.c_str());
+        Format("%5d %5d %c %-8s: ", process, line.thread, line.severity, line.tag.c_str());
     const std::string ms = Clock(line.us, 3);
-    const std::string second = Formatted("%d.%03d", static_cast<int>(line.us / 1000000),
-                                         static_cast<int>(line.us / 1000 % 1000));
+    const std::string second = Format("%d.%03d", static_cast<int>(line.us / 1000000),
+                                      static_cast<int>(line.us / 1000 % 1000));
     std::string text;
     if (format == "brief") text = head + line.text;
     if (format == "process") {
-      text = Formatted("%c(%5d) ", line.severity, process) + line.text + "  (" + line.tag + ")";
+      text = Format("%c(%5d) ", line.severity, process) + line.text + "  (" + line.tag + ")";
     }
-    if (format == "tag") text = Formatted("%c/%-8s: ", line.severity, line.tag.c_str()) + line.text;
+    if (format == "tag") text = Format("%c/%-8s: ", line.severity, line.tag.c_str()) + line.text;
     if (format == "thread") {
-      text = Formatted("%c(%5d:%5d) ", line.severity, process, line.thread) + line.text;
+      text = Format("%c(%5d:%5d) ", line.severity, process, line.thread) + line.text;
     }
     if (format == "raw") text = line.text;
     if (format == "time") text = ms + " " + head + line.text;
     if (format == "threadtime") text = ms + " " + ids + line.text;
     if (format == "long") {
-      text =
-          "[ " + ms +
-          Formatted(" %5d:%5d %c/%s ]\n", process, line.thread, line.severity, line.tag.c_str()) +
-          line.text + "\n";
+      text = "[ " + ms +
+             Format(" %5d:%5d %c/%s ]\n", process, line.thread, line.severity, line.tag.c_str()) +
+             line.text + "\n";
     }
     if (format == "year") text = "2026-" + ms + " " + ids + line.text;
     if (format == "zone") text = "2026-" + ms + " +0100 " + ids + line.text;
