@@ -197,7 +197,7 @@ ChannelDiff CompareChannels(const SideChannel& old_channel, const SideChannel& n
   const auto new_bins = FilterOfData(new_channel.data);
   if (!old_bins || !new_bins) {
     const auto kind = [](const SideChannel& channel) {
-      return channel.data.empty() ? "nothing" : std::to_string(channel.data.size() / 2) + " bins";
+      return channel.data.empty() ? "nothing" : Count(channel.data.size() / 2, "bin");
     };
     diff.what = kind(new_channel) + " instead of " + kind(old_channel);
     if (old_channel.data.size() == new_channel.data.size()) diff.what = "bins that are no numbers";
