@@ -195,10 +195,12 @@ TEST_F(BuildTest, ShowsWhatIsWrongAtItsLineAndLeavesTheFolder) {
     EXPECT_TRUE(FilesIn(out_) == made) << fault.source;
   }
   // A name stays as it is written, though messages of options become those of keys.
-  EXPECT_THAT(Build(Source("[[posture]]\nname = 'a--b'\nhinge = [0, 180]\n"
-                           "left.file = 'none_at_all.frd'\nright.filters = []\n"))
+  folder_.Write("my--mask", "30,6,-6\n40,6,-6\n");
+  EXPECT_THAT(Build(Channels("left.measured = 'good.frd'\nleft.mask = 'my--mask'\n"
+                             "right.filters = []\n"),
+                    {"--strict"})
                   .out,
-              HasSubstr("spk_a--b_left.txt"));
+              HasSubstr("of the mask my--mask [mask-not-judged]"));
   // A gap in what is covered stands where it begins.
   const Outcome gap = Build(Source("[[posture]]\nname = 'a'\nhinge = [0, 90]\n"
                                    "rotation = [0, 90, 180, 270]\n" +
