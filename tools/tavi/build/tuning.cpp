@@ -146,7 +146,8 @@ class TuningMaker {
 
   void PutRemarks(const SourceFiles& files) {
     const Project& project = tuning_.project;
-    const std::string source = std::filesystem::path(path_).filename().string();
+    // A line feed in its name must not begin a line of the manifest.
+    const std::string source = Printable(std::filesystem::path(path_).filename().string());
     tuning_.remarks.push_back(Format("tavi %s, rate %.10g Hz, max_gain %.10g dB", TAVI_VERSION,
                                      project.rate, project.max_gain_db));
     tuning_.remarks.push_back("input\t" + source + "\t" + sha256_);

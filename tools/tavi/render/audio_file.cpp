@@ -1,5 +1,6 @@
 #include "render/audio_file.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -302,13 +303,15 @@ void AudioSink::Write(const StereoHop& hop, size_t begin, size_t end) {
       }
     }
   }
+  errno = 0;
   const sf_count_t written = format_ == SampleFormat::kFloat
                                  ? sf_writef_float(file, floats.data(), frames)
                                  : sf_writef_int(file, numbers.data(), frames);
   if (written != frames) {
+    // The stream's reason; libsndfile knows of none.
     throw InputError(std::string("the audio file could not be written in full: ") +
-                     sf_strerror(file));
-  };
+                     (errno != 0 ? std::strerror(errno) : sf_strerror(file)));
+  }
 }
 
 void AudioSink::Finish() { file_.reset(); }
