@@ -1,6 +1,7 @@
 #include "check/known_names.h"
 
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 #include "console/wording.h"
@@ -32,9 +33,9 @@ bool IsKnownName(std::string_view name) {
 std::string NearestKnownName(std::string_view name) { return NearestName(name, KnownNames()); }
 
 std::string CasesFrom(size_t begin, size_t end) {
-  if (end == begin + 1) return "case " + std::to_string(begin);
-  const char* const between = end == begin + 2 ? " and " : " to ";
-  return "cases " + std::to_string(begin) + between + std::to_string(end - 1);
+  std::vector<size_t> numbers(end - begin);
+  std::iota(numbers.begin(), numbers.end(), begin);
+  return CaseNumbers(numbers);
 }
 
 std::string InForce(size_t count) {
