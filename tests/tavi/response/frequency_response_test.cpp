@@ -7,8 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include "response/spectrum.h"
-
 namespace brelmo::tavi::tools {
 namespace {
 
@@ -28,14 +26,6 @@ std::vector<float> Turned(const std::vector<double>& degrees) {
     data.push_back(static_cast<float>(std::sin(angle * M_PI / 180)));
   }
   return data;
-}
-
-TEST(BinFrequencyTest, TheLastOf257BinsIsAtHalfTheRate) {
-  EXPECT_EQ(BinFrequency(0, 48000), 0.0);
-  EXPECT_EQ(BinFrequency(1, 48000), 93.75);
-  EXPECT_EQ(BinFrequency(256, 48000), 24000.0);
-  EXPECT_EQ(BinFrequency(256, 44100), 22050.0);
-  EXPECT_EQ(BinFrequency(512, 16000), 16000.0);
 }
 
 TEST(FrequencyResponseTest, Magnitude) {
