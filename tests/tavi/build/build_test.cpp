@@ -304,6 +304,14 @@ TEST_F(BuildTest, WritesTheLinesThatAVendorTreeCopiesBy) {
                                          "$(TARGET_COPY_OUT_VENDOR)/etc/spk_all_right.txt\n"));
   EXPECT_EQ(Build(source, {"--product-lines", lines, "--check"}).exit_code, 0);
   EXPECT_EQ(Build(source, {"--product-lines", source}).exit_code, 2) << "an input";
+  // A makefile in the folder is one of its files.
+  for (const Strings& more : {Strings{}, {}, {"--check"}}) {
+    Strings within = {"--product-lines", out_ + "/tuning.mk"};
+    within.insert(within.end(), more.begin(), more.end());
+    EXPECT_EQ(Build(source, within).exit_code, 0);
+  }
+  EXPECT_THAT(ReadFile(out_ + "/tuning.mk"), HasSubstr("$(LOCAL_PATH)/etc/spk_all_left.txt:"));
+  EXPECT_EQ(Build(source, {"--product-lines", out_ + "/device.conf", "--force"}).exit_code, 2);
   EXPECT_EQ(
       RunTavi({"build", source, "-o", folder_.path("my out"), "--product-lines", lines}).exit_code,
       2)

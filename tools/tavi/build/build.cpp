@@ -1,6 +1,8 @@
 #include "build/build.h"
 
 #include <filesystem>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "build/folder_check.h"
@@ -40,6 +42,18 @@ std::string ProductLines(const Tuning& tuning, const std::string& folder, const 
   return text + "\n";
 }
 
+// The name that the file has in the folder; empty for one elsewhere. Throws InputError for one that
+// a tuning has itself.
+std::string NameIn(const std::string& folder, const std::string& file, const Tuning& tuning) {
+  const fs::path way = fs::weakly_canonical(fs::absolute(file))
+                           .lexically_relative(fs::weakly_canonical(fs::absolute(folder)));
+  if (way.empty() || *way.begin() == "..") return "";
+  if (way == "." || way == OutputFolder::kManifest || tuning.files.count(way.string()) != 0) {
+    throw InputError(file + ": is what the tuning itself is written to; name another file");
+  }
+  return way.string();
+}
+
 void Tell(const Tuning& tuning, bool is_colour) {
   for (size_t i = 0; i < tuning.made.size(); ++i) {
     for (size_t channel = 0; channel < kChannelKeys.size(); ++channel) {
@@ -70,16 +84,18 @@ bool Build(const BuildOptions& options) {
   rules.inputs = tuning.inputs;
   rules.is_forced = options.is_forced || options.is_check;
   OutputFolder folder(options.folder, "tavi build", rules);
-  std::string lines;
-  for (const auto& [name, content] : tuning.files) folder.Add(name, content, Sha256(content));
-  for (const std::string& remark : tuning.remarks) folder.AddRemark(remark);
+  std::map<std::string, std::string> files = tuning.files;
+  std::string lines;  // that stand outside of the folder
   if (!options.product_lines.empty()) {
     lines = ProductLines(tuning, options.folder, options.product_lines);
+    const std::string name = NameIn(options.folder, options.product_lines, tuning);
+    if (!name.empty()) files[name] = std::exchange(lines, "");
   }
+  for (const auto& [name, content] : files) folder.Add(name, content, Sha256(content));
+  for (const std::string& remark : tuning.remarks) folder.AddRemark(remark);
 
   if (options.is_check) {
-    std::vector<std::string> differences =
-        DifferencesIn(options.folder, tuning.files, folder.Manifest());
+    std::vector<std::string> differences = DifferencesIn(options.folder, files, folder.Manifest());
     if (!lines.empty() && !IsFileOf(options.product_lines, lines)) {
       differences.push_back(options.product_lines + " is not what would be written");
     }
