@@ -1,6 +1,6 @@
 #include "diagnose/diagnose_files.h"
 
-#include <algorithm>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -18,9 +18,21 @@ bool IsOwnScenario(std::string_view beginning) {
   return beginning.substr(0, kScenarioHead.size()) == kScenarioHead;
 }
 
+// A pipe or a device takes both, one after the other.
+bool AreOneFile(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
+  return EndlessKind(a).empty() &&
+         fs::weakly_canonical(fs::absolute(a)) == fs::weakly_canonical(fs::absolute(b));
+}
+
 }  // namespace
 
 int DiagnoseFiles(const DiagnoseOptions& options) {
+  if (options.scenario && options.write_config &&
+      AreOneFile(*options.scenario, *options.write_config)) {
+    throw InputError(*options.scenario +
+                     ": cannot hold both the scenario and the configuration; name two files");
+  }
   std::vector<InputFile> inputs = options.inputs;
   for (const std::string& file : options.files) inputs.push_back({file, "a file to diagnose"});
   // Before the work: where they may not be written, nothing is to be done.
