@@ -14,8 +14,6 @@ namespace brelmo::tavi::tools {
 
 namespace {
 
-constexpr double kNone = 1.0;
-
 // A DSP and what is behind it.
 class DspChain {
  public:
@@ -154,17 +152,21 @@ class Rendering {
       return;
     }
     TakeSteps(steps, true);
+    result_.clipping = clipping;
+    Conclude(source, *chains[0], length);
+  }
+
+  void Conclude(const AudioSource& source, const DspChain& chain, size_t length) {
     result_.file_rate = source.file_rate();
     result_.file_channels = source.file_channels();
     result_.is_resampled = source.is_resampled();
     result_.seconds = static_cast<double>(length) / options_.dsp.rate;
-    if (const auto& loudspeakers = chains[0]->loudspeakers()) {
+    if (const auto& loudspeakers = chain.loudspeakers()) {
       result_.loudspeaker_gain_db = loudspeakers->gain_db();
       result_.loudspeaker_time_fault = loudspeakers->time_fault();
     }
     result_.changes_behind_end = sources_.timeline.changes.size() - heard_;
-    result_.errors = chains[0]->player().SchemeErrors();
-    result_.clipping = clipping;
+    result_.errors = chain.player().SchemeErrors();
   }
 
   void TakeSteps(StepMeter& steps, bool is_at_end) {
@@ -222,7 +224,7 @@ class Rendering {
 
   const RenderSources& sources_;
   const RenderOptions& options_;
-  std::array<double, 2> gains_{kNone, kNone};
+  std::array<double, 2> gains_{1.0, 1.0};
   std::array<double, 2> peaks_{};
   size_t heard_ = 0;
   RenderResult result_;
