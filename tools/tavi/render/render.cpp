@@ -148,7 +148,7 @@ class Rendering {
       sink->Write(mixed, begin, end);
     }
     if (is_measuring) {
-      for (size_t i = 0; i < chains.size(); ++i) result_.level_db[i] = chains[i]->level_db();
+      for (size_t i = 0; i < chains.size(); ++i) levels_db_[i] = chains[i]->level_db();
       return;
     }
     TakeSteps(steps, true);
@@ -207,12 +207,11 @@ class Rendering {
   }
 
   void SetGains() {
-    const auto& level = result_.level_db;
-    if (sources_.reference != nullptr && std::isfinite(level[0]) && std::isfinite(level[1])) {
+    const double quieter = std::min(levels_db_[0], levels_db_[1]);
+    if (sources_.reference != nullptr && std::isfinite(quieter)) {
       // The louder one is turned down.
-      const double quieter = std::min(level[0], level[1]);
       for (size_t i = 0; i < 2; ++i) {
-        result_.turn_gain_db[i] = quieter - level[i];
+        result_.turn_gain_db[i] = quieter - levels_db_[i];
         gains_[i] = FromDb(result_.turn_gain_db[i]);
       }
     }
@@ -226,6 +225,7 @@ class Rendering {
   const RenderOptions& options_;
   std::array<double, 2> gains_{1.0, 1.0};
   std::array<double, 2> peaks_{};
+  std::array<double, 2> levels_db_{};  // with a reference, over the whole material
   size_t heard_ = 0;
   RenderResult result_;
 };

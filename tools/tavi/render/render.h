@@ -50,9 +50,7 @@ struct RenderResult {
   bool is_resampled = false;
   double seconds = 0.0;
   double gain_db = 0.0;  // of normalising
-  // With a reference: the level of both over the whole material, and what was done about it. The
-  // reference is the second.
-  std::array<double, 2> level_db{};
+  // With a reference, which is the second: what makes both equally loud.
   std::array<double, 2> turn_gain_db{};
   double loudspeaker_gain_db = 0.0;
   std::string loudspeaker_time_fault;  // see Loudspeakers
