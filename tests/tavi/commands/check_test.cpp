@@ -96,9 +96,10 @@ TEST_F(CheckCommandTest, ExitCodes) {
   EXPECT_EQ(CheckFile("good.txt", "--max-gain -1 --strict").exit_code, 1);
   for (const char* const arguments :
        {"", "--config absent.conf", "--config-text a --config b", "--config-text a --data-root x",
-        "--config-text a --format xml", "--config-text a --max-gain loud",
-        "--config-text a --max-gain nan", "--config-text a --max-gain 1001",
-        "--config-text a >/dev/full", "--config-text a --format json >/dev/full"}) {
+        "--config-text a --data-root ''", "--config-text a --format xml",
+        "--config-text a --max-gain loud", "--config-text a --max-gain nan",
+        "--config-text a --max-gain 1001", "--config-text a >/dev/full",
+        "--config-text a --format json >/dev/full"}) {
     const CheckOutcome outcome = Check(arguments, files_.path());
     EXPECT_EQ(outcome.exit_code, 2) << arguments;
     EXPECT_THAT(outcome.output, IsEmpty()) << arguments;

@@ -24,6 +24,7 @@ void CandidateOptions::AddTo(CLI::App& command) {
       ->add_option("--data-root", data_roots_,
                    "Folder with the data files: one for all configurations, or one for each in "
                    "their order")
+      ->check(NamedFolder())
       ->type_name("DIR");
   for (const char* const name : {"--config", "--config-text", "--data-root"}) {
     group->get_option(name)->allow_extra_args(false)->take_all();

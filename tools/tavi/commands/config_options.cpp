@@ -28,6 +28,15 @@ CLI::Validator NumberWithin(Bounds bounds, const std::string& unit) {
   return NumberWithin(bounds.low, bounds.high, unit);
 }
 
+CLI::Validator NamedFolder() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        return name.empty() ? "\"\" names no folder; name one, or leave the option out"
+                            : std::string();
+      },
+      "");
+}
+
 std::string WithoutLeadingZeros(const std::string& text) {
   const size_t at = text.find_first_not_of('0');
   const bool is_number = at != std::string::npos && text[at] >= '0' && text[at] <= '9';
@@ -81,6 +90,7 @@ CLI::Option* AddOldRootOption(CLI::App& command, std::string& data_root) {
       .add_option("--old-root", data_root,
                   "Folder of the old configuration's data files; default: etc in a folder, else "
                   "/vendor/etc")
+      ->check(NamedFolder())
       ->type_name("DIR");
 }
 
@@ -116,6 +126,7 @@ void ConfigSource::AddTo(CLI::App& command, bool is_required) {
   command
       .add_option("--data-root", data_root_,
                   "Folder that takes the place of the module's data folder, /vendor/etc")
+      ->check(NamedFolder())
       ->type_name("DIR");
 }
 

@@ -17,6 +17,8 @@ namespace brelmo::tavi::tools {
 // For an option that takes a number from `low` to `high`, as `unit`.
 CLI::Validator NumberWithin(double low, double high, const std::string& unit);
 CLI::Validator NumberWithin(Bounds bounds, const std::string& unit);
+// For an option that takes a folder: an empty name, as of a variable that is not set, is none.
+CLI::Validator NamedFolder();
 // For an option that takes a whole number: the zeros in front would make an octal number of it.
 std::string WithoutLeadingZeros(const std::string& text);
 // The options --rate and of the limits beyond which a check says something.

@@ -35,6 +35,7 @@ void AddDiffCommand(CLI::App& program, int& exit_code) {
   subcommand
       ->add_option("--new-root", diff.new_side.data_root,
                    "Folder of the new configuration's data files")
+      ->check(NamedFolder())
       ->type_name("DIR");
   subcommand
       ->add_option("--tolerance", diff.limits.tolerance_db,
